@@ -1,0 +1,174 @@
+#include "lxquotahandler.h"
+
+#include "lxlog_p.h"
+#include "lxquotahandlerobject.h"
+
+#include <lxdefine/lxfields.h>
+#include <lxmsg/messagecommon.h>
+#include <lxmsg/packmessagecommon.h>
+
+namespace {
+
+const QString requestTimeFormat = QStringLiteral("yyyyMMddhhmmss");
+const QString barDateFormat = QStringLiteral("yyyyMMdd");
+
+// Midnight of a day, as the bars are asked for.
+QDateTime midnight(const QDate &day)
+{
+    return QDateTime(day, QTime(0, 0));
+}
+
+// Whether the row is a bar of this period with a symbol; the first that is not ends an answer.
+bool isBarOf(const QVariantMap &bar, EMD_KLINE_PERIOD period)
+{
+    return bar.value(QStringLiteral("PeriodType")).toInt() == period
+            && !bar.value(QStringLiteral("Symbol")).toString().isEmpty();
+}
+
+StockPeriod1DInfo toPeriodInfo(const QVariantMap &bar)
+{
+    StockPeriod1DInfo info;
+    info.closePx = bar.value(QStringLiteral("ClosePx")).toDouble();
+    info.highPx = bar.value(QStringLiteral("HighPx")).toDouble();
+    info.lowPx = bar.value(QStringLiteral("LowPx")).toDouble();
+    info.openPx = bar.value(QStringLiteral("OpenPx")).toDouble();
+    info.totalVolumeTrade = bar.value(QStringLiteral("TotalVolumeTrade")).toDouble();
+    info.totalValueTrade = bar.value(QStringLiteral("TotalValueTrade")).toDouble();
+    info.symbol = bar.value(QStringLiteral("Symbol")).toString();
+    return info;
+}
+
+// The bars from `from` to `to`. Both are looked up by exact day, which is meant: a start without a bar gives nothing,
+// an end without one gives everything from the start on.
+QMap<QDate, StockPeriod1DInfo> barsBetween(const QMap<QDate, StockPeriod1DInfo> &bars, const QDate &from,
+                                           const QDate &to)
+{
+    QMap<QDate, StockPeriod1DInfo> result;
+    const auto last = bars.constFind(to);
+    for (auto bar = bars.constFind(from); bar != bars.constEnd(); ++bar) {
+        result.insert(bar.key(), bar.value());
+        if (bar == last)
+            break;
+    }
+    return result;
+}
+
+} // namespace
+
+QString LxQuotaHandler::AsyncRequestKLineData(const QString &symbol, const QDateTime &start, const QDateTime &stop,
+                                              EMD_KLINE_PERIOD period, EMD_EXRIGHTS_TYPE exrights)
+{
+    waitForPresenterClassInit();
+    const QString type = QStringLiteral("KLineRequest");
+    const QString startText = start.toString(requestTimeFormat);
+    const QString stopText = stop.toString(requestTimeFormat);
+    CPackMessageCommon pack;
+    pack.AddVaule(QStringLiteral("Symbol"), symbol);
+    pack.AddVaule(QStringLiteral("StartTime"), startText);
+    pack.AddVaule(QStringLiteral("StopTime"), stopText);
+    pack.AddVaule(QStringLiteral("ExrightsType"), static_cast<int>(exrights));
+    pack.AddVaule(QStringLiteral("PeriodType"), static_cast<int>(period));
+    pack.AddVaule(Orca_Fields::System::msgType, type);
+    auto *message = new CMessageCommon;
+    message->SetType(type);
+    message->SetMsg(pack.GetPackedMsg(false));
+    LxPresenterClassMgr::instance()->Put(message);
+    const QString id = pack.GetValue(Orca_Fields::System::clientMsgID).toString();
+    LX_LOG("lxquotahandler", __LINE__).debug() << "开始查询k线数据，证券代码：" << symbol << "时间范围：" << startText
+                                               << "至" << stopText << id;
+    return id;
+}
+
+void LxQuotaHandler::sendDailyKLineRequest(const QString &symbol, const QDate &from, const QDate &to)
+{
+    AsyncRequestKLineData(symbol, midnight(from), midnight(to), EMD_KLINE_PERIOD_1DAY, EMD_EXRIGHTS_TYPE_DEFAULT);
+}
+
+void LxQuotaHandler::QueryStockPeriod1DInfo(const QString &symbol, const QDate &start, const QDate &end,
+                                            bool wholeRangeOnly)
+{
+    QDate from = start;
+    QDate to = end;
+    m_period1DMutex.lock();
+    const QMap<QDate, StockPeriod1DInfo> bars = m_hashPeriod1DInfo.value(symbol);
+    if (bars.isEmpty() || bars.firstKey() > to || bars.lastKey() < from) {
+        m_period1DMutex.unlock();
+        sendDailyKLineRequest(symbol, start, end);
+        return;
+    }
+    if (wholeRangeOnly) {
+        if (bars.firstKey() <= start && bars.lastKey() >= end) {
+            Q_EMIT sigOnRspQueryStockPeriod1DInfo(symbol, barsBetween(bars, from, to));
+            return; // with the mutex locked: a slip that is kept, since later calls are known to block
+        }
+        m_period1DMutex.unlock();
+        sendDailyKLineRequest(symbol, start, end);
+        return;
+    }
+    if (bars.firstKey() > from)
+        from = bars.firstKey();
+    if (bars.lastKey() < to)
+        to = bars.lastKey();
+    Q_EMIT sigOnRspQueryStockPeriod1DInfo(symbol, barsBetween(bars, from, to));
+    m_period1DMutex.unlock();
+    if (start != from)
+        sendDailyKLineRequest(symbol, start, from.addDays(-1));
+    if (end != to)
+        sendDailyKLineRequest(symbol, to.addDays(1), end);
+}
+
+void LxQuotaHandler::QueryStockPeriod1MInfo(const QString &symbol, const QDate &start, const QDate &end, bool)
+{
+    // The cache is never asked, so there is nothing to look up; but the call waits for an answer being stored.
+    m_period1MMutex.lock();
+    m_period1MMutex.unlock();
+    AsyncRequestKLineData(symbol, midnight(start), midnight(end), EMD_KLINE_PERIOD_1MIN, EMD_EXRIGHTS_TYPE_DEFAULT);
+}
+
+void LxQuotaHandler::slotProcessPeriod1DKLineDate(const QList<QVariantMap> &lstData, EMD_KLINE_PERIOD type)
+{
+    if (type == EMD_KLINE_PERIOD_1DAY)
+        processPeriod1D(lstData);
+    else if (type == EMD_KLINE_PERIOD_1MIN)
+        processPeriod1M(lstData);
+}
+
+void LxQuotaHandler::processPeriod1D(const QList<QVariantMap> &bars)
+{
+    QMutexLocker locker(&m_period1DMutex);
+    QString symbol;
+    for (const QVariantMap &bar : bars) {
+        if (!isBarOf(bar, EMD_KLINE_PERIOD_1DAY))
+            break;
+        const StockPeriod1DInfo info = toPeriodInfo(bar);
+        symbol = info.symbol;
+        const QDate date = QDate::fromString(bar.value(QStringLiteral("MDDate")).toString(), barDateFormat);
+        QMap<QDate, StockPeriod1DInfo> &cached = m_hashPeriod1DInfo[symbol];
+        if (!cached.contains(date))
+            cached.insert(date, info);
+    }
+    const auto known = m_hashPeriod1DInfo.constFind(symbol);
+    if (known != m_hashPeriod1DInfo.constEnd() && !known->isEmpty())
+        Q_EMIT sigOnRspQueryStockPeriod1DInfo(symbol, *known);
+}
+
+void LxQuotaHandler::processPeriod1M(const QList<QVariantMap> &bars)
+{
+    QMutexLocker locker(&m_period1MMutex);
+    for (const QVariantMap &bar : bars) {
+        if (!isBarOf(bar, EMD_KLINE_PERIOD_1MIN))
+            break;
+        const StockPeriod1DInfo info = toPeriodInfo(bar);
+        const QString dateText = bar.value(QStringLiteral("MDDate")).toString();
+        const QDate date = QDate::fromString(dateText, barDateFormat);
+        // The time is read from the date's text, not from a time's: meant.
+        const QTime time = QTime::fromString(dateText, Qt::TextDate);
+        QMap<QTime, Period1MInfo> &cached = m_hashPeriod1MInfo[info.symbol][date];
+        if (cached.contains(time))
+            continue;
+        LX_LOG("lxquotahandler", __LINE__).debug()
+            << "slotProcessPeriod1MKLineDate" << info.symbol << info.closePx << info.highPx << info.lowPx
+            << info.openPx << info.totalVolumeTrade << info.totalValueTrade;
+        cached.insert(time, { info, time });
+    }
+}

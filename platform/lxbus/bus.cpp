@@ -1,0 +1,52 @@
+#include "bus.h"
+
+#include "inprocbus.h"
+
+#include <QMutex>
+#include <QUrl>
+
+namespace {
+
+QMutex busMutex;
+std::shared_ptr<LxBusTransport> &runningBus()
+{
+    static std::shared_ptr<LxBusTransport> bus;
+    return bus;
+}
+
+} // namespace
+
+namespace LxBus {
+
+bool start(const QString &url, const LxBusOptions &options, QString *error)
+{
+    const auto fail = [error](const QString &reason) {
+        if (error)
+            *error = reason;
+        return false;
+    };
+    if (QUrl(url).scheme() != QLatin1String("inproc"))
+        return fail(QStringLiteral("no transport for the bus \"%1\"").arg(url));
+    QMutexLocker locker(&busMutex);
+    if (runningBus())
+        return fail(QStringLiteral("a bus runs already"));
+    runningBus() = createInprocBus(options);
+    return true;
+}
+
+std::shared_ptr<LxBusTransport> current()
+{
+    QMutexLocker locker(&busMutex);
+    if (!runningBus())
+        runningBus() = createInprocBus(LxBusOptions());
+    return runningBus();
+}
+
+void stop()
+{
+    std::shared_ptr<LxBusTransport> bus;
+    QMutexLocker locker(&busMutex);
+    bus.swap(runningBus());
+}
+
+} // namespace LxBus

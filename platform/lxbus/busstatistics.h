@@ -1,0 +1,38 @@
+#pragma once
+
+#include <lxbus/lxbus_export.h>
+
+#include <QMutex>
+#include <QString>
+
+#include <array>
+
+/// Why the bus dropped a message.
+enum class LxBusDrop {
+    NoService,      ///< nobody serves the request's type
+    QueueFull,      ///< the receiver did not take its messages in time
+    ReceiverGone,   ///< the endpoint or service left with the message still queued, or before its answer came
+    LateAnswer,     ///< an answer after the time-out, a second answer, or an answer to no request
+    Malformed,      ///< a message that the bus itself has to read and cannot
+};
+
+/// Counts and logs what a bus drops. Any thread.
+///
+/// Each reason is logged (category "lx.bus") at its 1st, 10th, 100th, ... message, so that a flood cannot drown the log.
+class LXBUS_EXPORT LxBusStatistics
+{
+public:
+    void drop(LxBusDrop reason, const QString &type, quint64 count = 1);
+
+    quint64 dropped(LxBusDrop reason) const;
+    quint64 droppedInAll() const;
+
+    /// The reason in words.
+    static QString text(LxBusDrop reason);
+
+private:
+    static constexpr size_t Reasons = 5;
+    mutable QMutex m_mutex;
+    std::array<quint64, Reasons> m_counts {};
+    std::array<quint64, Reasons> m_nextLogged { 1, 1, 1, 1, 1 };
+};
