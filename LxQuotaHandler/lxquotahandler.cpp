@@ -27,6 +27,19 @@ const QString subscribedTopics[] = {
     QStringLiteral("MSG_QUERY_UP_N_DAY_RESPONSE"),
 };
 
+// Automatic connections do not register what they queue, so the library does. Types that are left out here are for
+// those who queue them to register.
+void registerArgumentTypes()
+{
+    qRegisterMetaType<StockQuotaData>();
+    qRegisterMetaType<FutureQuotaData>();
+    qRegisterMetaType<IndexQuotaData>();
+    qRegisterMetaType<StockOrderRecordData>();
+    qRegisterMetaType<StockTransactionRecordData>();
+    qRegisterMetaType<QList<QVariantMap>>();
+    qRegisterMetaType<QThread *>();
+}
+
 } // namespace
 
 LxQuotaHandler &LxQuotaHandler::instance()
@@ -37,6 +50,8 @@ LxQuotaHandler &LxQuotaHandler::instance()
 
 LxQuotaHandler::LxQuotaHandler()
 {
+    registerArgumentTypes();
+
     m_lstDeepQueryFields << QStringLiteral("TotalShare") << QStringLiteral("ListedShare")
                          << QStringLiteral("NetAssets");
 
@@ -110,8 +125,9 @@ void LxQuotaHandler::waitForPresenterClassInit()
     while (!LxQuotaHandlerObject::libraryObject().isInited()) {
         LX_LOG("lxquotahandler", 109).debug() << "wait for presenter class init";
         QThread::msleep(1);
-        // Only the library's own threads are ever interrupted, at shut-down.
-        if (QThread::currentThread()->isInterruptionRequested())
+        // At shut-down only, for the library's own threads; callers may interrupt theirs for reasons of their own.
+        const auto *ownThread = qobject_cast<LxQueryDeepHQThread *>(QThread::currentThread());
+        if (ownThread && ownThread->isInterruptionRequested())
             return;
     }
 }

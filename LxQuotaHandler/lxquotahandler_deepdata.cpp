@@ -83,7 +83,7 @@ void LxQuotaHandler::slotDeepQuotaQueryThreadFinish(QThread *thread)
         return;
     {
         QMutexLocker locker(&m_deepQueryThreadsMutex);
-        m_deepQueryThreads.removeOne(static_cast<LxQueryDeepHQThread *>(thread));
+        m_deepQueryThreads.removeOne(qobject_cast<LxQueryDeepHQThread *>(thread)); // null for any other thread
     }
     thread->quit();
     thread->wait(); // it may still be on its way out of run()

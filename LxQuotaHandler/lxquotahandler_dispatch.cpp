@@ -30,6 +30,7 @@ void LxQuotaHandler::slotProcessQuotaMsg(const QVariant &msgType, const QVariant
     {
         QString type;
         Branch branch;
+        int logLine = 0; // of the line that logs the message; 0: none
     };
     static const Route routes[] {
         { QStringLiteral("MDMARKETRECORD"), &LxQuotaHandler::processStockQuote },
@@ -39,14 +40,16 @@ void LxQuotaHandler::slotProcessQuotaMsg(const QVariant &msgType, const QVariant
         { QStringLiteral("ADINDICATORSRANKINGRECORD"), &LxQuotaHandler::signalIndicatorRankingData },
         { QStringLiteral("ADUPSDOWNSANALYSISRECORD"), &LxQuotaHandler::signalUpDownAnalyzeData },
         { QStringLiteral("MDTRANSACTIONRECORD"), &LxQuotaHandler::processTransaction },
-        { QStringLiteral("MSG_QUERY_P_E_RATIO_RESPONSE"), &LxQuotaHandler::processPE },
-        { QStringLiteral("MSG_QUERY_QUANTITY_RELATIVE_RATIO_RESPONSE"), &LxQuotaHandler::processQRR },
+        { QStringLiteral("MSG_QUERY_P_E_RATIO_RESPONSE"), &LxQuotaHandler::processPE, 1251 },
+        { QStringLiteral("MSG_QUERY_QUANTITY_RELATIVE_RATIO_RESPONSE"), &LxQuotaHandler::processQRR, 1267 },
         { QStringLiteral("MSG_QUERY_UP_N_DAY_RESPONSE"), &LxQuotaHandler::processRiseDays },
     };
 
     const QString type = msgType.toString();
     for (const Route &route : routes) {
         if (type == route.type) {
+            if (route.logLine)
+                LX_LOG("lxquotahandler", route.logLine).debug() << qUtf8Printable(type) << msgData;
             (this->*route.branch)(msgData);
             return;
         }
@@ -122,7 +125,6 @@ void LxQuotaHandler::processKLineResponse(const QVariant &data)
 
 void LxQuotaHandler::processPE(const QVariant &data)
 {
-    LX_LOG("lxquotahandler", 1251).debug() << "MSG_QUERY_P_E_RATIO_RESPONSE" << data;
     PEData pe;
     AssemblePEData(data, pe);
     if (pe.Symbol.isEmpty())
@@ -136,7 +138,6 @@ void LxQuotaHandler::processPE(const QVariant &data)
 
 void LxQuotaHandler::processQRR(const QVariant &data)
 {
-    LX_LOG("lxquotahandler", 1267).debug() << "MSG_QUERY_QUANTITY_RELATIVE_RATIO_RESPONSE" << data;
     QRRData qrr;
     AssembleQRRData(data, qrr);
     if (qrr.Symbol.isEmpty())
@@ -219,8 +220,9 @@ void LxQuotaHandler::applyDeepDataToCachedQuote(const QString &item, const LxSto
             cached->TurnoverRate = cached->TotalVolumeTrade / deepData.TotalShare * Percent;
         cached->TotalMarketValue = cached->LastPx * deepData.TotalShare;
     } else if (item == QLatin1String("NetAssets")) {
-        const bool known = std::fabs(deepData.NetAssets) > Negligible && deepData.NetAssets != QUOTA_INVALID_VALUE;
-        cached->PBRatio = known ? cached->LastPx / deepData.NetAssets : QUOTA_INVALID_VALUE;
+        // The test of a quote that arrives, the other way round: here net assets that are NaN give NaN. Meant.
+        const bool unknown = std::fabs(deepData.NetAssets) <= Negligible || deepData.NetAssets == QUOTA_INVALID_VALUE;
+        cached->PBRatio = unknown ? QUOTA_INVALID_VALUE : cached->LastPx / deepData.NetAssets;
     } else if (item == QLatin1String("ListedShare")) {
         cached->CirculatingMarketValue = cached->LastPx * deepData.ListedShare;
     }

@@ -18,11 +18,14 @@ QDateTime midnight(const QDate &day)
     return QDateTime(day, QTime(0, 0));
 }
 
-// Whether the row is a bar of this period with a symbol; the first that is not ends an answer.
-bool isBarOf(const QVariantMap &bar, EMD_KLINE_PERIOD period)
+// Whether the row is a bar of this period with a symbol; the first that is not ends an answer. A row of the period
+// without a symbol empties `symbol`, so that the answer announces nothing.
+bool readSymbolOfBar(const QVariantMap &bar, EMD_KLINE_PERIOD period, QString &symbol)
 {
-    return bar.value(QStringLiteral("PeriodType")).toInt() == period
-            && !bar.value(QStringLiteral("Symbol")).toString().isEmpty();
+    if (bar.value(QStringLiteral("PeriodType")).toInt() != period)
+        return false;
+    symbol = bar.value(QStringLiteral("Symbol")).toString();
+    return !symbol.isEmpty();
 }
 
 StockPeriod1DInfo toPeriodInfo(const QVariantMap &bar)
@@ -138,10 +141,9 @@ void LxQuotaHandler::processPeriod1D(const QList<QVariantMap> &bars)
     QMutexLocker locker(&m_period1DMutex);
     QString symbol;
     for (const QVariantMap &bar : bars) {
-        if (!isBarOf(bar, EMD_KLINE_PERIOD_1DAY))
+        if (!readSymbolOfBar(bar, EMD_KLINE_PERIOD_1DAY, symbol))
             break;
         const StockPeriod1DInfo info = toPeriodInfo(bar);
-        symbol = info.symbol;
         const QDate date = QDate::fromString(bar.value(QStringLiteral("MDDate")).toString(), barDateFormat);
         QMap<QDate, StockPeriod1DInfo> &cached = m_hashPeriod1DInfo[symbol];
         if (!cached.contains(date))
@@ -155,19 +157,20 @@ void LxQuotaHandler::processPeriod1D(const QList<QVariantMap> &bars)
 void LxQuotaHandler::processPeriod1M(const QList<QVariantMap> &bars)
 {
     QMutexLocker locker(&m_period1MMutex);
+    QString symbol;
     for (const QVariantMap &bar : bars) {
-        if (!isBarOf(bar, EMD_KLINE_PERIOD_1MIN))
+        if (!readSymbolOfBar(bar, EMD_KLINE_PERIOD_1MIN, symbol))
             break;
         const StockPeriod1DInfo info = toPeriodInfo(bar);
         const QString dateText = bar.value(QStringLiteral("MDDate")).toString();
         const QDate date = QDate::fromString(dateText, barDateFormat);
         // The time is read from the date's text, not from a time's: meant.
         const QTime time = QTime::fromString(dateText, Qt::TextDate);
-        QMap<QTime, Period1MInfo> &cached = m_hashPeriod1MInfo[info.symbol][date];
+        QMap<QTime, Period1MInfo> &cached = m_hashPeriod1MInfo[symbol][date];
         if (cached.contains(time))
             continue;
         LX_LOG("lxquotahandler", __LINE__).debug()
-            << "slotProcessPeriod1MKLineDate" << info.symbol << info.closePx << info.highPx << info.lowPx
+            << "slotProcessPeriod1MKLineDate" << symbol << info.closePx << info.highPx << info.lowPx
             << info.openPx << info.totalVolumeTrade << info.totalValueTrade;
         cached.insert(time, { info, time });
     }

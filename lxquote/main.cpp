@@ -1,0 +1,72 @@
+#include "arguments.h"
+#include "snapshotcommand.h"
+#include "terminal.h"
+#include "watchcommand.h"
+
+#include <QCoreApplication>
+#include <QLoggingCategory>
+
+namespace {
+
+struct Command
+{
+    const char *name;
+    const char *summary;
+    int (*run)(const QStringList &arguments);
+};
+
+constexpr Command commands[] {
+    { "watch", "shows quotes as they change", watchCommand },
+    { "snapshot", "prints the last quotes whole", snapshotCommand },
+};
+
+bool verbose = false;
+
+// The library asks Qt for one connection that Qt refuses with a warning, at every start and on purpose. Users of the
+// program need not see it.
+void printMessage(QtMsgType type, const QMessageLogContext &context, const QString &message)
+{
+    if (!verbose && message.contains(QLatin1String("signalKLineResponse(QList<QVariantMap>)")))
+        return;
+    Terminal::err(qFormatLogMessage(type, context, message) + QLatin1Char('\n'));
+}
+
+QString usage()
+{
+    QString text = QStringLiteral("Usage: lxquote COMMAND [options]\n"
+                                  "Shows market data through the quotation library.\n\nCommands:\n");
+    for (const Command &command : commands)
+        text += QStringLiteral("  %1 %2\n").arg(QLatin1String(command.name), -10).arg(QLatin1String(command.summary));
+    return text
+            + QStringLiteral("\nOptions:\n"
+                             "  --help     this text; after a command, its own\n"
+                             "  --version  the version\n"
+                             "  --verbose  logs what the library does, on standard error\n");
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    QCoreApplication application(argc, argv);
+    QStringList arguments = QCoreApplication::arguments();
+    verbose = arguments.removeAll(QStringLiteral("--verbose")) > 0;
+    if (!verbose)
+        QLoggingCategory::setFilterRules(QStringLiteral("default.debug=false"));
+    qInstallMessageHandler(printMessage);
+    const QString name = arguments.value(1);
+    if (name == QLatin1String("--help") || name == QLatin1String("-h")) {
+        Terminal::out(usage());
+        return ExitOk;
+    }
+    if (name == QLatin1String("--version")) {
+        Terminal::out(QStringLiteral("lxquote " LX_VERSION "\n"));
+        return ExitOk;
+    }
+    for (const Command &command : commands) {
+        if (name == QLatin1String(command.name))
+            return command.run(arguments);
+    }
+    return Arguments::usageError(name.isEmpty() ? QStringLiteral("no command given")
+                                                : QStringLiteral("no such command: %1").arg(name));
+}

@@ -1,0 +1,95 @@
+#include "quoteview.h"
+
+#include <QLocale>
+
+#include <cmath>
+
+namespace {
+
+template<typename Quote>
+void fillCommon(QuoteView &view, const Quote &quote)
+{
+    view.symbol = quote.Symbol;
+    view.name = quote.SecurityName;
+    view.time = quote.MDTime;
+    view.last = quote.LastPx;
+    view.change = quote.Change;
+    view.changeRatio = quote.ChangeRatio;
+    view.volume = quote.TotalVolumeTrade;
+    view.turnover = quote.TotalValueTrade;
+}
+
+bool hasValue(double value)
+{
+    return std::isfinite(value) && value != QUOTA_INVALID_VALUE;
+}
+
+QString none()
+{
+    return QStringLiteral("-");
+}
+
+} // namespace
+
+QuoteView::QuoteView(const StockQuotaData &quote)
+{
+    fillCommon(*this, quote);
+    bid = quote.BuyPrice[0];
+    ask = quote.SellPrice[0];
+    amplitude = quote.Amplitude;
+}
+
+QuoteView::QuoteView(const FutureQuotaData &quote)
+{
+    fillCommon(*this, quote);
+    bid = quote.BuyPrice[0];
+    ask = quote.SellPrice[0];
+}
+
+QuoteView::QuoteView(const IndexQuotaData &quote)
+{
+    fillCommon(*this, quote);
+}
+
+QString QuoteText::price(double value)
+{
+    return hasValue(value) ? QString::number(value, 'f', 2) : none();
+}
+
+QString QuoteText::signedNumber(double value)
+{
+    return hasValue(value) ? QString::asprintf("%+.2f", value) : none();
+}
+
+QString QuoteText::percent(double value)
+{
+    return hasValue(value) ? QString::asprintf("%+.2f%%", value) : none();
+}
+
+QString QuoteText::count(double value)
+{
+    return hasValue(value) ? QLocale(QLocale::English).toString(value, 'f', 0) : none();
+}
+
+QString QuoteText::amount(double value)
+{
+    if (!hasValue(value))
+        return none();
+    static const struct
+    {
+        double scale;
+        const char *unit;
+    } units[] { { 1e12, "T" }, { 1e9, "B" }, { 1e6, "M" }, { 1e3, "K" } };
+    for (const auto &unit : units) {
+        if (std::fabs(value) >= unit.scale)
+            return QString::number(value / unit.scale, 'f', 2) + QLatin1String(unit.unit);
+    }
+    return QString::number(value, 'f', 0);
+}
+
+QString QuoteText::time(const QString &time)
+{
+    if (time.size() != 9)
+        return time;
+    return time.mid(0, 2) + QLatin1Char(':') + time.mid(2, 2) + QLatin1Char(':') + time.mid(4, 2);
+}

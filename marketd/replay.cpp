@@ -1,0 +1,128 @@
+#include "replay.h"
+
+#include <QDeadlineTimer>
+#include <QDir>
+#include <QElapsedTimer>
+
+#include <queue>
+#include <tuple>
+
+namespace {
+
+constexpr int RecordsPerBatch = 1024;
+constexpr int FlushTimeoutMs = 10000;
+
+// Which recording's row comes next: the earliest; at the same time the file that sorts first.
+struct Upcoming
+{
+    int day;
+    int time;
+    size_t recording;
+
+    bool operator<(const Upcoming &other) const // std::priority_queue puts the greatest first
+    {
+        return std::tie(other.day, other.time, other.recording) < std::tie(day, time, recording);
+    }
+};
+
+} // namespace
+
+Replay::Replay(ReplayOptions options) : m_options(std::move(options)) { }
+
+Replay::~Replay() = default;
+
+bool Replay::open(QString *error)
+{
+    const QDir folder(m_options.folder);
+    if (!folder.exists()) {
+        *error = QStringLiteral("no such folder: %1").arg(m_options.folder);
+        return false;
+    }
+    const QStringList names = folder.entryList(QDir::Files, QDir::Name);
+    for (const QString &name : names) {
+        RecordingKind kind;
+        if (!CsvRecording::kindOfFile(name, &kind))
+            continue;
+        auto recording = std::make_unique<CsvRecording>();
+        if (!recording->open(folder.filePath(name), kind, m_options.date, error))
+            return false;
+        m_recordings.push_back(std::move(recording));
+    }
+    if (m_recordings.empty()) {
+        *error = QStringLiteral("no recordings in %1").arg(m_options.folder);
+        return false;
+    }
+    m_port = LxBus::current()->openService(this);
+    return true;
+}
+
+bool Replay::run(QString *error)
+{
+    std::priority_queue<Upcoming> upcoming;
+    const auto advance = [&](size_t index) {
+        CsvRecording &recording = *m_recordings[index];
+        if (recording.next(m_options.reportBrokenRow))
+            upcoming.push({ recording.row().day, recording.row().time, index });
+        else if (error->isEmpty())
+            *error = recording.errorString();
+    };
+    for (size_t i = 0; i < m_recordings.size(); ++i)
+        advance(i);
+
+    QElapsedTimer clock;
+    int day = -1;
+    int dayStart = 0;
+    int batch = 0;
+    while (!upcoming.empty() && !m_stop && error->isEmpty()) {
+        const Upcoming next = upcoming.top();
+        upcoming.pop();
+        CsvRecording &recording = *m_recordings[next.recording];
+        const CsvRecording::Row row = recording.row();
+        if (m_options.speed > 0) {
+            if (next.day != day) {
+                day = next.day;
+                dayStart = next.time;
+                clock.start();
+            }
+            const double due = (next.time - dayStart) / m_options.speed;
+            if (!waitUntilDue(static_cast<int>(due - static_cast<double>(clock.elapsed()))))
+                break;
+        }
+
+        ReplayCount &count = m_counts[static_cast<size_t>(recording.kind())];
+        ++count.read;
+        if (m_port->publish(recordingKindInfo(recording.kind()).topic, row.symbol, row.body) > 0)
+            ++count.published;
+        m_analysis.observe(recording.kind(), row, *m_port);
+        if (m_options.speed <= 0 && m_options.waitForConsumers && ++batch == RecordsPerBatch) {
+            batch = 0;
+            m_port->flush(FlushTimeoutMs);
+            m_options.waitForConsumers();
+        }
+        advance(next.recording);
+    }
+
+    m_analysis.publish(*m_port);
+    m_port->flush(FlushTimeoutMs);
+    for (const auto &recording : m_recordings)
+        m_counts[static_cast<size_t>(recording->kind())].skipped += recording->brokenRows();
+    return error->isEmpty();
+}
+
+void Replay::stop()
+{
+    QMutexLocker locker(&m_mutex);
+    m_stop = true;
+    m_stopRequested.wakeAll();
+}
+
+// Waits for the market's clock; false when told to stop.
+bool Replay::waitUntilDue(int marketMilliseconds)
+{
+    if (marketMilliseconds > 0) {
+        QMutexLocker locker(&m_mutex);
+        const QDeadlineTimer due(marketMilliseconds);
+        while (!m_stop && m_stopRequested.wait(&m_mutex, due)) { }
+    }
+    return !m_stop;
+}
