@@ -6,7 +6,7 @@
 #include <QStringList>
 
 /// Exit codes of the program.
-enum ExitCode { ExitOk = 0, ExitFailure = 1, ExitUsage = 2 };
+enum ExitCode { ExitOk = 0, ExitFailure = 1, ExitUsage = 2, ExitTimeout = 3 };
 
 /// The options that the commands share, and what is wrong with them.
 namespace Arguments {

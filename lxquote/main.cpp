@@ -1,4 +1,6 @@
 #include "arguments.h"
+#include "klinecommand.h"
+#include "querycommands.h"
 #include "snapshotcommand.h"
 #include "terminal.h"
 #include "watchcommand.h"
@@ -18,6 +20,12 @@ struct Command
 constexpr Command commands[] {
     { "watch", "shows quotes as they change", watchCommand },
     { "snapshot", "prints the last quotes whole", snapshotCommand },
+    { "kline", "prints or draws the bars of a symbol", klineCommand },
+    { "deep", "prints share capital and net assets", deepCommand },
+    { "pe", "prints price-earnings figures", priceEarningsCommand },
+    { "qrr", "prints the volume a minute of the last five days", volumeRatioCommand },
+    { "risedays", "prints counts of consecutive rising days", risingDaysCommand },
+    { "tradeday", "prints the trading day some days from a date", tradingDayCommand },
 };
 
 bool verbose = false;

@@ -1,10 +1,14 @@
 #include "quoteview.h"
 
+#include <lxmsg/unpackmessagecommon.h>
+
 #include <QLocale>
 
 #include <cmath>
 
 namespace {
+
+constexpr int SharesPerLot = 100;
 
 template<typename Quote>
 void fillCommon(QuoteView &view, const Quote &quote)
@@ -17,6 +21,16 @@ void fillCommon(QuoteView &view, const Quote &quote)
     view.changeRatio = quote.ChangeRatio;
     view.volume = quote.TotalVolumeTrade;
     view.turnover = quote.TotalValueTrade;
+}
+
+// The sources code the initiative in digits or in letters.
+TradeView::Side sideOf(const QString &flag)
+{
+    if (flag == QLatin1String("1") || flag == QLatin1String("B"))
+        return TradeView::Buy;
+    if (flag == QLatin1String("2") || flag == QLatin1String("S"))
+        return TradeView::Sell;
+    return TradeView::Unknown;
 }
 
 bool hasValue(double value)
@@ -49,6 +63,18 @@ QuoteView::QuoteView(const FutureQuotaData &quote)
 QuoteView::QuoteView(const IndexQuotaData &quote)
 {
     fillCommon(*this, quote);
+}
+
+TradeView::TradeView(const QVariant &body)
+{
+    CUnPackMessageCommon row;
+    row.SetUnPackMsg(body, false);
+    const QVariant none;
+    symbol = row.GetValue(QStringLiteral("Symbol"), none).toString();
+    time = row.GetValue(QStringLiteral("MDTime"), none).toString();
+    price = row.GetValue(QStringLiteral("TradePrice"), none).toDouble();
+    lots = row.GetValue(QStringLiteral("TradeQty"), none).toLongLong() / SharesPerLot;
+    side = sideOf(row.GetValue(QStringLiteral("TradeBSFlag"), none).toString());
 }
 
 QString QuoteText::price(double value)

@@ -3,6 +3,7 @@
 #include <lxquotadata.h>
 
 #include <QString>
+#include <QVariant>
 
 /// What a watch list shows of a quote, whatever its kind. Numbers that a kind does not have are QUOTA_INVALID_VALUE.
 struct QuoteView
@@ -23,6 +24,22 @@ struct QuoteView
     explicit QuoteView(const StockQuotaData &quote);
     explicit QuoteView(const FutureQuotaData &quote);
     explicit QuoteView(const IndexQuotaData &quote);
+};
+
+/// One trade as the tape shows it.
+struct TradeView
+{
+    enum Side { Unknown, Buy, Sell };
+
+    QString symbol;
+    QString time; ///< HHmmssSSS
+    double price = 0;
+    qint64 lots = 0;     ///< whole lots of 100 shares
+    Side side = Unknown; ///< who took the initiative, where the source tells
+
+    TradeView() = default;
+    /// From the body of a "MDTRANSACTIONRECORD".
+    explicit TradeView(const QVariant &body);
 };
 
 /// Numbers and times as people read them; "-" for a number that has no value, is infinite or undefined.

@@ -42,9 +42,13 @@ Json recordToJson(const Record &record)
     return json;
 }
 
-Json toJson(const QVariant &value)
+} // namespace
+
+Json RecordJson::fromValue(const QVariant &value)
 {
     switch (value.userType()) {
+    case QMetaType::UnknownType:
+        return nullptr;
     case QMetaType::Double:
         return toJson(value.toDouble());
     case QMetaType::Bool:
@@ -56,8 +60,6 @@ Json toJson(const QVariant &value)
         return toJson(value.toString());
     }
 }
-
-} // namespace
 
 Json RecordJson::fromNumber(double number)
 {
@@ -93,7 +95,7 @@ Json RecordJson::fromBody(const QVariant &body)
         const LxPackedRow &row = *packed.row(number);
         Json object = Json::object();
         for (int i = 0; i < row.values.size(); ++i)
-            object[row.layout->keys().at(i).toStdString()] = toJson(row.values.at(i));
+            object[row.layout->keys().at(i).toStdString()] = fromValue(row.values.at(i));
         rows.push_back(std::move(object));
     }
     return rows;

@@ -16,6 +16,8 @@ Json fromRecord(const StockQuotaData &record);
 Json fromRecord(const FutureQuotaData &record);
 Json fromRecord(const IndexQuotaData &record);
 Json fromNumber(double number);
+/// Text, number or bool; null for an invalid value.
+Json fromValue(const QVariant &value);
 /// The rows of a packed body: an array of objects.
 Json fromBody(const QVariant &body);
 

@@ -6,7 +6,6 @@
 #include "quoteview.h"
 #include "recordjson.h"
 #include "terminal.h"
-#include "tradetape.h"
 #include "watchtable.h"
 
 #include <lxmsg/unpackmessagecommon.h>
@@ -15,8 +14,6 @@
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QTimer>
-
-#include <memory>
 
 namespace {
 
@@ -94,7 +91,6 @@ private:
     const WatchOptions m_options;
     const bool m_drawsTable;
     WatchTable m_table;
-    std::unique_ptr<TradeTape> m_tape;
     bool m_drawPending = false;
     std::array<quint64, RecordingKinds> m_announced {};
 };
@@ -115,8 +111,11 @@ void Watch::subscribe()
     if (m_options.kinds.contains(QStringLiteral("trade"))) {
         connect(&quota, &LxQuotaHandler::signalRecordTransactionUpdate, this,
                 [this] { countAnnounced(RecordingKind::Transaction); });
-        m_tape = std::make_unique<TradeTape>(symbols);
-        connect(m_tape.get(), &TradeTape::traded, this, [this](const TradeView &trade) { showTrade(trade); });
+        // The library announces a trade by its symbol; the rest is read from the message on its way into the library.
+        connect(&quota, &LxQuotaHandler::sigRecvQuotaData, this, [this](const QVariant &type, const QVariant &data) {
+            if (type.toString() == QLatin1String("MDTRANSACTIONRECORD"))
+                showTrade(TradeView(data));
+        });
         quota.SubscribeRecordTransaction(symbols, true);
     }
     if (m_options.kinds.contains(QStringLiteral("ranking"))) {

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "quoteview.h"
-#include "tradetape.h"
 
 #include <QHash>
 #include <QList>
