@@ -2,6 +2,7 @@
 
 #include <lxmsg/packedbody.h>
 
+#include <QDate>
 #include <QFileInfo>
 #include <QHash>
 
@@ -35,7 +36,10 @@ int parseTime(const QByteArray &cell)
 bool isDate(const QByteArray &cell)
 {
     unsigned number = 0;
-    return cell.size() == 8 && parse(cell, &number);
+    if (cell.size() != 8 || !parse(cell, &number))
+        return false;
+    const int date = static_cast<int>(number);
+    return QDate::isValid(date / 10000, date / 100 % 100, date % 100);
 }
 
 } // namespace

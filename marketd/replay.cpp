@@ -4,6 +4,7 @@
 #include <QDir>
 #include <QElapsedTimer>
 
+#include <algorithm>
 #include <queue>
 #include <tuple>
 
@@ -11,6 +12,7 @@ namespace {
 
 constexpr int RecordsPerBatch = 1024;
 constexpr int FlushTimeoutMs = 10000;
+constexpr double LongestWaitMs = 1e12;
 
 // Which recording's row comes next: the earliest; at the same time the file that sorts first.
 struct Upcoming
@@ -85,7 +87,7 @@ bool Replay::run(QString *error)
                 clock.start();
             }
             const double due = (next.time - dayStart) / m_options.speed;
-            if (!waitUntilDue(static_cast<int>(due - static_cast<double>(clock.elapsed()))))
+            if (!waitUntilDue(due - static_cast<double>(clock.elapsed())))
                 break;
         }
 
@@ -117,11 +119,12 @@ void Replay::stop()
 }
 
 // Waits for the market's clock; false when told to stop.
-bool Replay::waitUntilDue(int marketMilliseconds)
+bool Replay::waitUntilDue(double milliseconds)
 {
-    if (marketMilliseconds > 0) {
+    if (milliseconds > 0) {
         QMutexLocker locker(&m_mutex);
-        const QDeadlineTimer due(marketMilliseconds);
+        // A tiny factor asks for waits that no integer holds.
+        const QDeadlineTimer due(static_cast<qint64>(std::min(milliseconds, LongestWaitMs)));
         while (!m_stop && m_stopRequested.wait(&m_mutex, due)) { }
     }
     return !m_stop;

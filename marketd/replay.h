@@ -60,7 +60,7 @@ private:
     QStringList requestTypes() const override { return {}; }
     void handle(const LxBusRequest &) override { }
 
-    bool waitUntilDue(int marketMilliseconds);
+    bool waitUntilDue(double milliseconds);
 
     const ReplayOptions m_options;
     std::unique_ptr<LxBusServicePort> m_port;

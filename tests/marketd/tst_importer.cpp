@@ -1,0 +1,475 @@
+#include "recordeddata.h"
+
+#include <storeconnection.h>
+#include <storeschema.h>
+
+#include <QLockFile>
+#include <QProcess>
+#include <QSqlQuery>
+#include <QtTest>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+class Notes final : public ImportObserver
+{
+public:
+    void progress(const QString &file, int percent) override { percents[file].append(percent); }
+    void brokenRow(const QString &file, qint64 line, const QString &reason) override
+    {
+        broken.append(QStringLiteral("%1:%2: %3").arg(file).arg(line).arg(reason));
+    }
+    void fileDone(const QString &file, qint64 rows, qint64 skipped) override { counts.insert(file, { rows, skipped }); }
+
+    QHash<QString, QVector<int>> percents;
+    QStringList broken;
+    QHash<QString, QPair<qint64, qint64>> counts;
+};
+
+} // namespace
+
+class tst_Importer : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase() { QVERIFY2(m_recorded.isValid(), qPrintable(m_recorded.errorString())); }
+
+    void everyCellIsStored_data();
+    void everyCellIsStored();
+    void symbolsWithoutSecurityAreAdded();
+    void sameFolderGivesSameBytes();
+    void plainAndCompressedFilesAreAlike();
+    void absentColumnsReadAsNull();
+    void progressRisesToTheEnd();
+    void brokenRowsAreReportedAndSkipped_data();
+    void brokenRowsAreReportedAndSkipped();
+    void brokenRowIntroducesNoSymbol();
+    void failureLeavesTheOldStore_data();
+    void failureLeavesTheOldStore();
+    void foreignFileIsNotOverwritten();
+    void olderStoreIsReplaced();
+    void secondImportAtATimeIsRefused();
+    void killedImportLeavesTheOldStore();
+    void leftoverOfAnImportIsNoHindrance();
+    void commandLine_data();
+    void commandLine();
+    void commandReportsOnStderr();
+
+private:
+    RecordedStore m_recorded;
+};
+
+void tst_Importer::everyCellIsStored_data()
+{
+    QTest::addColumn<int>("table");
+    for (int i = 0; i < StoreSchema::tables().size(); ++i)
+        QTest::addRow("%s", qPrintable(StoreSchema::tables().at(i).name)) << i;
+}
+
+void tst_Importer::everyCellIsStored()
+{
+    using StoreSchema::Kind;
+    QFETCH(int, table);
+    const StoreSchema::Table &schema = StoreSchema::tables().at(table);
+    const QVector<RecordedRow> rows = readRecordedRows(schema.name + QStringLiteral(".csv"));
+    QVERIFY(!rows.isEmpty());
+
+    const bool ofSymbols = schema.columns.first().kind == Kind::Symbol;
+    QStringList names;
+    QStringList key;
+    for (const StoreSchema::Column &column : schema.columns) {
+        names.append(column.name);
+        if (column.presence == StoreSchema::Presence::Key)
+            key.append(column.name);
+    }
+    StoreConnection connection;
+    QVERIFY(connection.open(m_recorded.path(), StoreConnection::ReadOnly));
+    QSqlQuery query(connection.database());
+    QVERIFY(query.exec(QStringLiteral("SELECT %1 FROM %2 %3")
+                           .arg(names.join(QLatin1Char(',')), schema.name,
+                                ofSymbols ? QStringLiteral("JOIN securities USING (SymbolId)") : QString())));
+    QHash<QByteArray, QVector<QVariant>> stored;
+    while (query.next()) {
+        QVector<QVariant> values;
+        QByteArray keyText;
+        for (int i = 0; i < names.size(); ++i) {
+            values.append(query.value(i));
+            if (schema.columns.at(i).kind == Kind::Time)
+                keyText += ',' + query.value(i).toByteArray().rightJustified(9, '0');
+            else if (i < key.size())
+                keyText += ',' + query.value(i).toByteArray();
+        }
+        stored.insert(keyText, values);
+    }
+
+    for (const RecordedRow &row : rows) {
+        QByteArray keyText;
+        for (const QString &name : std::as_const(key))
+            keyText += ',' + row.value(name);
+        const auto found = stored.constFind(keyText);
+        QVERIFY2(found != stored.constEnd(), keyText.constData());
+        for (int i = 0; i < names.size(); ++i) {
+            const QByteArray cell = row.value(names.at(i));
+            const QVariant &value = found->at(i);
+            QCOMPARE(value.isNull(), cell.isEmpty());
+            if (schema.columns.at(i).kind == Kind::Number && !cell.isEmpty())
+                QVERIFY2(value.toDouble() == cell.toDouble(), keyText.constData());
+            else if (schema.columns.at(i).kind == Kind::Text)
+                QCOMPARE(value.toString().toUtf8(), cell);
+        }
+    }
+    if (schema.columns.first().kind != Kind::Security)
+        QCOMPARE(stored.size(), rows.size());
+}
+
+void tst_Importer::symbolsWithoutSecurityAreAdded()
+{
+    StoreConnection connection;
+    QVERIFY(connection.open(m_recorded.path(), StoreConnection::ReadOnly));
+    QSqlQuery query(connection.database());
+    QVERIFY(query.exec(QStringLiteral("SELECT SecurityName, SecurityType, (SELECT COUNT(*) FROM kline_1min "
+                                      "WHERE kline_1min.SymbolId = securities.SymbolId) "
+                                      "FROM securities WHERE Symbol = 'IF2003.CF'")));
+    QVERIFY(query.next());
+    QVERIFY(query.isNull(0));
+    QVERIFY(query.isNull(1));
+    QCOMPARE(query.value(2).toInt(), 12279);
+}
+
+void tst_Importer::sameFolderGivesSameBytes()
+{
+    QTemporaryDir folder;
+    const QString path = folder.filePath(QStringLiteral("store"));
+    const QByteArray expected = contentOf(m_recorded.path());
+    QVERIFY(!expected.isEmpty());
+    Importer importer(QStringLiteral(LX_DATA_DIR), path, nullptr);
+    for (int i = 0; i < 2; ++i) {
+        QCOMPARE(importer.run(), Importer::Imported);
+        QVERIFY(contentOf(path) == expected);
+    }
+    QCOMPARE(QDir(folder.path()).entryList(QDir::Files | QDir::Hidden), QStringList { QStringLiteral("store") });
+}
+
+void tst_Importer::plainAndCompressedFilesAreAlike()
+{
+    RecordingFolder folder;
+    folder.append("kline_daily", "600000.SH,20230103,7.27,7.3,7.18,7.23,,23161235,167457792\n");
+    QCOMPARE(Importer(folder.path(), folder.store(), nullptr).run(), Importer::Imported);
+    const QByteArray ofPlain = contentOf(folder.store());
+
+    const QString plain = folder.file("kline_daily");
+    const QByteArray text = contentOf(plain);
+    const gzFile compressed = gzopen(QFile::encodeName(plain + QStringLiteral(".gz")).constData(), "wb");
+    QCOMPARE(gzwrite(compressed, text.constData(), unsigned(text.size())), text.size());
+    gzclose(compressed);
+    QVERIFY(QFile::remove(plain));
+    QCOMPARE(Importer(folder.path(), folder.store(), nullptr).run(), Importer::Imported);
+    QVERIFY(contentOf(folder.store()) == ofPlain);
+}
+
+void tst_Importer::absentColumnsReadAsNull()
+{
+    RecordingFolder folder;
+    folder.write("kline_daily", "ClosePx,LowPx,HighPx,OpenPx,MDDate,Note,Symbol\n4,2,5,3,20230103,x,600000.SH\n");
+    QCOMPARE(Importer(folder.path(), folder.store(), nullptr).run(), Importer::Imported);
+    StoreConnection connection;
+    QVERIFY(connection.open(folder.store(), StoreConnection::ReadOnly));
+    QSqlQuery query(connection.database());
+    QVERIFY(query.exec(QStringLiteral("SELECT OpenPx, HighPx, LowPx, ClosePx, TotalVolumeTrade FROM kline_daily")));
+    QVERIFY(query.next());
+    QCOMPARE(query.value(0).toDouble(), 3.0);
+    QCOMPARE(query.value(1).toDouble(), 5.0);
+    QCOMPARE(query.value(2).toDouble(), 2.0);
+    QCOMPARE(query.value(3).toDouble(), 4.0);
+    QVERIFY(query.isNull(4));
+}
+
+void tst_Importer::progressRisesToTheEnd()
+{
+    QTemporaryDir folder;
+    Notes notes;
+    QCOMPARE(Importer(QStringLiteral(LX_DATA_DIR), folder.filePath(QStringLiteral("store")), &notes).run(),
+             Importer::Imported);
+    QCOMPARE(notes.percents.size(), StoreSchema::tables().size());
+    for (const QVector<int> &percents : std::as_const(notes.percents)) {
+        QVERIFY(std::is_sorted(percents.cbegin(), percents.cend()));
+        QVERIFY(percents.size() > 50);
+        QVERIFY(percents.first() <= 1);
+        QVERIFY(percents.last() >= 99 && percents.last() <= 100);
+    }
+    QCOMPARE(notes.counts.value(QStringLiteral("kline_1min.csv.gz")), qMakePair(qint64(41319), qint64(0)));
+    QCOMPARE(notes.broken, QStringList());
+}
+
+void tst_Importer::brokenRowsAreReportedAndSkipped_data()
+{
+    QTest::addColumn<QByteArray>("row");
+    QTest::addColumn<QString>("reason");
+    const auto add = [](const char *name, const char *row, const QString &reason) {
+        QTest::newRow(name) << QByteArray(row) << reason;
+    };
+    add("too few cells", "600000.SH,20230104,093100000,1,1,1", QStringLiteral("6 cells instead of 10"));
+    add("too many cells", "600000.SH,20230104,093100000,1,1,1,1,1,1,1,1", QStringLiteral("11 cells instead of 10"));
+    add("no symbol", ",20230104,093100000,1,1,1,1,,,", QStringLiteral("no Symbol"));
+    add("no market", "600000,20230104,093100000,1,1,1,1,,,", QStringLiteral("Symbol is \"600000\""));
+    add("empty market", "600000.,20230104,093100000,1,1,1,1,,,", QStringLiteral("Symbol is \"600000.\""));
+    add("no such day", "600000.SH,20230229,093100000,1,1,1,1,,,", QStringLiteral("MDDate is \"20230229\""));
+    add("signed date", "600000.SH,+2023010,093100000,1,1,1,1,,,", QStringLiteral("MDDate is \"+2023010\""));
+    add("no such time", "600000.SH,20230104,096000000,1,1,1,1,,,", QStringLiteral("MDTime is \"096000000\""));
+    add("short time", "600000.SH,20230104,093100,1,1,1,1,,,", QStringLiteral("MDTime is \"093100\""));
+    add("no close", "600000.SH,20230104,093100000,1,1,1,,,,", QStringLiteral("no ClosePx"));
+    add("price is text", "600000.SH,20230104,093100000,1,1,1,x,,,", QStringLiteral("ClosePx is \"x\""));
+    add("price is infinite", "600000.SH,20230104,093100000,inf,1,1,1,,,", QStringLiteral("OpenPx is \"inf\""));
+    add("volume is no number", "600000.SH,20230104,093100000,1,1,1,1,nan,,",
+        QStringLiteral("TotalVolumeTrade is \"nan\""));
+    add("repeated bar", "600000.SH,20230103,093100000,2,2,2,2,,,", QStringLiteral("repeats an earlier row's key"));
+}
+
+void tst_Importer::brokenRowsAreReportedAndSkipped()
+{
+    QFETCH(QByteArray, row);
+    QFETCH(QString, reason);
+    RecordingFolder folder;
+    folder.append("kline_1min",
+                  "600000.SH,20230103,093100000,1,1,1,1,,,\n\n" + row + "\n600000.SH,20230105,093100000,3,3,3,3,,,\n");
+    Notes notes;
+    QCOMPARE(Importer(folder.path(), folder.store(), &notes).run(), Importer::Imported);
+    QCOMPARE(notes.broken, QStringList { QStringLiteral("kline_1min.csv:4: ") + reason });
+    QCOMPARE(notes.counts.value(QStringLiteral("kline_1min.csv")), qMakePair(qint64(2), qint64(1)));
+
+    StoreConnection connection;
+    QVERIFY(connection.open(folder.store(), StoreConnection::ReadOnly));
+    QSqlQuery query(connection.database());
+    QVERIFY(query.exec(QStringLiteral("SELECT group_concat(ClosePx) FROM kline_1min")));
+    QVERIFY(query.next());
+    QCOMPARE(query.value(0).toString(), QStringLiteral("1.0,3.0"));
+}
+
+void tst_Importer::brokenRowIntroducesNoSymbol()
+{
+    RecordingFolder folder;
+    folder.append("kline_1min", "600000.SH,20230103,093100000,1,1,1,x,,,\n");
+    QCOMPARE(Importer(folder.path(), folder.store(), nullptr).run(), Importer::Imported);
+    StoreConnection connection;
+    QVERIFY(connection.open(folder.store(), StoreConnection::ReadOnly));
+    QSqlQuery query(connection.database());
+    QVERIFY(query.exec(QStringLiteral("SELECT COUNT(*) FROM securities")));
+    QVERIFY(query.next());
+    QCOMPARE(query.value(0).toInt(), 0);
+}
+
+void tst_Importer::failureLeavesTheOldStore_data()
+{
+    QTest::addColumn<QString>("damage");
+    QTest::addColumn<QString>("reason");
+    QTest::newRow("folder is missing") << QStringLiteral("folder") << QStringLiteral("no such folder");
+    QTest::newRow("file is missing") << QStringLiteral("file") << QStringLiteral("no file kline_1min.csv");
+    QTest::newRow("file is a folder") << QStringLiteral("directory")
+                                      << QStringLiteral("kline_1min.csv: cannot be read");
+    QTest::newRow("file is empty") << QStringLiteral("empty") << QStringLiteral("kline_1min.csv: the file is empty");
+    QTest::newRow("column is missing") << QStringLiteral("column")
+                                       << QStringLiteral("kline_1min.csv: no column ClosePx");
+    QTest::newRow("archive is cut off") << QStringLiteral("archive") << QStringLiteral("kline_1min.csv.gz: ");
+}
+
+void tst_Importer::failureLeavesTheOldStore()
+{
+    QFETCH(QString, damage);
+    QFETCH(QString, reason);
+    RecordingFolder folder;
+    folder.append("kline_daily", "600000.SH,20230103,7.27,7.3,7.18,7.23,,23161235,167457792\n");
+    QTemporaryDir place;
+    const QString store = place.filePath(QStringLiteral("store"));
+    QCOMPARE(Importer(folder.path(), store, nullptr).run(), Importer::Imported);
+    const QByteArray before = contentOf(store);
+
+    folder.append("kline_daily", "600000.SH,20230104,7.27,7.3,7.18,7.23,,23161235,167457792\n");
+    const QString file = folder.file("kline_1min");
+    QString path = folder.path();
+    if (damage == QStringLiteral("folder")) {
+        path += QStringLiteral("/nowhere");
+    } else if (damage == QStringLiteral("empty")) {
+        folder.write("kline_1min", QByteArray());
+    } else if (damage == QStringLiteral("column")) {
+        folder.write("kline_1min", "Symbol,MDDate,MDTime,OpenPx,HighPx,LowPx\n");
+    } else {
+        QVERIFY(QFile::remove(file));
+        if (damage == QStringLiteral("directory")) {
+            QVERIFY(QDir().mkdir(file));
+        } else if (damage == QStringLiteral("archive")) {
+            QFile archive(file + QStringLiteral(".gz"));
+            QVERIFY(archive.open(QIODevice::WriteOnly));
+            const QByteArray whole = contentOf(QStringLiteral(LX_DATA_DIR "/kline_1min.csv.gz"));
+            archive.write(whole.left(whole.size() / 2));
+        }
+    }
+    Importer importer(path, store, nullptr);
+    QCOMPARE(importer.run(), Importer::BadInput);
+    QVERIFY2(importer.errorString().contains(reason), qPrintable(importer.errorString()));
+    QVERIFY(contentOf(store) == before);
+    QCOMPARE(QDir(place.path()).entryList(QDir::Files | QDir::Hidden), QStringList { QStringLiteral("store") });
+}
+
+void tst_Importer::foreignFileIsNotOverwritten()
+{
+    RecordingFolder folder;
+    QFile file(folder.store());
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write("dear diary");
+    file.close();
+    Importer importer(folder.path(), folder.store(), nullptr);
+    QCOMPARE(importer.run(), Importer::BadStore);
+    QVERIFY(importer.errorString().contains(QStringLiteral("not a store")));
+    QCOMPARE(contentOf(folder.store()), QByteArray("dear diary"));
+}
+
+void tst_Importer::olderStoreIsReplaced()
+{
+    RecordingFolder folder;
+    QCOMPARE(Importer(folder.path(), folder.store(), nullptr).run(), Importer::Imported);
+    const QByteArray current = contentOf(folder.store());
+    {
+        StoreConnection connection;
+        QVERIFY(connection.open(folder.store(), StoreConnection::ReadWrite));
+        QVERIFY(connection.execute(QStringLiteral("PRAGMA user_version = 0")));
+    }
+    QVERIFY(contentOf(folder.store()) != current);
+    QCOMPARE(Importer(folder.path(), folder.store(), nullptr).run(), Importer::Imported);
+    QVERIFY(contentOf(folder.store()) == current);
+}
+
+void tst_Importer::secondImportAtATimeIsRefused()
+{
+    RecordingFolder folder;
+    QLockFile lock(folder.store() + QStringLiteral(".lock"));
+    QVERIFY(lock.tryLock());
+    Importer importer(folder.path(), folder.store(), nullptr);
+    QCOMPARE(importer.run(), Importer::BadStore);
+    QVERIFY(importer.errorString().contains(QStringLiteral("another import")));
+    lock.unlock();
+    QCOMPARE(importer.run(), Importer::Imported);
+}
+
+void tst_Importer::killedImportLeavesTheOldStore()
+{
+    RecordingFolder folder;
+    const QByteArray row = "600000.SH,20230103,093100000,1,1,1,1,,,\n";
+    folder.append("kline_1min", row);
+    QCOMPARE(Importer(folder.path(), folder.store(), nullptr).run(), Importer::Imported);
+    const QByteArray before = contentOf(folder.store());
+
+    // A pipe in place of the last file holds the import up where the rest of the new store is built already.
+    const QString file = folder.file("kline_1min");
+    const QByteArray text = contentOf(file);
+    QVERIFY(QFile::remove(file));
+    QCOMPARE(::mkfifo(QFile::encodeName(file).constData(), 0600), 0);
+    folder.append("kline_daily", "600000.SH,20230104,7.27,7.3,7.18,7.23,,23161235,167457792\n");
+
+    QProcess import;
+    import.start(QStringLiteral(MARKETD), { QStringLiteral("import"), folder.path(), folder.store() });
+    QVERIFY(import.waitForStarted());
+    int pipe = -1;
+    QTRY_VERIFY_WITH_TIMEOUT((pipe = ::open(QFile::encodeName(file).constData(), O_WRONLY | O_NONBLOCK)) >= 0, 30000);
+    QCOMPARE(::write(pipe, text.constData(), size_t(text.size())), ssize_t(text.size()));
+    QVERIFY(QFile::exists(folder.store() + QStringLiteral(".importing")));
+    QCOMPARE(import.state(), QProcess::Running);
+    import.kill();
+    QVERIFY(import.waitForFinished());
+    QCOMPARE(import.exitStatus(), QProcess::CrashExit);
+    ::close(pipe);
+    QVERIFY(contentOf(folder.store()) == before);
+
+    // What it left behind does not stand in the way of the next one.
+    QVERIFY(QFile::remove(file));
+    folder.write("kline_1min", text);
+    QCOMPARE(Importer(folder.path(), folder.store(), nullptr).run(), Importer::Imported);
+    QVERIFY(contentOf(folder.store()) != before);
+    const QStringList left = QDir(folder.path()).entryList({ QStringLiteral("store*") }, QDir::Files | QDir::Hidden);
+    QCOMPARE(left, QStringList { QStringLiteral("store") });
+}
+
+void tst_Importer::leftoverOfAnImportIsNoHindrance()
+{
+    QTemporaryDir folder;
+    const QString path = folder.filePath(QStringLiteral("store"));
+    const QByteArray whole = contentOf(m_recorded.path());
+    QFile leftover(path + QStringLiteral(".importing"));
+    QVERIFY(leftover.open(QIODevice::WriteOnly));
+    leftover.write(whole.left(whole.size() / 2));
+    leftover.close();
+    QCOMPARE(Importer(QStringLiteral(LX_DATA_DIR), path, nullptr).run(), Importer::Imported);
+    QVERIFY(contentOf(path) == whole);
+    QVERIFY(!leftover.exists());
+}
+
+void tst_Importer::commandLine_data()
+{
+    QTest::addColumn<QString>("arguments");
+    QTest::addColumn<int>("exitCode");
+    QTest::addColumn<QString>("output");
+    const auto add = [](const char *name, const char *arguments, int exitCode, const QString &output) {
+        QTest::newRow(name) << QString::fromLatin1(arguments) << exitCode << output;
+    };
+    add("help", "--help", 0, QStringLiteral("import "));
+    add("version", "--version", 0, QStringLiteral("marketd "));
+    add("no command", "", 2, QStringLiteral("a command is needed"));
+    add("unknown command", "export", 2, QStringLiteral("no command \"export\""));
+    add("unknown option", "--frob", 2, QStringLiteral("frob"));
+    add("import help", "import --help", 0, QStringLiteral("STORE"));
+    add("import without arguments", "import", 2, QStringLiteral("DIR and STORE are needed"));
+    add("import without store", "import DATA", 2, QStringLiteral("DIR and STORE are needed"));
+    add("import with too much", "import DATA STORE more", 2, QStringLiteral("DIR and STORE are needed"));
+    add("import with unknown option", "import --frob DATA STORE", 2, QStringLiteral("frob"));
+    add("import from nowhere", "import DATA/nowhere STORE", 2, QStringLiteral("no such folder"));
+    add("import of an incomplete folder", "import EMPTY STORE", 2, QStringLiteral("no file securities.csv"));
+    add("import to nowhere", "import DATA EMPTY/nowhere/store", 1, QStringLiteral("cannot write"));
+    add("import over a folder", "import DATA EMPTY", 1, QStringLiteral("not a store"));
+    add("import", "import DATA STORE", 0, QStringLiteral("trading_days.csv: 1 rows"));
+}
+
+void tst_Importer::commandLine()
+{
+    QFETCH(QString, arguments);
+    QFETCH(int, exitCode);
+    QFETCH(QString, output);
+    RecordingFolder folder;
+    folder.append("trading_days", "20230103\n");
+    QTemporaryDir empty;
+    arguments.replace(QStringLiteral("DATA"), folder.path());
+    arguments.replace(QStringLiteral("STORE"), folder.store());
+    arguments.replace(QStringLiteral("EMPTY"), empty.path());
+
+    QProcess process;
+    process.start(QStringLiteral(MARKETD), arguments.split(QLatin1Char(' '), Qt::SkipEmptyParts));
+    QVERIFY(process.waitForFinished());
+    QCOMPARE(process.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(process.exitCode(), exitCode);
+    // Help was asked for; everything else is for the eyes and not for a pipe.
+    const bool asked = arguments.contains(QStringLiteral("--help")) || arguments.contains(QStringLiteral("--version"));
+    const QString text = QString::fromUtf8(asked ? process.readAllStandardOutput() : process.readAllStandardError());
+    QVERIFY2(text.contains(output), qPrintable(text));
+    QCOMPARE(QFile::exists(folder.store()), exitCode == 0 && !asked);
+}
+
+void tst_Importer::commandReportsOnStderr()
+{
+    RecordingFolder folder;
+    folder.append("kline_1min", "600000.SH,20230103,093100000,1,1,1,x,,,\n");
+    QProcess process;
+    process.start(QStringLiteral(MARKETD), { QStringLiteral("import"), folder.path(), folder.store() });
+    QVERIFY(process.waitForFinished());
+    QCOMPARE(process.exitCode(), 0);
+    QCOMPARE(process.readAllStandardOutput(), QByteArray());
+    const QByteArray text = process.readAllStandardError();
+    QVERIFY(text.contains("kline_1min.csv:2: ClosePx is \"x\"; skipped\n"));
+    QVERIFY(text.contains("kline_1min.csv: 0 rows, 1 broken ones skipped\n"));
+    QVERIFY(!text.contains('\r')); // no bar where there is no terminal
+    QCOMPARE(text.count('\n'), StoreSchema::tables().size() + 1);
+}
+
+QTEST_GUILESS_MAIN(tst_Importer)
+#include "tst_importer.moc"
