@@ -14,27 +14,75 @@ constexpr double Negligible = 1e-8;
 // The phase code of a stock that is halted.
 const QString HALTED_PHASE_CODE = QStringLiteral("8");
 
+const QVariant absentField { QString::fromLatin1("") };
+
+// What a variant converts to, without a call for what most fields are: a number of the right type, or the empty text of
+// an absent or empty field, which is 0.
+bool isEmptyText(const QVariant &value)
+{
+    return value.data_ptr().type == QVariant::String && static_cast<const QString *>(value.constData())->isEmpty();
+}
+
+double toDouble(const QVariant &value)
+{
+    const QVariant::DataPtr &data = value.data_ptr();
+    if (data.type == QVariant::Double)
+        return data.data.d;
+    return isEmptyText(value) ? 0.0 : value.toDouble();
+}
+
+qint64 toLongLong(const QVariant &value)
+{
+    const QVariant::DataPtr &data = value.data_ptr();
+    if (data.type == QVariant::LongLong)
+        return data.data.ll;
+    return isEmptyText(value) ? 0 : value.toLongLong();
+}
+
 // Reads the current row by key. An absent key reads as "", hence as "" or 0, whatever the field.
 class RowReader
 {
 public:
     explicit RowReader(const QVariant &msg) { m_unpack.SetUnPackMsg(msg, false); }
 
-    void read(const QString &key, QString &field) const { field = value(key).toString(); }
-    void read(const QString &key, double &field) const { field = value(key).toDouble(); }
-    void read(const QString &key, qint64 &field) const { field = value(key).toLongLong(); }
-    void read(const QString &key, int &field) const { field = value(key).toInt(); }
+    void read(const QString &key, QString &field) const
+    {
+        Value value(m_unpack, key);
+        QVariant &text = *value;
+        if (text.data_ptr().type == QVariant::String)
+            field.swap(*static_cast<QString *>(text.data())); // spares the count of the text's owners a way up and down
+        else
+            field = text.toString();
+    }
+    Q_NEVER_INLINE void read(const QString &key, double &field) const { field = toDouble(*Value(m_unpack, key)); }
+    Q_NEVER_INLINE void read(const QString &key, qint64 &field) const { field = toLongLong(*Value(m_unpack, key)); }
+    void read(const QString &key, int &field) const { field = (*Value(m_unpack, key)).toInt(); }
 
     int rowCount() const { return m_unpack.GetRowCount(); }
     void setCurrentRow(int row) { m_unpack.SetCurrentRow(row); }
     double latestPrice() const { return SummitBusiUtils::GetLastPriceFromTick(m_unpack.GetRowValue()); }
 
 private:
-    QVariant value(const QString &key) const
+    // A value that is read and dropped: Qt's destructor is called for those only that hold more than a number.
+    class Value
     {
-        static const QVariant absent { QString::fromLatin1("") };
-        return m_unpack.GetValue(key, absent);
-    }
+    public:
+        Value(const CUnPackMessageCommon &row, const QString &key) : m_value(row.GetValue(key, absentField)) { }
+        ~Value()
+        {
+            if (m_value.data_ptr().type > QVariant::Char)
+                m_value.~QVariant();
+        }
+        Q_DISABLE_COPY(Value)
+
+        const QVariant &operator*() const { return m_value; }
+        QVariant &operator*() { return m_value; }
+
+    private:
+        union {
+            QVariant m_value;
+        };
+    };
 
     CUnPackMessageCommon m_unpack;
 };
@@ -73,6 +121,10 @@ struct BookKeys
     QString buyQty[STOCK_BOOK_LEVELS];
 };
 
+// Not local to its function: the worker thread still decodes when what is constructed on first use, and so later than
+// the handler, has been destroyed at exit.
+const BookKeys bookKeys;
+
 template<typename Type, size_t Levels>
 void readLevels(const RowReader &row, const QString *keys, Type (&levels)[Levels])
 {
@@ -83,11 +135,10 @@ void readLevels(const RowReader &row, const QString *keys, Type (&levels)[Levels
 template<typename Record>
 void readBook(const RowReader &row, Record &out)
 {
-    static const BookKeys keys;
-    readLevels(row, keys.buyPrice, out.BuyPrice);
-    readLevels(row, keys.sellPrice, out.SellPrice);
-    readLevels(row, keys.sellQty, out.SellOrderQty);
-    readLevels(row, keys.buyQty, out.BuyOrderQty);
+    readLevels(row, bookKeys.buyPrice, out.BuyPrice);
+    readLevels(row, bookKeys.sellPrice, out.SellPrice);
+    readLevels(row, bookKeys.sellQty, out.SellOrderQty);
+    readLevels(row, bookKeys.buyQty, out.BuyOrderQty);
 }
 
 template<size_t Levels>

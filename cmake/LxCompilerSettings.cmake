@@ -18,6 +18,10 @@ if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
 endif()
 
 add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual)
+if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+    # Qt's logging macros are called without arguments.
+    add_compile_options(-Wno-gnu-zero-variadic-macro-arguments)
+endif()
 if(LX_WERROR)
     add_compile_options(-Werror)
 endif()

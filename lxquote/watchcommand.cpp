@@ -32,12 +32,15 @@ struct WatchOptions
     bool json = false;
 };
 
+// Empty if nobody is ranked.
 QString rankingText(const QVariant &data)
 {
     static const QString names[RankingKinds] { QStringLiteral("change"), QStringLiteral("turnover"),
                                                QStringLiteral("amplitude") };
     CUnPackMessageCommon ranking;
     ranking.SetUnPackMsg(data, false);
+    if (ranking.GetRowCount() < 2)
+        return QString();
     const QVariant none;
     const int kind = ranking.GetValue(QStringLiteral("RankingKind"), none).toInt();
     QString text = QStringLiteral("top by %1:").arg(kind >= 1 && kind <= RankingKinds ? names[kind - 1] : QString());
@@ -77,6 +80,8 @@ public:
     }
 
     void subscribe();
+    /// Draws what is still waiting to be drawn.
+    void finish();
     void printSummary(double seconds) const;
 
 private:
@@ -174,6 +179,8 @@ void Watch::showNote(const char *type, const QString &key, const QVariant &data,
     if (m_options.json) {
         const RecordJson::Json json { { "type", type }, { "rows", RecordJson::fromBody(data) } };
         Terminal::out(QString::fromUtf8(RecordJson::line(json)));
+    } else if (text.isEmpty()) {
+        return;
     } else if (m_drawsTable) {
         m_table.setNote(key, text);
         drawSoon();
@@ -187,10 +194,14 @@ void Watch::drawSoon()
     if (m_drawPending)
         return;
     m_drawPending = true;
-    QTimer::singleShot(DrawIntervalMs, this, [this] {
-        m_drawPending = false;
+    QTimer::singleShot(DrawIntervalMs, this, [this] { finish(); });
+}
+
+void Watch::finish()
+{
+    if (m_drawPending)
         m_table.draw();
-    });
+    m_drawPending = false;
 }
 
 void Watch::printSummary(double seconds) const
@@ -256,6 +267,8 @@ int watchCommand(const QStringList &arguments)
     if (options.symbols.isEmpty())
         return Arguments::usageError(QStringLiteral("watch: no symbol given"));
     options.kinds = parser.value(QStringLiteral("kinds")).split(QLatin1Char(','), Qt::SkipEmptyParts);
+    if (options.kinds.isEmpty())
+        return Arguments::usageError(QStringLiteral("watch: no kind given"));
     for (const QString &kind : qAsConst(options.kinds)) {
         if (!kinds.contains(kind))
             return Arguments::usageError(QStringLiteral("\"%1\" is no kind: %2").arg(kind, kinds.join(QStringLiteral(", "))));
@@ -282,6 +295,7 @@ int watchCommand(const QStringList &arguments)
     session.start();
     QCoreApplication::exec();
 
+    watch.finish();
     watch.printSummary(static_cast<double>(clock.elapsed()) / 1000.0);
     if (!error.isEmpty()) {
         Terminal::err(QStringLiteral("lxquote: %1\n").arg(error));

@@ -83,7 +83,9 @@ QString WatchTable::header()
 
 QString WatchTable::line(const QuoteView &quote)
 {
-    const Colour colour = Terminal::colourOfChange(quote.change);
+    // The mark of no value is no fall.
+    const bool hasChange = quote.change != QUOTA_INVALID_VALUE;
+    const Colour colour = hasChange ? Terminal::colourOfChange(quote.change) : Colour::None;
     return joined({ fitted(quote.symbol, Symbol), fitted(quote.name, Name),
                     Terminal::coloured(fitted(QuoteText::price(quote.last), Last), colour),
                     Terminal::coloured(fitted(QuoteText::signedNumber(quote.change), Change), colour),

@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr int RecordsPerBatch = 1024;
+constexpr size_t RecordsPerBatch = 1024;
 constexpr int FlushTimeoutMs = 10000;
 constexpr double LongestWaitMs = 1e12;
 
@@ -74,12 +74,11 @@ bool Replay::run(QString *error)
     QElapsedTimer clock;
     int day = -1;
     int dayStart = 0;
-    int batch = 0;
+    std::vector<PendingRow> batch; // at full speed, for consumers that hold the replay back
     while (!upcoming.empty() && !m_stop && error->isEmpty()) {
         const Upcoming next = upcoming.top();
         upcoming.pop();
         CsvRecording &recording = *m_recordings[next.recording];
-        const CsvRecording::Row row = recording.row();
         if (m_options.speed > 0) {
             if (next.day != day) {
                 day = next.day;
@@ -91,24 +90,45 @@ bool Replay::run(QString *error)
                 break;
         }
 
-        ReplayCount &count = m_counts[static_cast<size_t>(recording.kind())];
-        ++count.read;
-        if (m_port->publish(recordingKindInfo(recording.kind()).topic, row.symbol, row.body) > 0)
-            ++count.published;
-        m_analysis.observe(recording.kind(), row, *m_port);
-        if (m_options.speed <= 0 && m_options.waitForConsumers && ++batch == RecordsPerBatch) {
-            batch = 0;
-            m_port->flush(FlushTimeoutMs);
-            m_options.waitForConsumers();
+        if (m_options.speed <= 0 && m_options.waitForConsumers) {
+            batch.push_back({ recording.kind(), recording.row() });
+            if (batch.size() == RecordsPerBatch)
+                publishBatch(&batch);
+        } else {
+            publish(recording.kind(), recording.row());
         }
         advance(next.recording);
     }
 
+    if (!m_stop)
+        publishBatch(&batch);
     m_analysis.publish(*m_port);
     m_port->flush(FlushTimeoutMs);
     for (const auto &recording : m_recordings)
         m_counts[static_cast<size_t>(recording->kind())].skipped += recording->brokenRows();
     return error->isEmpty();
+}
+
+void Replay::publish(RecordingKind kind, const CsvRecording::Row &row)
+{
+    ReplayCount &count = m_counts[static_cast<size_t>(kind)];
+    ++count.read;
+    if (m_port->publish(recordingKindInfo(kind).topic, row.symbol, row.body) > 0)
+        ++count.published;
+    m_analysis.observe(kind, row, *m_port);
+}
+
+// Publishes rows that were read while the consumers worked off those before. One behind the other, so that the bus's thread
+// finds the next one when it is done with one, and need not be woken for each.
+void Replay::publishBatch(std::vector<PendingRow> *batch)
+{
+    if (batch->empty())
+        return;
+    m_port->flush(FlushTimeoutMs);
+    m_options.waitForConsumers();
+    for (const PendingRow &pending : *batch)
+        publish(pending.kind, pending.row);
+    batch->clear();
 }
 
 void Replay::stop()

@@ -20,8 +20,8 @@ struct ReplayOptions
     QString folder;
     QString date;       ///< replay this date only (yyyyMMdd); empty: all
     double speed = 0.0; ///< factor of real time; 0: as fast as the consumers take it
-    /// Called by the replay's thread at speed 0, whenever the bus has delivered a batch of records; returns when the
-    /// consumers have room for more. The bus itself knows only what it queues, not what its receivers queue.
+    /// Called by the replay's thread at speed 0, whenever the bus has delivered a batch of records and the next one is
+    /// ready; returns when the consumers have room for it. The bus itself knows only what it queues, not what its receivers queue.
     std::function<void()> waitForConsumers;
     /// Told of each row that is skipped. Replay's thread.
     BrokenRowReport reportBrokenRow;
@@ -60,7 +60,15 @@ private:
     QStringList requestTypes() const override { return {}; }
     void handle(const LxBusRequest &) override { }
 
+    struct PendingRow
+    {
+        RecordingKind kind;
+        CsvRecording::Row row;
+    };
+
     bool waitUntilDue(double milliseconds);
+    void publish(RecordingKind kind, const CsvRecording::Row &row);
+    void publishBatch(std::vector<PendingRow> *batch);
 
     const ReplayOptions m_options;
     std::unique_ptr<LxBusServicePort> m_port;

@@ -2,6 +2,8 @@
 
 #include "inprocbus.h"
 
+#include <lxmsg/packedbody.h>
+
 #include <QMutex>
 #include <QUrl>
 
@@ -10,6 +12,9 @@ namespace {
 QMutex busMutex;
 std::shared_ptr<LxBusTransport> &runningBus()
 {
+    // Destroying the bodies that the bus still holds at exit takes Qt's type registry, which must be the older of the
+    // two.
+    qRegisterMetaType<LxPackedBody>();
     static std::shared_ptr<LxBusTransport> bus;
     return bus;
 }
@@ -27,6 +32,8 @@ bool start(const QString &url, const LxBusOptions &options, QString *error)
     };
     if (QUrl(url).scheme() != QLatin1String("inproc"))
         return fail(QStringLiteral("no transport for the bus \"%1\"").arg(url));
+    if (options.threads < 1 || options.queueLimit < 1)
+        return fail(QStringLiteral("a bus needs a delivery thread and room for a message"));
     QMutexLocker locker(&busMutex);
     if (runningBus())
         return fail(QStringLiteral("a bus runs already"));

@@ -29,7 +29,13 @@ protected:
 class LxBusEndpoint
 {
 public:
-    enum Result { Ok = 0, TimedOut = 1, NoService = -1, Closed = -2 };
+    enum Result {
+        Ok = 0,
+        TimedOut = 1,
+        NoService = -1, ///< nobody serves the type
+        Closed = -2,    ///< the service left before it answered
+        QueueFull = -4, ///< the service has stopped taking requests; -3 is what callers that have no endpoint return
+    };
 
     virtual ~LxBusEndpoint() = default;
 
@@ -38,7 +44,8 @@ public:
     /// Receives `topic` from now on. Topics that are routed by symbol bring only the symbols asked for by a
     /// "SubscribeRequest".
     virtual void subscribe(const QString &topic) = 0;
-    /// Sends and forgets. A "SubscribeRequest" is carried out by the bus itself.
+    /// Sends and forgets. A "SubscribeRequest" is carried out by the bus itself. A service whose queue is full holds
+    /// this and the requests up as a receiver does LxBusServicePort::publish().
     virtual void put(const QString &type, const QVariant &body) = 0;
     /// Sends; the answer comes to LxBusListener::answered. Ok or a negative result.
     virtual int requestAsync(const QString &type, const QVariant &body) = 0;
@@ -74,15 +81,17 @@ public:
 
     /// Publishes `body` on `topic`. `key` is the symbol of topics that are routed by symbol, else empty. A receiver
     /// whose queue is full holds the call up for a bounded time (LxBusOptions::publishTimeoutMs); after that its
-    /// messages are dropped and counted until it has caught up. Returns the number of receivers.
+    /// messages are dropped and counted until it has caught up. A callback of the bus is not held up when no delivery
+    /// thread would be left to make room. Returns the number of receivers.
     virtual int publish(const QString &topic, const QString &key, const QVariant &body) = 0;
-    /// Publishes to one client only, by its address.
+    /// Publishes to one client only, by its address, if it has subscribed `topic`.
     virtual void publishTo(const QString &client, const QString &topic, const QVariant &body) = 0;
     /// Answers `request`, once.
     virtual void answer(const LxBusRequest &request, const QString &type, const QVariant &body) = 0;
     /// True if publishing on `topic` (and `key`) would reach somebody.
     virtual bool hasListeners(const QString &topic, const QString &key) const = 0;
-    /// Waits until everything that was published before has been taken by its receivers. False on time-out.
+    /// Waits until everything that was published before has been taken by its receivers. False on time-out. Not to be
+    /// called from a listener.
     virtual bool flush(int timeoutMs) = 0;
 };
 

@@ -15,6 +15,10 @@ void LxBusStatistics::drop(LxBusDrop reason, const QString &type, quint64 count)
     {
         QMutexLocker locker(&m_mutex);
         total = m_counts[index] += count;
+        auto ofType = m_countsByType.find(type);
+        if (ofType == m_countsByType.end()) // a deep copy: the text may lie in a library that is unloaded later
+            ofType = m_countsByType.insert(QString(type.constData(), type.size()), 0);
+        *ofType += count;
         if (total < m_nextLogged[index])
             return;
         while (m_nextLogged[index] <= total)
@@ -27,6 +31,12 @@ quint64 LxBusStatistics::dropped(LxBusDrop reason) const
 {
     QMutexLocker locker(&m_mutex);
     return m_counts[static_cast<size_t>(reason)];
+}
+
+quint64 LxBusStatistics::dropped(const QString &type) const
+{
+    QMutexLocker locker(&m_mutex);
+    return m_countsByType.value(type);
 }
 
 quint64 LxBusStatistics::droppedInAll() const

@@ -2,6 +2,7 @@
 
 #include <lxbus/lxbus_export.h>
 
+#include <QHash>
 #include <QMutex>
 #include <QString>
 
@@ -18,13 +19,15 @@ enum class LxBusDrop {
 
 /// Counts and logs what a bus drops. Any thread.
 ///
-/// Each reason is logged (category "lx.bus") at its 1st, 10th, 100th, ... message, so that a flood cannot drown the log.
+/// Each reason is logged (category "lx.bus") at its 1st, 10th, 100th, ... message, so that no flood drowns the log.
 class LXBUS_EXPORT LxBusStatistics
 {
 public:
     void drop(LxBusDrop reason, const QString &type, quint64 count = 1);
 
     quint64 dropped(LxBusDrop reason) const;
+    /// Dropped messages of one type or topic, for whatever reason.
+    quint64 dropped(const QString &type) const;
     quint64 droppedInAll() const;
 
     /// The reason in words.
@@ -34,5 +37,6 @@ private:
     static constexpr size_t Reasons = 5;
     mutable QMutex m_mutex;
     std::array<quint64, Reasons> m_counts {};
+    QHash<QString, quint64> m_countsByType;
     std::array<quint64, Reasons> m_nextLogged { 1, 1, 1, 1, 1 };
 };

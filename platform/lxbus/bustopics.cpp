@@ -28,6 +28,10 @@ QVector<LxSubscription> parseSubscribeRequest(const QVariant &body, int *malform
     enum Action { Subscribe = 1, Unsubscribe = 2 };
 
     QVector<LxSubscription> subscriptions;
+    if (body.userType() != qMetaTypeId<LxPackedBody>()) {
+        ++*malformed;
+        return subscriptions;
+    }
     CUnPackMessageCommon rows;
     rows.SetUnPackMsg(body, false);
     const QVariant none;

@@ -30,7 +30,8 @@ LXBUS_EXPORT extern const QString subscribeRequest;
 /// The record kind that routes `topic` by symbol, or 0 if the topic goes to everybody who subscribed it.
 LXBUS_EXPORT int routingKind(const QString &topic);
 
-/// Reads the rows of a "SubscribeRequest". `malformed` counts the rows that ask for no known kind or action.
+/// Reads the rows of a "SubscribeRequest". `malformed` counts the rows that ask for no known kind or action, and a body
+/// that no packer made.
 LXBUS_EXPORT QVector<LxSubscription> parseSubscribeRequest(const QVariant &body, int *malformed);
 
 } // namespace LxBusTopics

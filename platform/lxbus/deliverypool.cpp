@@ -1,17 +1,51 @@
 #include "deliverypool.h"
 
-#include <QDeadlineTimer>
+#include <algorithm>
+#include <chrono>
+#include <iterator>
+#include <utility>
 
 namespace {
 
 constexpr size_t MessagesPerTurn = 512; // then the next mailbox has its turn
 constexpr size_t MessagesPerWake = 64;  // how often waiting publishers are looked after
 
+// How long a thread without work looks out for more before it sleeps. Putting it to sleep and waking it for each message of
+// a fast publisher costs both of them more than the message does.
+constexpr std::chrono::microseconds LookOut(5);
+
 } // namespace
 
 LxMailbox::LxMailbox(LxDeliveryPool *pool, int limit, Receiver receiver)
     : m_pool(pool), m_limit(static_cast<quint64>(limit)), m_receiver(std::move(receiver))
 {
+}
+
+bool LxMailbox::queue(LxDelivery &&delivery)
+{
+    m_incoming.push_back(std::move(delivery));
+    ++m_posted;
+    return !std::exchange(m_scheduled, true);
+}
+
+LxMailbox::Outcome LxMailbox::offer(LxDelivery delivery)
+{
+    bool schedule = false;
+    Outcome outcome = Taken;
+    {
+        QMutexLocker locker(&m_mutex);
+        if (m_closed)
+            return Closed;
+        if (m_stalled && waiting() > m_limit / 2)
+            return Stalled;
+        m_stalled = false;
+        schedule = queue(std::move(delivery));
+        if (waiting() >= m_limit)
+            outcome = TakenAndFull;
+    }
+    if (schedule)
+        m_pool->schedule(shared_from_this());
+    return outcome;
 }
 
 bool LxMailbox::post(LxDelivery delivery)
@@ -21,61 +55,52 @@ bool LxMailbox::post(LxDelivery delivery)
         QMutexLocker locker(&m_mutex);
         if (m_closed)
             return false;
-        m_incoming.push_back(std::move(delivery));
-        m_posted.fetch_add(1);
-        schedule = !m_scheduled;
-        m_scheduled = true;
+        schedule = queue(std::move(delivery));
     }
     if (schedule)
         m_pool->schedule(shared_from_this());
     return true;
 }
 
-bool LxMailbox::waitForRoom(int timeoutMs)
+void LxMailbox::waitForRoom(QDeadlineTimer deadline)
 {
-    const QDeadlineTimer deadline(timeoutMs);
-    QMutexLocker locker(&m_mutex);
-    ++m_waiters;
-    while (!m_closed && waiting() > m_limit / 2) {
-        if (!m_progress.wait(&m_mutex, deadline)) {
-            m_stalled = waiting() > m_limit / 2;
-            break;
+    const bool mayWait = m_pool->beginWait();
+    {
+        QMutexLocker locker(&m_mutex);
+        const auto full = [this] { return !m_closed && waiting() > m_limit / 2; };
+        ++m_waiters;
+        if (mayWait && m_deliverer != QThread::currentThreadId()) {
+            while (full() && m_progress.wait(&m_mutex, deadline)) { }
         }
+        --m_waiters;
+        m_stalled = full();
     }
-    --m_waiters;
-    return !m_stalled;
+    if (mayWait)
+        m_pool->endWait();
 }
 
-bool LxMailbox::isStalled()
+bool LxMailbox::waitUntilDelivered(QDeadlineTimer deadline)
 {
     QMutexLocker locker(&m_mutex);
-    if (m_stalled && waiting() <= m_limit / 2)
-        m_stalled = false;
-    return m_stalled;
-}
-
-bool LxMailbox::waitUntilDelivered(int timeoutMs)
-{
-    const QDeadlineTimer deadline(timeoutMs);
-    QMutexLocker locker(&m_mutex);
-    const quint64 target = m_posted.load();
+    const quint64 target = m_posted;
+    const auto delivered = [this, target] { return m_closed || m_delivered.load() >= target; };
     ++m_waiters;
-    while (m_delivered.load() < target && m_progress.wait(&m_mutex, deadline)) { }
+    while (!delivered() && m_progress.wait(&m_mutex, deadline)) { }
     --m_waiters;
-    return m_delivered.load() >= target;
+    return delivered();
 }
 
-quint64 LxMailbox::close()
+std::vector<LxDelivery> LxMailbox::close()
 {
+    std::vector<LxDelivery> left;
     QMutexLocker locker(&m_mutex);
     m_closed = true;
-    ++m_waiters;
     while (m_deliverer && m_deliverer != QThread::currentThreadId())
         m_progress.wait(&m_mutex);
-    --m_waiters;
-    const quint64 left = waiting();
+    const auto next = m_batch.begin() + static_cast<std::ptrdiff_t>(m_batchPosition);
+    left.insert(left.end(), std::make_move_iterator(next), std::make_move_iterator(m_batch.end()));
+    left.insert(left.end(), std::make_move_iterator(m_incoming.begin()), std::make_move_iterator(m_incoming.end()));
     m_incoming.clear();
-    m_delivered.store(m_posted.load());
     m_progress.wakeAll();
     return left;
 }
@@ -149,22 +174,55 @@ void LxDeliveryPool::schedule(std::shared_ptr<LxMailbox> mailbox)
 {
     QMutexLocker locker(&m_mutex);
     m_queue.push_back(std::move(mailbox));
-    m_ready.wakeOne();
+    m_queued = m_queue.size();
+    if (!m_lookingOut || m_queue.size() > 1)
+        m_ready.wakeOne();
+}
+
+bool LxDeliveryPool::isCurrentThread() const
+{
+    return std::any_of(m_threads.cbegin(), m_threads.cend(),
+                       [](const auto &thread) { return thread.get() == QThread::currentThread(); });
+}
+
+bool LxDeliveryPool::beginWait()
+{
+    if (!isCurrentThread() || m_waiting.fetch_add(1) + 1 < static_cast<int>(m_threads.size()))
+        return true;
+    m_waiting.fetch_sub(1);
+    return false;
+}
+
+void LxDeliveryPool::endWait()
+{
+    if (isCurrentThread())
+        m_waiting.fetch_sub(1);
+}
+
+std::shared_ptr<LxMailbox> LxDeliveryPool::take()
+{
+    QMutexLocker locker(&m_mutex);
+    if (m_queue.empty() && !m_lookingOut) {
+        m_lookingOut = true;
+        locker.unlock();
+        const auto end = std::chrono::steady_clock::now() + LookOut;
+        while (m_queued == 0 && std::chrono::steady_clock::now() < end) { } // yielding would cost a turn of others
+        locker.relock();
+        m_lookingOut = false;
+    }
+    while (m_queue.empty() && !m_ending)
+        m_ready.wait(&m_mutex);
+    if (m_ending)
+        return nullptr;
+    std::shared_ptr<LxMailbox> mailbox = std::move(m_queue.front());
+    m_queue.pop_front();
+    m_queued = m_queue.size();
+    return mailbox;
 }
 
 void LxDeliveryPool::work()
 {
-    for (;;) {
-        std::shared_ptr<LxMailbox> mailbox;
-        {
-            QMutexLocker locker(&m_mutex);
-            while (m_queue.empty() && !m_ending)
-                m_ready.wait(&m_mutex);
-            if (m_ending)
-                return;
-            mailbox = std::move(m_queue.front());
-            m_queue.pop_front();
-        }
+    while (std::shared_ptr<LxMailbox> mailbox = take()) {
         if (mailbox->deliverSome())
             schedule(std::move(mailbox));
     }

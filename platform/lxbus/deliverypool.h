@@ -2,6 +2,7 @@
 
 #include <lxutils/lxthread.h>
 
+#include <QDeadlineTimer>
 #include <QMutex>
 #include <QString>
 #include <QVariant>
@@ -32,39 +33,46 @@ class LxMailbox : public std::enable_shared_from_this<LxMailbox>
 {
 public:
     using Receiver = std::function<void(const LxDelivery &)>;
+    enum Outcome {
+        Taken,
+        TakenAndFull, ///< taken; call waitForRoom() before the next one
+        Stalled,      ///< refused: a waitForRoom() timed out and the receiver has not caught up yet
+        Closed,       ///< refused
+    };
 
-    /// `limit`: messages waiting at which hasRoom() turns false.
+    /// `limit`: messages waiting at which the mailbox is full.
     LxMailbox(LxDeliveryPool *pool, int limit, Receiver receiver);
 
-    /// Queues a message, over the limit too. False if the mailbox is closed.
+    /// Queues a message, unless the receiver has stopped taking them.
+    Outcome offer(LxDelivery delivery);
+    /// Queues a message that must not be lost while the receiver lives. False if the mailbox is closed.
     bool post(LxDelivery delivery);
-    bool hasRoom() const { return waiting() < m_limit; }
-    /// Waits until half of the limit is free. After a time-out the mailbox is stalled until that is so.
-    bool waitForRoom(int timeoutMs);
-    /// True after a time-out of waitForRoom() and until the receiver has caught up.
-    bool isStalled();
+    /// Waits until half of the limit is free. After a time-out the mailbox is stalled until that is so. A thread on
+    /// which the delivery depends does not wait.
+    void waitForRoom(QDeadlineTimer deadline);
     /// Waits until all that was posted before has been delivered.
-    bool waitUntilDelivered(int timeoutMs);
-    /// Throws away what waits, and returns how much; waits for a delivery under way on another thread.
-    quint64 close();
+    bool waitUntilDelivered(QDeadlineTimer deadline);
+    /// Takes no more messages, and hands back those that waited; waits for a delivery under way on another thread.
+    std::vector<LxDelivery> close();
 
 private:
     friend class LxDeliveryPool;
 
-    quint64 waiting() const { return m_posted.load() - m_delivered.load(); }
-    bool deliverSome(); // pool thread; true if more is waiting
+    quint64 waiting() const { return m_posted - m_delivered.load(); } // under m_mutex
+    bool queue(LxDelivery &&delivery); // under m_mutex; true if the pool must be told
+    bool deliverSome();                // pool thread; true if more is waiting
 
     LxDeliveryPool *const m_pool;
     const quint64 m_limit;
     const Receiver m_receiver;
 
-    std::atomic<quint64> m_posted { 0 };    // written under m_mutex
-    std::atomic<quint64> m_delivered { 0 }; // written by the delivering thread, and by close()
+    std::atomic<quint64> m_delivered { 0 }; // written by the delivering thread
     std::atomic<int> m_waiters { 0 };
     std::atomic<bool> m_closed { false }; // written under m_mutex
 
     QMutex m_mutex; // guards what follows
     QWaitCondition m_progress;
+    quint64 m_posted = 0;
     std::vector<LxDelivery> m_incoming;
     bool m_scheduled = false; // in the pool's ready queue or being delivered
     bool m_stalled = false;
@@ -83,14 +91,26 @@ public:
 
     void schedule(std::shared_ptr<LxMailbox> mailbox);
 
+    /// True on a thread of this pool.
+    bool isCurrentThread() const;
+    /// Announces that the calling thread is going to wait for a delivery. False if it must not, because no thread would
+    /// be left to deliver.
+    bool beginWait();
+    void endWait();
+
 private:
     class Worker;
     void work();
+    std::shared_ptr<LxMailbox> take(); // null when the pool ends
+
+    std::atomic<int> m_waiting { 0 };   // threads of the pool between beginWait() and endWait()
+    std::atomic<size_t> m_queued { 0 }; // the size of m_queue, written under m_mutex
 
     QMutex m_mutex; // guards what follows
     QWaitCondition m_ready;
     std::deque<std::shared_ptr<LxMailbox>> m_queue;
+    bool m_lookingOut = false; // a thread watches m_queued and need not be woken
     bool m_ending = false;
 
-    std::vector<std::unique_ptr<LxThread>> m_threads;
+    std::vector<std::unique_ptr<LxThread>> m_threads; // constant after construction
 };

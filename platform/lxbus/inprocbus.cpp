@@ -9,6 +9,7 @@
 #include <QVarLengthArray>
 
 #include <map>
+#include <thread>
 
 namespace {
 
@@ -41,12 +42,23 @@ struct Waiter
     QMutex mutex;
     QWaitCondition answered;
     bool done = false;
+    int result = LxBusEndpoint::Ok;
     QVariant answer;
+
+    void finish(int how, const QVariant &body)
+    {
+        QMutexLocker locker(&mutex);
+        result = how;
+        answer = body;
+        done = true;
+        answered.wakeAll();
+    }
 };
 
 struct PendingRequest
 {
-    QString client;
+    std::weak_ptr<LxMailbox> client;
+    const LxMailbox *service = nullptr;
     std::shared_ptr<Waiter> waiter; // null: asynchronous
     QDeadlineTimer deadline;
 };
@@ -54,7 +66,11 @@ struct PendingRequest
 class InprocBus : public LxBusTransport, public std::enable_shared_from_this<InprocBus>
 {
 public:
-    explicit InprocBus(const LxBusOptions &options) : m_options(options), m_pool(options.threads) { }
+    explicit InprocBus(const LxBusOptions &options)
+        : m_options(options), m_pool(std::make_unique<LxDeliveryPool>(options.threads))
+    {
+    }
+    ~InprocBus() override;
 
     std::unique_ptr<LxBusEndpoint> openEndpoint(const QString &name, LxBusListener *listener) override;
     std::unique_ptr<LxBusServicePort> openService(LxBusService *service) override;
@@ -82,21 +98,25 @@ private:
         QHash<QString, QVariant> latest; // by symbol, of topics routed by symbol
     };
 
+    void loseInterest(Client &client, size_t kind, const QString &key);
     void carryOutSubscribeRequest(const QString &address, const QVariant &body);
     void sendLatest(const Client &client, const QString &topic, const QString &key);
-    bool sendToService(const QString &address, const QString &type, const QVariant &body, quint64 id);
-    quint64 remember(const QString &address, std::shared_ptr<Waiter> waiter, int timeoutMs);
+    int sendToService(const QString &address, const QString &type, const QVariant &body, PendingRequest *pending,
+                      quint64 *id);
+    quint64 remember(PendingRequest pending);
     bool forget(quint64 id);
+    void closeMailbox(LxMailbox *mailbox);
 
     const LxBusOptions m_options;
     LxBusStatistics m_statistics;
-    LxDeliveryPool m_pool;
+    std::unique_ptr<LxDeliveryPool> m_pool;
 
     mutable QMutex m_routing; // guards what follows; held while posting, so that messages keep their order
     QHash<QString, ClientPointer> m_clients;
     QHash<QString, Topic> m_topics;
     QHash<QString, QVector<Client *>> m_interested[4]; // by kind - 1: symbol -> clients
     QHash<QString, Service *> m_services;              // by request type
+    int m_lastNumber = 1;                              // put behind a name that is taken
 
     QMutex m_pendingMutex; // guards what follows
     std::map<quint64, PendingRequest> m_pending;
@@ -161,10 +181,17 @@ private:
     const std::unique_ptr<Service> m_service;
 };
 
+InprocBus::~InprocBus()
+{
+    // The last endpoint may be destroyed by its own callback, and no thread can wait for itself to end.
+    if (m_pool->isCurrentThread())
+        std::thread([pool = std::move(m_pool)]() mutable { pool.reset(); }).detach();
+}
+
 std::unique_ptr<LxBusEndpoint> InprocBus::openEndpoint(const QString &name, LxBusListener *listener)
 {
     auto client = std::make_shared<Client>();
-    client->mailbox = std::make_shared<LxMailbox>(&m_pool, m_options.queueLimit, [listener](const LxDelivery &d) {
+    client->mailbox = std::make_shared<LxMailbox>(m_pool.get(), m_options.queueLimit, [listener](const LxDelivery &d) {
         if (d.kind == LxDelivery::Answer)
             listener->answered(static_cast<int>(d.id), d.source, d.type, d.body);
         else
@@ -172,11 +199,18 @@ std::unique_ptr<LxBusEndpoint> InprocBus::openEndpoint(const QString &name, LxBu
     });
     QMutexLocker locker(&m_routing);
     QString address = ownCopy(name);
-    for (int n = 2; m_clients.contains(address); ++n)
-        address = QStringLiteral("%1#%2").arg(name).arg(n);
+    while (m_clients.contains(address))
+        address = name + QLatin1Char('#') + QString::number(++m_lastNumber);
     client->address = address;
     m_clients.insert(address, client);
     return std::make_unique<InprocEndpoint>(shared_from_this(), address);
+}
+
+void InprocBus::closeMailbox(LxMailbox *mailbox)
+{
+    const std::vector<LxDelivery> left = mailbox->close();
+    for (const LxDelivery &delivery : left)
+        m_statistics.drop(LxBusDrop::ReceiverGone, delivery.type);
 }
 
 void InprocBus::closeClient(const QString &address)
@@ -189,17 +223,18 @@ void InprocBus::closeClient(const QString &address)
             m_topics[topic].subscribers.removeOne(client.get());
         for (size_t kind = 0; kind < std::size(client->interest); ++kind) {
             for (auto it = client->interest[kind].keyBegin(); it != client->interest[kind].keyEnd(); ++it)
-                m_interested[kind][*it].removeOne(client.get());
+                loseInterest(*client, kind, *it);
         }
     }
-    {
-        QMutexLocker locker(&m_pendingMutex);
-        for (auto it = m_pending.begin(); it != m_pending.end();) {
-            const bool awaitedByIt = !it->second.waiter && it->second.client == address;
-            it = awaitedByIt ? m_pending.erase(it) : std::next(it);
-        }
-    }
-    m_statistics.drop(LxBusDrop::ReceiverGone, address, client->mailbox->close());
+    closeMailbox(client->mailbox.get());
+}
+
+void InprocBus::loseInterest(Client &client, size_t kind, const QString &key)
+{
+    const auto interested = m_interested[kind].find(key);
+    interested->removeOne(&client);
+    if (interested->isEmpty())
+        m_interested[kind].erase(interested);
 }
 
 void InprocBus::subscribe(const QString &address, const QString &topic)
@@ -225,15 +260,15 @@ void InprocBus::sendLatest(const Client &client, const QString &topic, const QSt
         return;
     const auto latest = known->latest.constFind(key);
     if (latest != known->latest.constEnd())
-        client.mailbox->post({ LxDelivery::Published, QString(), topic, *latest, 0 });
+        client.mailbox->post({ LxDelivery::Published, QString(), known.key(), *latest, 0 });
 }
 
 void InprocBus::put(const QString &address, const QString &type, const QVariant &body)
 {
     if (type == LxBusTopics::subscribeRequest)
         carryOutSubscribeRequest(address, body);
-    else if (!sendToService(address, type, body, 0))
-        m_statistics.drop(LxBusDrop::NoService, type);
+    else
+        sendToService(address, type, body, nullptr, nullptr);
 }
 
 void InprocBus::carryOutSubscribeRequest(const QString &address, const QVariant &body)
@@ -253,7 +288,7 @@ void InprocBus::carryOutSubscribeRequest(const QString &address, const QVariant 
             if (count == interest.end() || --*count > 0)
                 continue;
             interest.erase(count);
-            m_interested[kind - 1][subscription.key].removeOne(client.get());
+            loseInterest(*client, static_cast<size_t>(kind - 1), subscription.key);
         } else if (count != interest.end()) {
             ++*count;
         } else {
@@ -268,20 +303,50 @@ void InprocBus::carryOutSubscribeRequest(const QString &address, const QVariant 
     }
 }
 
-bool InprocBus::sendToService(const QString &address, const QString &type, const QVariant &body, quint64 id)
+// Sends a request. If `pending` is given an answer is awaited, and `id` becomes the request's number.
+int InprocBus::sendToService(const QString &address, const QString &type, const QVariant &body, PendingRequest *pending,
+                             quint64 *id)
 {
-    QMutexLocker locker(&m_routing);
-    Service *service = m_services.value(type);
-    return service && service->mailbox->post({ LxDelivery::Request, address, type, body, id });
+    std::shared_ptr<LxMailbox> mailbox;
+    LxMailbox::Outcome outcome = LxMailbox::Closed;
+    quint64 number = 0;
+    {
+        QMutexLocker locker(&m_routing);
+        if (const Service *service = m_services.value(type)) {
+            mailbox = service->mailbox;
+            if (pending) {
+                pending->client = m_clients.value(address)->mailbox;
+                pending->service = mailbox.get();
+                number = remember(*pending);
+                *id = number;
+            }
+            outcome = mailbox->offer({ LxDelivery::Request, address, ownCopy(type), body, number });
+        }
+    }
+    switch (outcome) {
+    case LxMailbox::Taken:
+        return LxBusEndpoint::Ok;
+    case LxMailbox::TakenAndFull:
+        mailbox->waitForRoom(QDeadlineTimer(m_options.publishTimeoutMs));
+        return LxBusEndpoint::Ok;
+    case LxMailbox::Stalled:
+        forget(number);
+        m_statistics.drop(LxBusDrop::QueueFull, type);
+        return LxBusEndpoint::QueueFull;
+    case LxMailbox::Closed:
+        break;
+    }
+    m_statistics.drop(LxBusDrop::NoService, type);
+    return LxBusEndpoint::NoService;
 }
 
-quint64 InprocBus::remember(const QString &address, std::shared_ptr<Waiter> waiter, int timeoutMs)
+quint64 InprocBus::remember(PendingRequest pending)
 {
     QMutexLocker locker(&m_pendingMutex);
     // Asynchronous requests all live equally long, so the first that has not expired ends the search.
     for (auto it = m_pending.begin(); it != m_pending.end() && (it->second.waiter || it->second.deadline.hasExpired());)
         it = it->second.waiter ? std::next(it) : m_pending.erase(it);
-    m_pending.emplace(++m_lastRequest, PendingRequest { address, std::move(waiter), QDeadlineTimer(timeoutMs) });
+    m_pending.emplace(++m_lastRequest, std::move(pending));
     return m_lastRequest;
 }
 
@@ -293,26 +358,24 @@ bool InprocBus::forget(quint64 id)
 
 int InprocBus::requestAsync(const QString &address, const QString &type, const QVariant &body)
 {
-    const quint64 id = remember(address, nullptr, AsyncAnswerTimeoutMs);
-    if (sendToService(address, type, body, id))
-        return LxBusEndpoint::Ok;
-    forget(id);
-    m_statistics.drop(LxBusDrop::NoService, type);
-    return LxBusEndpoint::NoService;
+    PendingRequest pending;
+    pending.deadline = QDeadlineTimer(AsyncAnswerTimeoutMs);
+    quint64 id = 0;
+    return sendToService(address, type, body, &pending, &id);
 }
 
 int InprocBus::requestSync(const QString &address, const QString &type, const QVariant &body, QVariant *answer)
 {
     const auto waiter = std::make_shared<Waiter>();
-    const QDeadlineTimer deadline(m_options.requestTimeoutMs);
-    const quint64 id = remember(address, waiter, m_options.requestTimeoutMs);
-    if (!sendToService(address, type, body, id)) {
-        forget(id);
-        m_statistics.drop(LxBusDrop::NoService, type);
-        return LxBusEndpoint::NoService;
-    }
+    PendingRequest pending;
+    pending.waiter = waiter;
+    pending.deadline = QDeadlineTimer(m_options.requestTimeoutMs);
+    quint64 id = 0;
+    const int sent = sendToService(address, type, body, &pending, &id);
+    if (sent != LxBusEndpoint::Ok)
+        return sent;
     QMutexLocker locker(&waiter->mutex);
-    while (!waiter->done && waiter->answered.wait(&waiter->mutex, deadline)) { }
+    while (!waiter->done && waiter->answered.wait(&waiter->mutex, pending.deadline)) { }
     if (!waiter->done) {
         locker.unlock();
         if (forget(id))
@@ -322,15 +385,16 @@ int InprocBus::requestSync(const QString &address, const QString &type, const QV
         while (!waiter->done)
             waiter->answered.wait(&waiter->mutex);
     }
-    *answer = waiter->answer;
-    return LxBusEndpoint::Ok;
+    if (waiter->result == LxBusEndpoint::Ok)
+        *answer = waiter->answer;
+    return waiter->result;
 }
 
 std::unique_ptr<LxBusServicePort> InprocBus::openService(LxBusService *service)
 {
     auto state = std::make_unique<Service>();
     state->types = service->requestTypes();
-    state->mailbox = std::make_shared<LxMailbox>(&m_pool, m_options.queueLimit, [service](const LxDelivery &d) {
+    state->mailbox = std::make_shared<LxMailbox>(m_pool.get(), m_options.queueLimit, [service](const LxDelivery &d) {
         service->handle({ d.type, d.body, d.source, d.id });
     });
     QMutexLocker locker(&m_routing);
@@ -348,7 +412,16 @@ void InprocBus::closeService(Service *service)
                 m_services.remove(type);
         }
     }
-    m_statistics.drop(LxBusDrop::ReceiverGone, service->types.join(QLatin1Char(' ')), service->mailbox->close());
+    closeMailbox(service->mailbox.get());
+
+    // Nobody is left to answer: those who wait need not wait for their time-out.
+    QMutexLocker locker(&m_pendingMutex);
+    for (auto it = m_pending.begin(); it != m_pending.end();) {
+        const bool lost = it->second.service == service->mailbox.get();
+        if (lost && it->second.waiter)
+            it->second.waiter->finish(LxBusEndpoint::Closed, QVariant());
+        it = lost ? m_pending.erase(it) : std::next(it);
+    }
 }
 
 int InprocBus::publish(const QString &topic, const QString &key, const QVariant &body)
@@ -357,55 +430,79 @@ int InprocBus::publish(const QString &topic, const QString &key, const QVariant 
     QVarLengthArray<std::shared_ptr<LxMailbox>, 8> full;
     int receivers = 0;
     quint64 dropped = 0;
+    QVariant replaced = body; // destroyed outside the lock
     {
         QMutexLocker locker(&m_routing);
-        const auto send = [&](const Client &client) {
-            if (client.mailbox->isStalled()) {
-                ++dropped;
-                return;
-            }
-            client.mailbox->post({ LxDelivery::Published, QString(), topic, body, 0 });
-            ++receivers;
-            if (!client.mailbox->hasRoom())
-                full.append(client.mailbox);
-        };
-        if (kind == 0) {
-            const auto known = m_topics.constFind(topic);
-            if (known != m_topics.constEnd()) {
-                for (const Client *client : known->subscribers)
-                    send(*client);
-            }
-        } else {
-            auto known = m_topics.find(topic);
+        auto known = m_topics.find(topic);
+        if (kind != 0) {
             if (known == m_topics.end())
                 known = m_topics.insert(ownCopy(topic), Topic());
-            known->latest[key] = body;
+            const auto latest = known->latest.find(key);
+            if (latest == known->latest.end())
+                known->latest.insert(ownCopy(key), body);
+            else
+                latest->swap(replaced);
+        }
+        const auto send = [&](const Client *client) {
+            switch (client->mailbox->offer({ LxDelivery::Published, QString(), known.key(), body, 0 })) {
+            case LxMailbox::TakenAndFull:
+                full.append(client->mailbox);
+                Q_FALLTHROUGH();
+            case LxMailbox::Taken:
+                ++receivers;
+                break;
+            case LxMailbox::Stalled:
+            case LxMailbox::Closed:
+                ++dropped;
+            }
+        };
+        if (kind != 0) {
             const auto interested = m_interested[kind - 1].constFind(key);
             if (interested != m_interested[kind - 1].constEnd()) {
                 for (const Client *client : *interested) {
                     if (client->topics.contains(topic))
-                        send(*client);
+                        send(client);
                 }
             }
+        } else if (known != m_topics.end()) {
+            for (const Client *client : std::as_const(known->subscribers))
+                send(client);
         }
     }
     m_statistics.drop(LxBusDrop::QueueFull, topic, dropped);
+    const QDeadlineTimer deadline(m_options.publishTimeoutMs); // one for all that are full
     for (const auto &mailbox : full)
-        mailbox->waitForRoom(m_options.publishTimeoutMs);
+        mailbox->waitForRoom(deadline);
     return receivers;
 }
 
 void InprocBus::publishTo(const QString &client, const QString &topic, const QVariant &body)
 {
-    bool sent = false;
+    std::shared_ptr<LxMailbox> mailbox;
+    LxMailbox::Outcome outcome = LxMailbox::Closed;
     {
         QMutexLocker locker(&m_routing);
-        const ClientPointer receiver = m_clients.value(client);
-        sent = receiver && receiver->topics.contains(topic)
-                && receiver->mailbox->post({ LxDelivery::Published, QString(), topic, body, 0 });
+        if (const ClientPointer receiver = m_clients.value(client)) {
+            const auto subscribed = receiver->topics.constFind(topic);
+            if (subscribed != receiver->topics.constEnd()) {
+                mailbox = receiver->mailbox;
+                outcome = mailbox->offer({ LxDelivery::Published, QString(), *subscribed, body, 0 });
+            }
+        }
     }
-    if (!sent)
+    switch (outcome) {
+    case LxMailbox::Taken:
+        break;
+    case LxMailbox::TakenAndFull:
+        mailbox->waitForRoom(QDeadlineTimer(m_options.publishTimeoutMs));
+        break;
+    case LxMailbox::Stalled:
+        m_statistics.drop(LxBusDrop::QueueFull, topic);
+        break;
+    case LxMailbox::Closed:
         m_statistics.drop(LxBusDrop::ReceiverGone, topic);
+        break;
+    }
 }
 
 void InprocBus::answer(const LxBusRequest &request, const QString &type, const QVariant &body)
@@ -414,26 +511,21 @@ void InprocBus::answer(const LxBusRequest &request, const QString &type, const Q
     {
         QMutexLocker locker(&m_pendingMutex);
         const auto found = m_pending.find(request.id);
-        if (found != m_pending.end()) {
-            pending = found->second;
-            m_pending.erase(found);
+        if (found == m_pending.end()) {
+            locker.unlock();
+            m_statistics.drop(LxBusDrop::LateAnswer, type);
+            return;
         }
+        pending = std::move(found->second);
+        m_pending.erase(found);
     }
     if (pending.waiter) {
-        QMutexLocker locker(&pending.waiter->mutex);
-        pending.waiter->answer = body;
-        pending.waiter->done = true;
-        pending.waiter->answered.wakeAll();
+        pending.waiter->finish(LxBusEndpoint::Ok, body);
         return;
     }
-    bool sent = false;
-    if (!pending.client.isEmpty()) {
-        QMutexLocker locker(&m_routing);
-        const ClientPointer receiver = m_clients.value(pending.client);
-        sent = receiver && receiver->mailbox->post({ LxDelivery::Answer, QString(), type, body, request.id });
-    }
-    if (!sent)
-        m_statistics.drop(LxBusDrop::LateAnswer, type);
+    const std::shared_ptr<LxMailbox> client = pending.client.lock();
+    if (!client || !client->post({ LxDelivery::Answer, QString(), ownCopy(type), body, request.id }))
+        m_statistics.drop(LxBusDrop::ReceiverGone, type);
 }
 
 bool InprocBus::hasListeners(const QString &topic, const QString &key) const
@@ -462,7 +554,7 @@ bool InprocBus::flush(int timeoutMs)
     const QDeadlineTimer deadline(timeoutMs);
     bool delivered = true;
     for (const auto &mailbox : std::as_const(mailboxes))
-        delivered &= mailbox->waitUntilDelivered(static_cast<int>(deadline.remainingTime()));
+        delivered &= mailbox->waitUntilDelivered(deadline);
     return delivered;
 }
 

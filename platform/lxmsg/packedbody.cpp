@@ -1,5 +1,14 @@
 #include "packedbody.h"
 
+LxPackedBody::Data::Data(QVector<LxPackedRow> &&rows) : rowCount(rows.size())
+{
+    if (rows.isEmpty())
+        return;
+    head = std::move(rows.first());
+    if (rowCount > 1)
+        others = rows.mid(1);
+}
+
 LxPackedBody::LxPackedBody(QVector<LxPackedRow> rows) : d(new Data(std::move(rows))) { }
 
 LxPackedBody LxPackedBody::fromVariant(const QVariant &message)

@@ -30,18 +30,25 @@ public:
     static LxPackedBody fromVariant(const QVariant &message);
     QVariant toVariant() const;
 
-    int rowCount() const { return d ? d->rows.size() : 0; }
+    int rowCount() const { return d ? d->rowCount : 0; }
     /// The row, or null when the number is out of range.
     const LxPackedRow *row(int number) const
     {
-        return d && number >= 0 && number < d->rows.size() ? &d->rows.at(number) : nullptr;
+        if (!d || number < 0 || number >= d->rowCount)
+            return nullptr;
+        return number == 0 ? &d->head : &d->others.at(number - 1);
     }
 
 private:
+    // Market records are one row, and each step from one piece of memory to the next costs a reader on another core more
+    // than reading it: the first row stands in the body itself.
     struct Data : QSharedData
     {
-        explicit Data(QVector<LxPackedRow> &&r) : rows(std::move(r)) { }
-        const QVector<LxPackedRow> rows;
+        explicit Data(QVector<LxPackedRow> &&rows);
+
+        int rowCount;
+        LxPackedRow head;
+        QVector<LxPackedRow> others;
     };
     QExplicitlySharedDataPointer<const Data> d;
 };

@@ -7,13 +7,15 @@
 #include <QVector>
 
 #include <atomic>
+#include <bitset>
+#include <cstring>
 #include <memory>
 
 /// The keys of a row, in order: what all records of one kind have in common.
 ///
 /// Immutable and shared between the rows and bodies that have it. Readers ask for the same keys in the same order,
-/// record after record; the layout remembers which position was asked for after which, so that a look-up is one
-/// comparison of two texts. Any thread.
+/// record after record; the layout remembers which positions were asked for after which, for two readers of different
+/// habits, so that a look-up is one comparison of two texts. Any thread.
 class LXMSG_EXPORT LxRowLayout
 {
 public:
@@ -27,20 +29,57 @@ public:
     /// Position of `key`, or -1. `previous` is the position found by the reader's previous look-up, -1 at first.
     int find(const QString &key, int previous) const
     {
-        std::atomic<int> &guess = m_next[static_cast<size_t>(previous + 1)];
-        const int guessed = guess.load(std::memory_order_relaxed);
-        if (guessed >= 0 && m_keys.at(guessed) == key)
-            return guessed;
-        const int found = m_positions.value(key, -1);
-        if (found >= 0)
-            guess.store(found, std::memory_order_relaxed);
-        return found;
+        const quint32 guesses = m_next[static_cast<size_t>(previous + 1)].load(std::memory_order_relaxed);
+        const int guess = static_cast<int>(guesses & GuessMask);
+        return isAt(guess, key) ? guess : findElsewhere(key, previous);
     }
 
 private:
+    // The text of a key, out of m_keys. One more at the end is no key's.
+    struct Text
+    {
+        const QChar *characters = nullptr;
+        int size = -1;
+    };
+
+    static constexpr int GuessBits = 16;
+    static constexpr quint32 GuessMask = (1u << GuessBits) - 1;
+    static constexpr size_t Marks = 512;
+
     explicit LxRowLayout(const QVector<QString> &keys);
+
+    bool isAt(int position, const QString &key) const
+    {
+        const Text &text = m_texts[static_cast<size_t>(position)];
+        return text.size == key.size() && isSameText(text.characters, key.constData(), text.size);
+    }
+
+    static bool isSameText(const QChar *a, const QChar *b, int size)
+    {
+        constexpr int Step = sizeof(quint64) / sizeof(QChar);
+        const auto difference = [a, b](int at) {
+            quint64 left;
+            quint64 right;
+            std::memcpy(&left, a + at, sizeof(left));
+            std::memcpy(&right, b + at, sizeof(right));
+            return left ^ right;
+        };
+        // Most keys: two or four steps that overlap, without a loop.
+        if (size >= 2 * Step && size <= 4 * Step) {
+            return (difference(0) | difference(Step) | difference(size - 2 * Step) | difference(size - Step)) == 0;
+        }
+        if (size >= Step && size < 2 * Step)
+            return (difference(0) | difference(size - Step)) == 0;
+        return std::memcmp(a, b, static_cast<size_t>(size) * sizeof(QChar)) == 0;
+    }
+
+    int findElsewhere(const QString &key, int previous) const;
 
     const QVector<QString> m_keys;
     QHash<QString, int> m_positions;
-    std::unique_ptr<std::atomic<int>[]> m_next; // by previous position + 1: the position asked for next, -1 unknown
+    std::unique_ptr<Text[]> m_texts;
+    // By previous position + 1: two positions that were asked for next, the newer one in the lower half. As long as there
+    // is none, the position behind the last key. Layouts too large for that remember nothing.
+    std::unique_ptr<std::atomic<quint32>[]> m_next;
+    std::bitset<Marks> m_marks; // of the keys; most absent keys have a mark that none of these has
 };

@@ -1,5 +1,26 @@
 #include "unpackmessagecommon.h"
 
+#include "rowmap_p.h"
+
+namespace {
+
+// A reader wants nearly all values, in an order of its own; they come from another core's memory, all at the same time.
+void fetch(const QVector<QVariant> &values)
+{
+#ifdef __GNUC__
+    constexpr int LineBytes = 64;
+    constexpr int MostBytes = 64 * static_cast<int>(sizeof(QVariant));
+    const auto *bytes = reinterpret_cast<const char *>(values.constData());
+    const int size = qMin(values.size() * static_cast<int>(sizeof(QVariant)), MostBytes);
+    for (int at = 0; at < size; at += LineBytes)
+        __builtin_prefetch(bytes + at);
+#else
+    Q_UNUSED(values)
+#endif
+}
+
+} // namespace
+
 CUnPackMessageCommon::CUnPackMessageCommon() = default;
 
 void CUnPackMessageCommon::SetUnPackMsg(const QVariant &msg, bool flag)
@@ -17,28 +38,14 @@ int CUnPackMessageCommon::GetRowCount() const
 void CUnPackMessageCommon::SetCurrentRow(int row)
 {
     m_row = m_body.row(row);
+    m_layout = m_row ? m_row->layout.get() : nullptr;
+    m_values = m_row ? m_row->values.constData() : nullptr;
     m_lastFound = -1;
-}
-
-QVariant CUnPackMessageCommon::GetValue(const QString &key, const QVariant &defaultValue) const
-{
-    if (!m_row)
-        return defaultValue;
-    const int position = m_row->layout->find(key, m_lastFound);
-    if (position < 0)
-        return defaultValue;
-    m_lastFound = position;
-    return m_row->values.at(position);
+    if (m_row)
+        fetch(m_row->values);
 }
 
 QMap<QString, QVariant> CUnPackMessageCommon::GetRowValue() const
 {
-    QMap<QString, QVariant> row;
-    if (!m_row)
-        return row;
-    const QVector<QString> &keys = m_row->layout->keys();
-    // Backwards, so that of a repeated key the first one stands, as in GetValue.
-    for (int i = keys.size() - 1; i >= 0; --i)
-        row.insert(keys.at(i), m_row->values.at(i));
-    return row;
+    return m_row ? LxRowMap::of(*m_row) : QMap<QString, QVariant>();
 }

@@ -2,6 +2,7 @@
 
 #include <lxmsg/lxmsg_export.h>
 #include <lxmsg/packedbody.h>
+#include <lxmsg/variantcopy.h>
 
 #include <QMap>
 #include <QString>
@@ -22,12 +23,23 @@ public:
     int GetRowCount() const;
     void SetCurrentRow(int row);
     /// The value of `key` in the current row, or `defaultValue` if the row has no such key.
-    QVariant GetValue(const QString &key, const QVariant &defaultValue) const;
-    /// All keys and values of the current row.
+    QVariant GetValue(const QString &key, const QVariant &defaultValue) const
+    {
+        if (!m_row)
+            return defaultValue;
+        const int position = m_layout->find(key, m_lastFound);
+        if (position < 0)
+            return defaultValue;
+        m_lastFound = position;
+        return LxVariantCopy::copy(m_values[position]);
+    }
+    /// All keys and values of the current row. A map that is gone by the next call costs no allocation.
     QMap<QString, QVariant> GetRowValue() const;
 
 private:
     LxPackedBody m_body;
     const LxPackedRow *m_row = nullptr;
-    mutable int m_lastFound = -1; // position found by the last look-up in this row
+    const LxRowLayout *m_layout = nullptr; // of the row
+    const QVariant *m_values = nullptr;    // of the row
+    mutable int m_lastFound = -1;          // position found by the last look-up in this row
 };

@@ -6,6 +6,7 @@
 #include <zlib.h>
 
 #include <deque>
+#include <utility>
 
 namespace {
 
@@ -29,6 +30,7 @@ struct CsvReader::Private
     std::deque<Record> pending;
     QVector<QByteArray> cells; // of the record being parsed
     qint64 lines = 0;          // lines parsed so far, the header included
+    qint64 quotedLines = 0;    // line breaks within the quoted cells of the record being parsed
     int lastTerminator = 0;
 
     QVector<QString> header;
@@ -45,8 +47,9 @@ struct CsvReader::Private
 
     static void onCell(void *text, size_t length, void *self)
     {
-        static_cast<Private *>(self)->cells.append(
-            QByteArray(static_cast<const char *>(text), static_cast<int>(length)));
+        auto *d = static_cast<Private *>(self);
+        d->cells.append(QByteArray(static_cast<const char *>(text), static_cast<int>(length)));
+        d->quotedLines += d->cells.constLast().count('\n');
     }
 
     static void onRecord(int terminator, void *self)
@@ -56,11 +59,12 @@ struct CsvReader::Private
         d->lastTerminator = terminator;
         if (secondHalfOfCrLf)
             return;
-        ++d->lines;
+        const qint64 line = ++d->lines;
         if (d->cells.isEmpty()) // a blank line
             return;
+        d->lines += std::exchange(d->quotedLines, 0);
         Record record;
-        record.line = d->lines;
+        record.line = line;
         record.cells.swap(d->cells);
         d->cells.reserve(record.cells.size());
         d->pending.push_back(std::move(record));
@@ -83,7 +87,8 @@ struct CsvReader::Private
         const char *reason = gzerror(file, &status);
         if (count < 0 || (status != Z_OK && status != Z_STREAM_END))
             error = QString::fromLocal8Bit(status == Z_ERRNO ? "read error" : reason);
-        csv_fini(&parser, onCell, onRecord, this);
+        else
+            csv_fini(&parser, onCell, onRecord, this); // after an error the record under way is only a part
     }
 };
 

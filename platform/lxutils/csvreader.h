@@ -38,7 +38,7 @@ public:
     bool next();
     /// Cells of the current record, as many as the record has. Valid until the next call of next().
     const QVector<QByteArray> &cells() const;
-    /// Line of the current record, counted from 1 (the header).
+    /// Line at which the current record begins, counted from 1.
     qint64 line() const;
 
     bool hasError() const;

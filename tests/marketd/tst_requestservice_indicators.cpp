@@ -150,6 +150,7 @@ void tst_RequestServiceIndicators::indicatorsOfUnknownSymbolsHaveNoRow()
     const QVector<Fields> answer = ask(&client, pattern, indicatorRequest(symbol, date));
     QCOMPARE(answer.size(), 1);
     QCOMPARE(statusOf(answer), QVariant(RequestStatus::nothingKnown));
+    QCOMPARE(answer.at(0).value(QStringLiteral("Symbol")).toString(), symbol);
 }
 
 void tst_RequestServiceIndicators::malformedIndicatorRequestsAreRefused_data()

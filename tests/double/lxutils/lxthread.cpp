@@ -1,0 +1,5 @@
+#include "lxthread.h"
+
+LxThread::LxThread(QObject *parent) : QThread(parent) { }
+
+LxThread::~LxThread() = default;

@@ -1,0 +1,6 @@
+#pragma once
+
+struct IMessageInterface
+{
+    enum ThreadType : int { AnyThread = 0 };
+};

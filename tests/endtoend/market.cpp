@@ -1,0 +1,118 @@
+#include "market.h"
+
+#include <lxmsg/packmessagecommon.h>
+#include <lxquotahandler.h>
+
+#include <QFile>
+
+#include <zlib.h>
+
+namespace {
+
+constexpr int PatienceMs = 60000;
+
+class Idler final : public LxBusService
+{
+    QStringList requestTypes() const override { return {}; }
+    void handle(const LxBusRequest &) override { }
+};
+
+// The library's thread has processed everything that was queued to it before.
+void waitForLibrary()
+{
+    QMetaObject::invokeMethod(&LxQuotaHandler::instance(), [] {}, Qt::BlockingQueuedConnection);
+}
+
+} // namespace
+
+RecordingFolder::RecordingFolder()
+{
+    if (!m_folder.isValid())
+        qFatal("%s", qPrintable(m_folder.errorString()));
+}
+
+RecordingFolder::RecordingFolder(const QStringList &recordings) : RecordingFolder()
+{
+    for (const QString &name : recordings)
+        link(name);
+}
+
+void RecordingFolder::link(const QString &name)
+{
+    if (!QFile::exists(recording(name)) || !QFile::link(recording(name), filePath(name)))
+        qFatal("cannot link %s", qPrintable(name));
+}
+
+void RecordingFolder::write(const QString &name, const QByteArray &content)
+{
+    QFile file(filePath(name));
+    if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size())
+        qFatal("cannot write %s", qPrintable(name));
+}
+
+void RecordingFolder::writeGzip(const QString &name, const QByteArray &content, int bytes)
+{
+    const QByteArray path = QFile::encodeName(filePath(name));
+    const gzFile file = gzopen(path.constData(), "wb");
+    if (!file || gzwrite(file, content.constData(), static_cast<unsigned>(content.size())) != content.size()
+        || gzclose(file) != Z_OK)
+        qFatal("cannot write %s", path.constData());
+    if (bytes >= 0 && !QFile::resize(filePath(name), bytes))
+        qFatal("cannot truncate %s", path.constData());
+}
+
+QString recording(const QString &name)
+{
+    return QStringLiteral(LX_DATA_DIR "/") + name;
+}
+
+void Market::settle()
+{
+    Idler idler;
+    if (!LxBus::current()->openService(&idler)->flush(PatienceMs))
+        qFatal("the bus does not deliver");
+    waitForLibrary();
+}
+
+Market::Outcome Market::replayOntoBus(ReplayOptions options)
+{
+    Outcome outcome;
+    options.reportBrokenRow = [&outcome](const QString &file, qint64 line, const QString &reason) {
+        outcome.brokenRows.append(QStringLiteral("%1:%2: %3").arg(file).arg(line).arg(reason));
+    };
+    Replay replay(std::move(options));
+    outcome.ok = replay.open(&outcome.error) && replay.run(&outcome.error);
+    for (int i = 0; i < RecordingKinds; ++i)
+        outcome.counts.insert(static_cast<RecordingKind>(i), replay.count(static_cast<RecordingKind>(i)));
+    return outcome;
+}
+
+Market::Outcome Market::replay(const QString &folder, const QString &date)
+{
+    ReplayOptions options;
+    options.folder = folder;
+    options.date = date;
+    options.waitForConsumers = waitForLibrary;
+    const Outcome outcome = replayOntoBus(std::move(options));
+    settle();
+    return outcome;
+}
+
+QVariant Market::packed(const QVector<Row> &rows)
+{
+    CPackMessageCommon pack;
+    for (int i = 0; i < rows.size(); ++i) {
+        if (i > 0)
+            pack.AddRow();
+        for (auto cell = rows.at(i).cbegin(); cell != rows.at(i).cend(); ++cell)
+            pack.AddVaule(cell.key(), cell.value());
+    }
+    return pack.GetPackedMsg(false);
+}
+
+Market::Publisher::Publisher() : m_port(LxBus::current()->openService(this)) { }
+
+int Market::Publisher::publish(const QString &topic, const QString &key, const QVariant &body)
+{
+    return m_port->publish(topic, key, body);
+}

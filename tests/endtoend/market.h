@@ -1,0 +1,76 @@
+#pragma once
+
+#include <replay.h>
+
+#include <lxbus/bus.h>
+
+#include <QMap>
+#include <QString>
+#include <QStringList>
+#include <QTemporaryDir>
+#include <QVariant>
+
+/// A folder of recordings for one test: some of the recorded ones, and files that the test writes.
+class RecordingFolder
+{
+public:
+    RecordingFolder();
+    explicit RecordingFolder(const QStringList &recordings);
+
+    /// Links a file of the recorded data.
+    void link(const QString &name);
+    void write(const QString &name, const QByteArray &content);
+    /// Writes `content` compressed; only its first `bytes` bytes, if given.
+    void writeGzip(const QString &name, const QByteArray &content, int bytes = -1);
+
+    QString path() const { return m_folder.path(); }
+    QString filePath(const QString &name) const { return m_folder.filePath(name); }
+
+private:
+    QTemporaryDir m_folder;
+};
+
+/// The path of a recorded file.
+QString recording(const QString &name);
+
+/// The bus and the quotation library, as a client has them.
+namespace Market {
+
+using Row = QMap<QString, QVariant>;
+
+/// Waits until the library has taken in, on its thread, all that has been put on the bus so far. What slots that are
+/// connected directly have written there may be read afterwards.
+void settle();
+
+/// What a replay comes to.
+struct Outcome
+{
+    bool ok = false;
+    QString error;
+    QMap<RecordingKind, ReplayCount> counts;
+    QStringList brokenRows; ///< "file:line: reason"
+};
+/// Replays onto the bus, whoever listens; returns when the bus has delivered everything.
+Outcome replayOntoBus(ReplayOptions options);
+/// Replays a folder at full speed through the bus and the library, and settles.
+Outcome replay(const QString &folder, const QString &date = QString());
+
+/// A body of these rows.
+QVariant packed(const QVector<Row> &rows);
+
+/// A service that only publishes.
+class Publisher final : private LxBusService
+{
+public:
+    Publisher();
+
+    int publish(const QString &topic, const QString &key, const QVariant &body);
+
+private:
+    QStringList requestTypes() const override { return {}; }
+    void handle(const LxBusRequest &) override { }
+
+    std::unique_ptr<LxBusServicePort> m_port;
+};
+
+} // namespace Market

@@ -1,0 +1,436 @@
+#include "busear.h"
+#include "csvtable.h"
+#include "market.h"
+
+#include <QElapsedTimer>
+#include <QSemaphore>
+#include <QtTest>
+
+#include <thread>
+
+namespace {
+
+const QString stockFile = QStringLiteral("stock_snapshots_20230201.csv");
+const QString indexFile = QStringLiteral("index_snapshots_20230201.csv");
+const QString futureFile = QStringLiteral("future_snapshots_20230201.csv");
+const QByteArray header = "MDDate,MDTime,Symbol,LastPx\n";
+
+const QStringList allSymbols { QStringLiteral("600519.SH"), QStringLiteral("000333.SZ"), QStringLiteral("000001.SH"),
+                               QStringLiteral("IF2302.CF") };
+
+ReplayOptions optionsFor(const RecordingFolder &folder)
+{
+    ReplayOptions options;
+    options.folder = folder.path();
+    return options;
+}
+
+// "date time symbol" of each quote heard.
+QStringList stamps(const BusEar &ear)
+{
+    QStringList texts;
+    for (const BusEar::Heard &record : ear.heard)
+        texts.append(record.text("MDDate") + QLatin1Char(' ') + record.text("MDTime") + QLatin1Char(' ')
+                     + record.text("Symbol"));
+    return texts;
+}
+
+QStringList lines(const char *text)
+{
+    return QString::fromLatin1(text).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+}
+
+} // namespace
+
+/// The replay of recordings onto the bus, without the library.
+class tst_Replay : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void cleanup();
+
+    void filesMergeByTimeOfDay();
+    void rowsOfOneTimeKeepTheirOrder();
+    void datesFollowEachOther();
+    void otherDatesAreLeftOut();
+    void plainAndGzipAreTheSame();
+    void columnsStandInAnyOrder();
+    void cellsBecomeTheTypesOfTheirFields();
+    void brokenRowIsReportedAndSkipped_data();
+    void brokenRowIsReportedAndSkipped();
+    void brokenRowOfAnotherDateIsReportedToo();
+    void unusableFolderIsAnError_data();
+    void unusableFolderIsAnError();
+    void readErrorEndsTheReplay_data();
+    void readErrorEndsTheReplay();
+    void speedPacesTheReplay();
+    void stopEndsASlowReplay_data();
+    void stopEndsASlowReplay();
+    void onlySubscribedRowsCountAsPublished();
+};
+
+void tst_Replay::init()
+{
+    QVERIFY(LxBus::start(QStringLiteral("inproc:")));
+}
+
+void tst_Replay::cleanup()
+{
+    QCOMPARE(LxBus::current()->statistics().droppedInAll(), quint64(0));
+    LxBus::stop();
+}
+
+void tst_Replay::filesMergeByTimeOfDay()
+{
+    RecordingFolder folder;
+    folder.write(stockFile, header + "20230201,093000000,600519.SH,1\n20230201,093002000,600519.SH,2\n"
+                                     "20230201,093004000,600519.SH,3\n");
+    // Another day, but the same time of day.
+    folder.write(indexFile, header + "20181203,093001000,000001.SH,1\n20181203,093003000,000001.SH,2\n");
+    folder.write(futureFile, header + "20210104,092900000,IF2302.CF,1\n20210104,093005000,IF2302.CF,2\n");
+    BusEar ear;
+    ear.ask(LxRecordKind::Quote, allSymbols);
+    const Market::Outcome outcome = Market::replayOntoBus(optionsFor(folder));
+    QVERIFY2(outcome.ok, qPrintable(outcome.error));
+    QCOMPARE(stamps(ear), lines("20210104 092900000 IF2302.CF\n"
+                                "20230201 093000000 600519.SH\n"
+                                "20181203 093001000 000001.SH\n"
+                                "20230201 093002000 600519.SH\n"
+                                "20181203 093003000 000001.SH\n"
+                                "20230201 093004000 600519.SH\n"
+                                "20210104 093005000 IF2302.CF\n"));
+}
+
+void tst_Replay::rowsOfOneTimeKeepTheirOrder()
+{
+    RecordingFolder folder;
+    folder.write(stockFile, header + "20230201,093000000,600519.SH,1\n20230201,093000000,000333.SZ,2\n"
+                                     "20230201,093000000,600519.SH,3\n");
+    folder.write(indexFile, header + "20230201,093000000,000001.SH,4\n20230201,093000000,000001.SH,5\n");
+    BusEar ear;
+    ear.ask(LxRecordKind::Quote, allSymbols);
+    QVERIFY(Market::replayOntoBus(optionsFor(folder)).ok);
+    QStringList prices;
+    for (const BusEar::Heard &record : qAsConst(ear.heard))
+        prices.append(record.text("LastPx"));
+    // The file that sorts first goes first; each file's rows stay together.
+    QCOMPARE(prices, (QStringList { QStringLiteral("4"), QStringLiteral("5"), QStringLiteral("1"), QStringLiteral("2"),
+                                    QStringLiteral("3") }));
+}
+
+void tst_Replay::datesFollowEachOther()
+{
+    RecordingFolder folder;
+    folder.write(indexFile, header + "20181203,093000000,000001.SH,1\n20181203,150000000,000001.SH,2\n"
+                                     "20181204,093000000,000001.SH,3\n20181205,093000000,000001.SH,4\n");
+    folder.write(stockFile, header + "20230201,100000000,600519.SH,1\n20230202,092500000,600519.SH,2\n");
+    BusEar ear;
+    ear.ask(LxRecordKind::Quote, allSymbols);
+    QVERIFY(Market::replayOntoBus(optionsFor(folder)).ok);
+    // The second date of one file goes beside the second date of the other.
+    QCOMPARE(stamps(ear), lines("20181203 093000000 000001.SH\n"
+                                "20230201 100000000 600519.SH\n"
+                                "20181203 150000000 000001.SH\n"
+                                "20230202 092500000 600519.SH\n"
+                                "20181204 093000000 000001.SH\n"
+                                "20181205 093000000 000001.SH\n"));
+}
+
+void tst_Replay::otherDatesAreLeftOut()
+{
+    RecordingFolder folder;
+    folder.write(indexFile, header + "20230131,093000000,000001.SH,1\n20230201,093000000,000001.SH,2\n"
+                                     "20230202,093000000,000001.SH,3\n");
+    folder.write(stockFile, header + "20230201,093000000,600519.SH,4\n");
+    folder.write(futureFile, header + "20210104,093000000,IF2302.CF,5\n");
+    BusEar ear;
+    ear.ask(LxRecordKind::Quote, allSymbols);
+    ReplayOptions options = optionsFor(folder);
+    options.date = QStringLiteral("20230201");
+    const Market::Outcome outcome = Market::replayOntoBus(options);
+    QVERIFY(outcome.ok);
+    QCOMPARE(stamps(ear), lines("20230201 093000000 000001.SH\n20230201 093000000 600519.SH\n"));
+    QCOMPARE(outcome.counts.value(RecordingKind::IndexQuote).read, quint64(1));
+    QCOMPARE(outcome.counts.value(RecordingKind::FutureQuote).read, quint64(0));
+    QVERIFY(outcome.brokenRows.isEmpty());
+}
+
+void tst_Replay::plainAndGzipAreTheSame()
+{
+    const QByteArray content = header + "20230201,093000000,600519.SH,1\n20230201,093001000,600519.SH,2\n";
+    QVector<QStringList> heard;
+    for (const bool gzip : { false, true }) {
+        RecordingFolder folder;
+        if (gzip)
+            folder.writeGzip(stockFile + QStringLiteral(".gz"), content);
+        else
+            folder.write(stockFile, content);
+        BusEar ear;
+        ear.ask(LxRecordKind::Quote, allSymbols);
+        QVERIFY(Market::replayOntoBus(optionsFor(folder)).ok);
+        heard.append(stamps(ear));
+        // A bus that remembers nothing of this one.
+        LxBus::stop();
+    }
+    QCOMPARE(heard.at(0).size(), 2);
+    QCOMPARE(heard.at(1), heard.at(0));
+}
+
+void tst_Replay::columnsStandInAnyOrder()
+{
+    RecordingFolder folder;
+    folder.write(stockFile, "Weather,LastPx,Symbol,Sell2Price,MDTime,Sell11Price,MDDate\n"
+                            "rain,10.5,600519.SH,10.7,093000000,11,20230201\n");
+    BusEar ear;
+    ear.ask(LxRecordKind::Quote, allSymbols);
+    QVERIFY(Market::replayOntoBus(optionsFor(folder)).ok);
+    QCOMPARE(ear.heard.size(), 1);
+    // Columns that no record has are left out.
+    const Market::Row expected { { QStringLiteral("LastPx"), 10.5 },
+                                 { QStringLiteral("Symbol"), QStringLiteral("600519.SH") },
+                                 { QStringLiteral("Sell2Price"), 10.7 },
+                                 { QStringLiteral("MDTime"), QStringLiteral("093000000") },
+                                 { QStringLiteral("MDDate"), QStringLiteral("20230201") } };
+    QCOMPARE(ear.heard.first().rows, QVector<Market::Row> { expected });
+}
+
+void tst_Replay::cellsBecomeTheTypesOfTheirFields()
+{
+    RecordingFolder folder;
+    folder.write(QStringLiteral("transactions_20230201.csv"),
+                 "MDDate,MDTime,Symbol,TradeBuyNo,TradeType,TradePrice,TradeMoney,TradeBSFlag\n"
+                 "20230201,093000000,600519.SH,9007199254740993,0,10.5,,1\n"
+                 "20230201,093000001,600519.SH,-1,1,1e3,0.5,B\n");
+    BusEar ear;
+    ear.ask(LxRecordKind::Transaction, allSymbols);
+    const Market::Outcome outcome = Market::replayOntoBus(optionsFor(folder));
+    QVERIFY(outcome.ok);
+    QVERIFY2(outcome.brokenRows.isEmpty(), qPrintable(outcome.brokenRows.join(QLatin1Char('\n'))));
+    QCOMPARE(ear.heard.size(), 2);
+    const auto value = [&ear](int record, const char *key) {
+        return ear.heard.at(record).rows.at(0).value(QString::fromLatin1(key));
+    };
+    QCOMPARE(value(0, "MDTime"), QVariant(QStringLiteral("093000000")));
+    QCOMPARE(value(0, "TradeBuyNo"), QVariant(qint64(9007199254740993)));
+    QCOMPARE(value(0, "TradeType"), QVariant(0));
+    QCOMPARE(value(0, "TradePrice"), QVariant(10.5));
+    QCOMPARE(value(0, "TradeMoney"), QVariant(QString::fromLatin1("")));
+    QCOMPARE(value(0, "TradeBSFlag"), QVariant(1));
+    QCOMPARE(value(1, "TradeBuyNo"), QVariant(qint64(-1)));
+    QCOMPARE(value(1, "TradePrice"), QVariant(1000.0));
+    QCOMPARE(value(1, "TradeBSFlag"), QVariant(QStringLiteral("B")));
+}
+
+void tst_Replay::brokenRowIsReportedAndSkipped_data()
+{
+    QTest::addColumn<QByteArray>("row");
+    QTest::addColumn<QString>("reason");
+
+    const auto row = [](const char *name, const char *text, const char *reason) {
+        QTest::newRow(name) << QByteArray(text) << QString::fromLatin1(reason);
+    };
+    row("too few cells", "20230201,093001000,600519.SH,2", "4 cells instead of 5");
+    row("too many cells", "20230201,093001000,600519.SH,2,100,7", "6 cells instead of 5");
+    row("text for a price", "20230201,093001000,600519.SH,much,100", "LastPx \"much\" is no number");
+    row("number with a tail", "20230201,093001000,600519.SH,2x,100", "LastPx \"2x\" is no number");
+    row("number beyond all bounds", "20230201,093001000,600519.SH,1e999,100", "LastPx \"1e999\" is no number");
+    row("fraction for a count", "20230201,093001000,600519.SH,2,1.5", "NumTrades \"1.5\" is no number");
+    row("count beyond 64 bits", "20230201,093001000,600519.SH,2,9223372036854775808",
+        "NumTrades \"9223372036854775808\" is no number");
+    row("text for a time", "20230201,nine,600519.SH,2,100", "MDTime \"nine\" is no time");
+    row("short time", "20230201,93001000,600519.SH,2,100", "MDTime \"93001000\" is no time");
+    row("hour 24", "20230201,240000000,600519.SH,2,100", "MDTime \"240000000\" is no time");
+    row("minute 60", "20230201,096000000,600519.SH,2,100", "MDTime \"096000000\" is no time");
+    row("second 60", "20230201,093060000,600519.SH,2,100", "MDTime \"093060000\" is no time");
+    row("negative time", "20230201,-93001000,600519.SH,2,100", "MDTime \"-93001000\" is no time");
+    row("text for a date", "tomorrow,093001000,600519.SH,2,100", "MDDate \"tomorrow\" is no date");
+    row("short date", "2023021,093001000,600519.SH,2,100", "MDDate \"2023021\" is no date");
+    row("month 13", "20231301,093001000,600519.SH,2,100", "MDDate \"20231301\" is no date");
+    row("31 February", "20230231,093001000,600519.SH,2,100", "MDDate \"20230231\" is no date");
+    row("no date", ",093001000,600519.SH,2,100", "MDDate \"\" is no date");
+    row("no symbol", "20230201,093001000,,2,100", "no Symbol");
+}
+
+void tst_Replay::brokenRowIsReportedAndSkipped()
+{
+    QFETCH(QByteArray, row);
+    QFETCH(QString, reason);
+
+    RecordingFolder folder;
+    folder.write(stockFile, "MDDate,MDTime,Symbol,LastPx,NumTrades\n20230201,093000000,600519.SH,1,100\n" + row
+                     + "\n20230201,093002000,600519.SH,3,300\n");
+    BusEar ear;
+    ear.ask(LxRecordKind::Quote, allSymbols);
+    const Market::Outcome outcome = Market::replayOntoBus(optionsFor(folder));
+    QVERIFY2(outcome.ok, qPrintable(outcome.error));
+    QCOMPARE(outcome.brokenRows, QStringList { stockFile + QStringLiteral(":3: ") + reason });
+    const ReplayCount count = outcome.counts.value(RecordingKind::StockQuote);
+    QCOMPARE(count.skipped, quint64(1));
+    QCOMPARE(count.read, quint64(2));
+    QCOMPARE(stamps(ear), lines("20230201 093000000 600519.SH\n20230201 093002000 600519.SH\n"));
+}
+
+void tst_Replay::brokenRowOfAnotherDateIsReportedToo()
+{
+    RecordingFolder folder;
+    // What has no date may belong to the wanted one; what has another date is none of the replay's business.
+    folder.write(stockFile, header + "someday,093000000,600519.SH,1\n20230131,nine,600519.SH,much\n"
+                                     "20230201,093000000,600519.SH,1\n");
+    BusEar ear;
+    ear.ask(LxRecordKind::Quote, allSymbols);
+    ReplayOptions options = optionsFor(folder);
+    options.date = QStringLiteral("20230201");
+    const Market::Outcome outcome = Market::replayOntoBus(options);
+    QVERIFY(outcome.ok);
+    QCOMPARE(outcome.brokenRows, QStringList { stockFile + QStringLiteral(":2: MDDate \"someday\" is no date") });
+    QCOMPARE(ear.heard.size(), 1);
+}
+
+void tst_Replay::unusableFolderIsAnError_data()
+{
+    QTest::addColumn<QString>("file");
+    QTest::addColumn<QByteArray>("content");
+    QTest::addColumn<QString>("named"); // what the message has to name
+
+    QTest::newRow("no recordings") << QStringLiteral("securities.csv") << header << QString();
+    QTest::newRow("recording of no known kind") << QStringLiteral("bond_snapshots_20230201.csv") << header << QString();
+    QTest::newRow("recording that is no CSV file") << QStringLiteral("stock_snapshots_20230201.txt") << header
+                                                   << QString();
+    QTest::newRow("empty file") << stockFile << QByteArray() << stockFile;
+    QTest::newRow("no column Symbol") << stockFile << QByteArray("MDDate,MDTime,LastPx\n") << stockFile;
+    QTest::newRow("no column MDTime") << stockFile << QByteArray("MDDate,Symbol,LastPx\n") << stockFile;
+    QTest::newRow("no column MDDate") << stockFile << QByteArray("MDTime,Symbol,LastPx\n") << stockFile;
+}
+
+void tst_Replay::unusableFolderIsAnError()
+{
+    QFETCH(QString, file);
+    QFETCH(QByteArray, content);
+    QFETCH(QString, named);
+
+    RecordingFolder folder;
+    folder.write(file, content);
+    const Market::Outcome outcome = Market::replayOntoBus(optionsFor(folder));
+    QVERIFY(!outcome.ok);
+    QVERIFY2(outcome.error.contains(folder.filePath(named)), qPrintable(outcome.error));
+
+    ReplayOptions missing;
+    missing.folder = folder.filePath(QStringLiteral("missing"));
+    QString error;
+    QVERIFY(!Replay(missing).open(&error));
+    QVERIFY2(error.contains(missing.folder), qPrintable(error));
+}
+
+void tst_Replay::readErrorEndsTheReplay_data()
+{
+    QTest::addColumn<bool>("corrupt");
+
+    QTest::newRow("truncated") << false;
+    QTest::newRow("corrupted") << true;
+}
+
+void tst_Replay::readErrorEndsTheReplay()
+{
+    QFETCH(bool, corrupt);
+
+    QByteArray content = header;
+    for (int i = 0; i < 60000; ++i) {
+        content += "20230201," + QTime(9, 30).addMSecs(i * 100).toString(QStringLiteral("HHmmsszzz")).toLatin1()
+                + ",600519.SH," + QByteArray::number(i * 7919 % 100003) + '\n';
+    }
+    RecordingFolder folder;
+    const QString name = stockFile + QStringLiteral(".gz");
+    folder.writeGzip(name, content);
+    QFile file(folder.filePath(name));
+    const qint64 size = file.size();
+    if (corrupt) {
+        QVERIFY(file.open(QIODevice::ReadWrite));
+        QVERIFY(file.seek(size / 2));
+        QVERIFY(file.write(QByteArray(64, '\xff')) == 64);
+        file.close();
+    } else {
+        QVERIFY(file.resize(size / 2));
+    }
+    BusEar ear;
+    ear.ask(LxRecordKind::Quote, allSymbols);
+    const Market::Outcome outcome = Market::replayOntoBus(optionsFor(folder));
+    QVERIFY(!outcome.ok);
+    QVERIFY2(outcome.error.contains(name), qPrintable(outcome.error));
+    // What could be read has been published.
+    QVERIFY(!ear.heard.isEmpty());
+    QVERIFY(ear.heard.size() < 60000);
+}
+
+void tst_Replay::speedPacesTheReplay()
+{
+    RecordingFolder folder;
+    // The clock starts anew with each date: 4 s and 2 s of market time.
+    folder.write(stockFile, header + "20230201,093000000,600519.SH,1\n20230201,093004000,600519.SH,2\n"
+                                     "20230202,113000000,600519.SH,3\n20230202,113002000,600519.SH,4\n");
+    ReplayOptions options = optionsFor(folder);
+    options.speed = 20;
+    QElapsedTimer timer;
+    timer.start();
+    QVERIFY(Market::replayOntoBus(options).ok);
+    QVERIFY2(timer.elapsed() >= 298, qPrintable(QString::number(timer.elapsed())));
+}
+
+void tst_Replay::stopEndsASlowReplay_data()
+{
+    QTest::addColumn<double>("speed");
+
+    QTest::newRow("slow") << 0.001;
+    QTest::newRow("so slow that the wait is beyond all integers") << 1e-9;
+}
+
+void tst_Replay::stopEndsASlowReplay()
+{
+    QFETCH(double, speed);
+
+    RecordingFolder folder;
+    folder.write(stockFile, header + "20230201,093000000,600519.SH,1\n20230201,150000000,600519.SH,2\n");
+    QSemaphore heard;
+    BusEar ear;
+    ear.onHeard = [&heard](const BusEar::Heard &) { heard.release(); };
+    ear.ask(LxRecordKind::Quote, allSymbols);
+    ReplayOptions options = optionsFor(folder);
+    options.speed = speed;
+    Replay replay(options);
+    QString error;
+    QVERIFY2(replay.open(&error), qPrintable(error));
+    QSemaphore ended;
+    bool ok = false;
+    std::thread thread([&] {
+        ok = replay.run(&error);
+        ended.release();
+    });
+    const bool firstHeard = heard.tryAcquire(1, 30000);
+    // It is waiting for a time that is hours away, or about to.
+    const bool endedByItself = ended.tryAcquire(1, 50);
+    replay.stop();
+    thread.join();
+    QVERIFY(firstHeard);
+    QVERIFY(!endedByItself);
+    QVERIFY2(ok, qPrintable(error));
+    QCOMPARE(replay.count(RecordingKind::StockQuote).published, quint64(1));
+}
+
+void tst_Replay::onlySubscribedRowsCountAsPublished()
+{
+    RecordingFolder folder;
+    folder.write(stockFile, header + "20230201,093000000,600519.SH,1\n20230201,093000000,000333.SZ,2\n"
+                                     "20230201,093001000,600519.SH,3\n");
+    BusEar ear;
+    ear.ask(LxRecordKind::Quote, { QStringLiteral("600519.SH") });
+    const Market::Outcome outcome = Market::replayOntoBus(optionsFor(folder));
+    QVERIFY(outcome.ok);
+    QCOMPARE(outcome.counts.value(RecordingKind::StockQuote).read, quint64(3));
+    QCOMPARE(outcome.counts.value(RecordingKind::StockQuote).published, quint64(2));
+    QCOMPARE(ear.heard.size(), 2);
+}
+
+QTEST_GUILESS_MAIN(tst_Replay)
+
+#include "tst_replay.moc"

@@ -1,0 +1,202 @@
+#pragma once
+
+#include <lxbus/bus.h>
+#include <lxbus/bustopics.h>
+#include <lxmsg/packmessagecommon.h>
+#include <lxmsg/unpackmessagecommon.h>
+
+#include <QDeadlineTimer>
+#include <QMutex>
+#include <QSet>
+#include <QThread>
+#include <QVector>
+#include <QWaitCondition>
+
+#include <atomic>
+#include <functional>
+
+/// What the bus's tests share: a bus of their own, ears that write down what they hear, services made of a function.
+namespace BusTesting {
+
+constexpr int PatienceMs = 20000; // how long a test waits for what must come
+
+/// The process's bus, while the object lives.
+class Bus
+{
+public:
+    explicit Bus(const LxBusOptions &options = {})
+    {
+        QString error;
+        if (!LxBus::start(QStringLiteral("inproc:"), options, &error))
+            qFatal("%s", qPrintable(error));
+        m_bus = LxBus::current();
+    }
+    ~Bus() { LxBus::stop(); }
+
+    LxBusTransport *operator->() const { return m_bus.get(); }
+    quint64 dropped(LxBusDrop reason) const { return m_bus->statistics().dropped(reason); }
+    quint64 droppedInAll() const { return m_bus->statistics().droppedInAll(); }
+
+private:
+    std::shared_ptr<LxBusTransport> m_bus;
+};
+
+struct Heard
+{
+    QString topic;
+    QVariant body;
+    int id = 0; ///< of an answer; 0 if published
+    QThread *thread = nullptr;
+};
+
+inline QVariant numberBody(int number)
+{
+    CPackMessageCommon pack;
+    pack.AddVaule(QStringLiteral("Number"), number);
+    return pack.GetPackedMsg(false);
+}
+
+inline int numberOf(const QVariant &body)
+{
+    CUnPackMessageCommon rows;
+    rows.SetUnPackMsg(body, false);
+    return rows.GetValue(QStringLiteral("Number"), -1).toInt();
+}
+
+enum Action { Subscribe = 1, Unsubscribe = 2 };
+
+inline QVariant subscribeBody(const QVariant &kind, const QVariant &action, const QStringList &symbols)
+{
+    CPackMessageCommon pack;
+    for (int i = 0; i < symbols.size(); ++i) {
+        if (i > 0)
+            pack.AddRow();
+        pack.AddVaule(QStringLiteral("SubscribeType"), 2);
+        pack.AddVaule(QStringLiteral("MDRecordTypes"), kind);
+        pack.AddVaule(QStringLiteral("ActionType"), action);
+        pack.AddVaule(QStringLiteral("Symbol"), symbols.at(i));
+    }
+    return pack.GetPackedMsg(false);
+}
+
+/// Writes down what it hears. A client on the bus, with the endpoint it listens at.
+class Client final : public LxBusListener
+{
+public:
+    Client(Bus &bus, const QString &name, std::function<void(const Heard &)> inCallback = {})
+        : m_inCallback(std::move(inCallback)), endpoint(bus->openEndpoint(name, this))
+    {
+    }
+
+    void published(const QString &, const QString &topic, const QVariant &body) override
+    {
+        hear({ topic, body, 0, QThread::currentThread() });
+    }
+    void answered(int id, const QString &, const QString &type, const QVariant &body) override
+    {
+        hear({ type, body, id, QThread::currentThread() });
+    }
+
+    void ask(LxRecordKind kind, Action action, const QStringList &symbols)
+    {
+        endpoint->put(LxBusTopics::subscribeRequest, subscribeBody(static_cast<int>(kind), action, symbols));
+    }
+
+    bool waitFor(int count) const
+    {
+        const QDeadlineTimer deadline(PatienceMs);
+        QMutexLocker locker(&m_mutex);
+        while (m_heard.size() < count && m_more.wait(&m_mutex, deadline)) { }
+        return m_heard.size() >= count;
+    }
+    QVector<Heard> heard() const
+    {
+        QMutexLocker locker(&m_mutex);
+        return m_heard;
+    }
+    QVector<int> numbers() const
+    {
+        QVector<int> numbers;
+        for (const Heard &one : heard())
+            numbers.append(numberOf(one.body));
+        return numbers;
+    }
+    /// True if two callbacks ever ran at the same time.
+    bool overlapped() const { return m_overlapped; }
+
+private:
+    void hear(const Heard &one)
+    {
+        if (m_inside.fetch_add(1) != 0)
+            m_overlapped = true;
+        if (m_inCallback)
+            m_inCallback(one);
+        m_inside.fetch_sub(1);
+        // Last of all: a test that has closed the endpoint within the callback may end as soon as this is heard.
+        QMutexLocker locker(&m_mutex);
+        m_heard.append(one);
+        m_more.wakeAll();
+    }
+
+    const std::function<void(const Heard &)> m_inCallback;
+    std::atomic<int> m_inside { 0 };
+    std::atomic<bool> m_overlapped { false };
+    mutable QMutex m_mutex; // guards m_heard
+    mutable QWaitCondition m_more;
+    QVector<Heard> m_heard;
+
+public:
+    std::unique_ptr<LxBusEndpoint> endpoint; // leaves before what its callbacks use
+};
+
+/// A service made of a function.
+class Service final : public LxBusService
+{
+public:
+    using Handler = std::function<void(LxBusServicePort *port, const LxBusRequest &request)>;
+
+    explicit Service(Bus &bus, const QStringList &types = {}, Handler handler = {})
+        : m_types(types), m_handler(std::move(handler)), port(bus->openService(this))
+    {
+    }
+
+    QStringList requestTypes() const override { return m_types; }
+    void handle(const LxBusRequest &request) override { m_handler(port.get(), request); }
+
+    int publish(const QString &topic, const QString &key, int number)
+    {
+        return port->publish(topic, key, numberBody(number));
+    }
+    bool flush() { return port->flush(PatienceMs); }
+
+private:
+    const QStringList m_types;
+    const Handler m_handler;
+
+public:
+    std::unique_ptr<LxBusServicePort> port;
+};
+
+/// Runs functions on threads of their own, and waits for them at the end.
+class Threads
+{
+public:
+    ~Threads() { join(); }
+
+    void run(std::function<void()> function)
+    {
+        m_threads.emplace_back(QThread::create(std::move(function)));
+        m_threads.back()->start();
+    }
+    void join()
+    {
+        for (const auto &thread : m_threads)
+            thread->wait();
+        m_threads.clear();
+    }
+
+private:
+    std::vector<std::unique_ptr<QThread>> m_threads;
+};
+
+} // namespace BusTesting

@@ -1,0 +1,7 @@
+#include <QtGlobal>
+
+// A library that can be loaded and brings no plug-in object.
+extern "C" Q_DECL_EXPORT int lxNoPluginObject()
+{
+    return 0;
+}

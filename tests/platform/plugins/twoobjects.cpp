@@ -1,0 +1,21 @@
+#include <lxwidget/lxpluginbaseobject.h>
+
+namespace {
+
+// Notes, where the host can read it, in which order the objects were brought up.
+class CountingObject : public LxPluginBaseObject
+{
+public:
+    explicit CountingObject(const QString &name) { setObjectName(name); }
+
+    void initialize() override
+    {
+        setPluginObjectPropety(QStringLiteral("initialized"),
+                               getPluginObjectPropety(QStringLiteral("initialized")).toInt() + 1);
+    }
+};
+
+CountingObject first(QStringLiteral("first"));
+CountingObject second(QStringLiteral("second"));
+
+} // namespace
