@@ -175,6 +175,9 @@ public Q_SLOTS:
     void slotInitQuotaHandlerObj();
 
 protected:
+    LxQuotaHandler();
+    ~LxQuotaHandler() override;
+
     /// Worker thread; subscribes the topics. Called once, by the plug-in object.
     void Init();
     /// Any thread; waits until the bus endpoint is open.
@@ -194,9 +197,6 @@ protected:
 
 private:
     friend class LxQuotaHandlerObject; // calls Init()
-
-    LxQuotaHandler();
-    ~LxQuotaHandler() override;
 
     // A one-minute bar with the time that it is filed under.
     struct Period1MInfo

@@ -54,8 +54,8 @@ public:
         else
             field = text.toString();
     }
-    Q_NEVER_INLINE void read(const QString &key, double &field) const { field = toDouble(*Value(m_unpack, key)); }
-    Q_NEVER_INLINE void read(const QString &key, qint64 &field) const { field = toLongLong(*Value(m_unpack, key)); }
+    void read(const QString &key, double &field) const { field = toDouble(*Value(m_unpack, key)); }
+    void read(const QString &key, qint64 &field) const { field = toLongLong(*Value(m_unpack, key)); }
     void read(const QString &key, int &field) const { field = (*Value(m_unpack, key)).toInt(); }
 
     int rowCount() const { return m_unpack.GetRowCount(); }
@@ -94,8 +94,9 @@ struct Field
     Type Record::*member;
 };
 
+// The loops stay functions: inlined a dozen times into one decoder, they run slower.
 template<typename Record, typename Type, size_t Count>
-void readFields(const RowReader &row, const Field<Record, Type> (&fields)[Count], Record &out)
+Q_NEVER_INLINE void readFields(const RowReader &row, const Field<Record, Type> (&fields)[Count], Record &out)
 {
     for (const auto &field : fields)
         row.read(field.key, out.*field.member);
@@ -126,7 +127,7 @@ struct BookKeys
 const BookKeys bookKeys;
 
 template<typename Type, size_t Levels>
-void readLevels(const RowReader &row, const QString *keys, Type (&levels)[Levels])
+Q_NEVER_INLINE void readLevels(const RowReader &row, const QString *keys, Type (&levels)[Levels])
 {
     for (size_t level = 0; level < Levels; ++level)
         row.read(keys[level], levels[level]);

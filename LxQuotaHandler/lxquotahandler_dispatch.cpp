@@ -1,5 +1,6 @@
 #include "lxquotahandler.h"
 
+#include "lxbrieflocker_p.h"
 #include "lxlog_p.h"
 
 #include <lxdefine/lxfields.h>
@@ -14,6 +15,8 @@ constexpr double Percent = 100.0;
 constexpr double Negligible = 1e-8;
 
 const QString deepDataAnswer = QStringLiteral("181028");
+const QString itemKey = QStringLiteral("36046"); // which figure a row of the answer brings
+const QString valueKey = QStringLiteral("36034");
 
 } // namespace
 
@@ -63,7 +66,7 @@ void LxQuotaHandler::processStockQuote(const QVariant &data)
     BaseQuotaData base;
     AssembleBaseQuotaData(quote, base);
     {
-        QMutexLocker locker(m_pStockQuotaMutex);
+        LxBriefLocker locker(m_pStockQuotaMutex);
         StockQuotaData &cached = m_mapStockQuota[quote.Symbol];
         quote.LastTradeLots = cached.LastTradeLots; // the decoder does not know it
         cached = quote;
@@ -182,14 +185,19 @@ void LxQuotaHandler::ProcAsyncCallBack(int, QString, QVariant vA, QVariant vB)
         const int rowCount = answer.GetRowCount();
         for (int number = 1; number < rowCount; ++number) {
             answer.SetCurrentRow(number);
-            const QMap<QString, QVariant> row = answer.GetRowValue();
-            const QString symbol = row.value(Orca_Fields::Security::securityID).toString() + QLatin1Char('.')
-                    + row.value(Orca_Fields::UserAccount::SymbolPost).toString();
-            LxStockDeepData deepData = m_mapStockDeepData.value(symbol);
-            deepData.Symbol = symbol;
+            const QString code = answer.GetValue(Orca_Fields::Security::securityID, absent).toString();
+            const QString market = answer.GetValue(Orca_Fields::UserAccount::SymbolPost, absent).toString();
+            QString symbol;
+            symbol.reserve(code.size() + 1 + market.size());
+            symbol.append(code).append(QLatin1Char('.')).append(market);
+            auto known = m_mapStockDeepData.find(symbol);
+            if (known == m_mapStockDeepData.end())
+                known = m_mapStockDeepData.insert(symbol, LxStockDeepData());
+            LxStockDeepData &deepData = *known;
+            deepData.Symbol = known.key();
 
-            const QString item = row.value(QStringLiteral("36046")).toString();
-            const double value = row.value(QStringLiteral("36034")).toDouble();
+            const QString item = answer.GetValue(itemKey, absent).toString();
+            const double value = answer.GetValue(valueKey, absent).toDouble();
             if (item == QLatin1String("NetAssets"))
                 deepData.NetAssets = value;
             else if (item == QLatin1String("ListedShare"))
@@ -199,9 +207,8 @@ void LxQuotaHandler::ProcAsyncCallBack(int, QString, QVariant vA, QVariant vB)
             else if (item == QLatin1String("DividentRate"))
                 deepData.DividentRate = value * Percent;
 
-            m_mapStockDeepData.insert(symbol, deepData);
             applyDeepDataToCachedQuote(item, deepData);
-            touched.insert(symbol, 1);
+            touched.insert(deepData.Symbol, 1);
         }
     }
     if (!touched.isEmpty())
@@ -210,7 +217,7 @@ void LxQuotaHandler::ProcAsyncCallBack(int, QString, QVariant vA, QVariant vB)
 
 void LxQuotaHandler::applyDeepDataToCachedQuote(const QString &item, const LxStockDeepData &deepData)
 {
-    QMutexLocker locker(m_pStockQuotaMutex);
+    LxBriefLocker locker(m_pStockQuotaMutex);
     const auto cached = m_mapStockQuota.find(deepData.Symbol);
     if (cached == m_mapStockQuota.end())
         return;

@@ -1,5 +1,6 @@
 #include "lxquotahandler.h"
 
+#include "lxbrieflocker_p.h"
 #include "lxlocaltime.h"
 
 namespace {
@@ -37,8 +38,9 @@ IndexQuotaData LxQuotaHandler::GetLastIndexQuotaData(const QString &symbol)
 
 StockQuotaData LxQuotaHandler::GetLastStockQuotaData(const QString &symbol)
 {
-    QMutexLocker locker(m_pStockQuotaMutex);
-    return m_mapStockQuota.value(symbol);
+    LxBriefLocker locker(m_pStockQuotaMutex);
+    const auto cached = m_mapStockQuota.constFind(symbol);
+    return cached == m_mapStockQuota.constEnd() ? StockQuotaData() : *cached;
 }
 
 StockQuotaData LxQuotaHandler::GetLastStockQuotaDataBrief(const QString &symbol)
@@ -68,7 +70,7 @@ StockQuotaData LxQuotaHandler::GetLastStockQuotaDataTotal(const QString &symbol)
 bool LxQuotaHandler::deriveSnapshot(const QString &symbol, StockQuotaData &quote)
 {
     {
-        QMutexLocker locker(m_pStockQuotaMutex);
+        LxBriefLocker locker(m_pStockQuotaMutex);
         const auto cached = m_mapStockQuota.constFind(symbol);
         if (cached == m_mapStockQuota.constEnd())
             return false;
@@ -85,13 +87,18 @@ bool LxQuotaHandler::deriveSnapshot(const QString &symbol, StockQuotaData &quote
     if (eps > SmallestEps)
         quote.PERatio = quote.LastPx / eps;
 
-    if (LxLocalTime::now() <= morningOpen)
+    double volumePerMinute = 0.0;
+    {
+        QReadLocker locker(m_pQRRLock);
+        const auto qrr = m_mapQRRData.constFind(symbol);
+        if (qrr != m_mapQRRData.constEnd())
+            volumePerMinute = qrr->last5DayVolumePerMinute;
+    }
+    // The clock is read last, and only if it matters: reading it costs more than all the rest.
+    if (!(volumePerMinute > 0.0) || LxLocalTime::now() <= morningOpen)
         return true;
     const int minutes = tradingMinutes(LxLocalTime::now());
-    QReadLocker locker(m_pQRRLock);
-    const auto qrr = m_mapQRRData.constFind(symbol);
     // In the first minute of trading the minutes are 0 and the ratio is infinite or undefined: meant.
-    if (qrr != m_mapQRRData.constEnd() && qrr->last5DayVolumePerMinute > 0.0)
-        quote.QuantityRelativeRatio = quote.TotalVolumeTrade / minutes / qrr->last5DayVolumePerMinute;
+    quote.QuantityRelativeRatio = quote.TotalVolumeTrade / minutes / volumePerMinute;
     return true;
 }

@@ -21,7 +21,8 @@ struct ReplayOptions
     QString date;       ///< replay this date only (yyyyMMdd); empty: all
     double speed = 0.0; ///< factor of real time; 0: as fast as the consumers take it
     /// Called by the replay's thread at speed 0, whenever the bus has delivered a batch of records and the next one is
-    /// ready; returns when the consumers have room for it. The bus itself knows only what it queues, not what its receivers queue.
+    /// ready; returns when the consumers have room for it. The bus itself knows only what it queues, not what its
+    /// receivers queue.
     std::function<void()> waitForConsumers;
     /// Told of each row that is skipped. Replay's thread.
     BrokenRowReport reportBrokenRow;

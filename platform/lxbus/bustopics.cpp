@@ -4,23 +4,29 @@
 
 #include <QHash>
 
+namespace {
+
+// Not local to its function: services may still publish when what is constructed on first use has been destroyed at exit.
+const QHash<QString, LxRecordKind> routedKinds {
+    { QStringLiteral("MDMARKETRECORD"), LxRecordKind::Quote },
+    { QStringLiteral("MDINDEXRECORD"), LxRecordKind::Quote },
+    { QStringLiteral("MDFUTURERECORD"), LxRecordKind::Quote },
+    { QStringLiteral("MDOPTIONRECORD"), LxRecordKind::Quote },
+    { QStringLiteral("MDTRANSACTIONRECORD"), LxRecordKind::Transaction },
+    { QStringLiteral("MDORDERRECORD"), LxRecordKind::Order },
+    { QStringLiteral("ADINDICATORSRANKINGRECORD"), LxRecordKind::Ranking },
+};
+
+} // namespace
+
 namespace LxBusTopics {
 
 const QString subscribeRequest = QStringLiteral("SubscribeRequest");
 
 int routingKind(const QString &topic)
 {
-    static const QHash<QString, LxRecordKind> kinds {
-        { QStringLiteral("MDMARKETRECORD"), LxRecordKind::Quote },
-        { QStringLiteral("MDINDEXRECORD"), LxRecordKind::Quote },
-        { QStringLiteral("MDFUTURERECORD"), LxRecordKind::Quote },
-        { QStringLiteral("MDOPTIONRECORD"), LxRecordKind::Quote },
-        { QStringLiteral("MDTRANSACTIONRECORD"), LxRecordKind::Transaction },
-        { QStringLiteral("MDORDERRECORD"), LxRecordKind::Order },
-        { QStringLiteral("ADINDICATORSRANKINGRECORD"), LxRecordKind::Ranking },
-    };
-    const auto kind = kinds.constFind(topic);
-    return kind == kinds.constEnd() ? 0 : static_cast<int>(*kind);
+    const auto kind = routedKinds.constFind(topic);
+    return kind == routedKinds.constEnd() ? 0 : static_cast<int>(*kind);
 }
 
 QVector<LxSubscription> parseSubscribeRequest(const QVariant &body, int *malformed)

@@ -2,9 +2,15 @@
 
 #include <lxutils/csvreader.h>
 
+namespace {
+
+// Lives as long as the library is loaded, and so longer than the threads that plug-ins end when they are unloaded.
+CBusinessDataBase instance;
+
+} // namespace
+
 CBusinessDataBase *CBusinessDataBase::GetInstance()
 {
-    static CBusinessDataBase instance;
     return &instance;
 }
 

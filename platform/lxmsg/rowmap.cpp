@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <vector>
 
 namespace {
@@ -27,7 +28,7 @@ Map newMap(const LxPackedRow &row)
 
 bool isText(const QVariant &value)
 {
-    return value.userType() == QMetaType::QString;
+    return value.data_ptr().type == QVariant::String;
 }
 
 // Copies the characters, into the memory of the text that `target` has.
@@ -40,8 +41,9 @@ void copyText(const QString &text, QVariant *target)
     if (!isText(*target))
         *target = QString();
     auto *own = static_cast<QString *>(target->data());
-    own->resize(text.size());
-    std::copy(text.cbegin(), text.cend(), own->begin());
+    if (own->size() != text.size())
+        own->resize(text.size());
+    std::memcpy(own->data(), text.constData(), static_cast<size_t>(text.size()) * sizeof(QChar));
 }
 
 class KeptMap
@@ -64,12 +66,10 @@ public:
         std::atomic_thread_fence(std::memory_order_acquire);
         const QVariant *value = row.values.constData();
         for (QVariant *target : m_targets) {
-            if (target) {
-                if (LxVariantCopy::isPlain(*value) && LxVariantCopy::isPlain(*target))
-                    LxVariantCopy::assignPlain(*value, target);
-                else if (!writeOther(*value, target))
-                    return false;
-            }
+            if (LxVariantCopy::arePlain(*value, *target))
+                LxVariantCopy::assignPlain(*value, target);
+            else if (!writeOther(*value, target))
+                return false;
             ++value;
         }
         return true;
@@ -85,10 +85,10 @@ private:
         for (const QString &key : keys)
             m_map.insert(key, QVariant());
         // A value stays where it is as long as the map is not shared. Of a repeated key the first position counts.
-        m_targets.assign(static_cast<size_t>(keys.size()), nullptr);
+        m_targets.assign(static_cast<size_t>(keys.size()), &m_unused);
         for (int i = keys.size() - 1; i >= 0; --i) {
             QVariant *const target = &m_map.find(keys.at(i)).value();
-            std::replace(m_targets.begin(), m_targets.end(), target, static_cast<QVariant *>(nullptr));
+            std::replace(m_targets.begin(), m_targets.end(), target, &m_unused);
             m_targets[static_cast<size_t>(i)] = target;
         }
     }
@@ -106,7 +106,8 @@ private:
 
     LxRowLayout::Pointer m_layout;
     Map m_map;
-    std::vector<QVariant *> m_targets; // by position: the value in m_map
+    std::vector<QVariant *> m_targets; // by position: the value in m_map, or m_unused
+    QVariant m_unused;                 // where the values of repeated keys go
 };
 
 struct KeptMaps

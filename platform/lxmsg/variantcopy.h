@@ -13,6 +13,12 @@ inline bool isPlain(const QVariant &value)
     return value.data_ptr().type <= QVariant::Char;
 }
 
+inline bool arePlain(const QVariant &one, const QVariant &other)
+{
+    static_assert(QVariant::Char == 7, "types up to this one have no bit above the third");
+    return (one.data_ptr().type | other.data_ptr().type) <= QVariant::Char;
+}
+
 /// Assigns one plain variant to another. Member by member, as the language would, it is several times the work.
 inline void assignPlain(const QVariant &from, QVariant *to)
 {

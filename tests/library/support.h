@@ -33,7 +33,6 @@ struct Probe : LxQuotaHandler
     using LxQuotaHandler::AssembleStockTransactionRecordData;
     using LxQuotaHandler::Init;
     using LxQuotaHandler::waitForPresenterClassInit;
-    ~Probe() override; // never defined, since there is no object of the class
 };
 
 LxQuotaHandler &handler();
