@@ -1,0 +1,99 @@
+// How long after the callback the signal comes, at a steady rate.
+
+#include "benchcase.h"
+#include "measure.h"
+#include "recordsource.h"
+
+#include <lxquotahandler.h>
+
+#include <algorithm>
+
+namespace {
+
+constexpr int RecordsPerSecond = 20000;
+constexpr int RecordsPerRound = 20000;
+constexpr int Rounds = 9;
+constexpr int Symbols = 5000;
+
+// Written by the emitter before a record goes out and by the receiving thread when it has come; one record at a time
+// is compared, in order.
+struct Stamps
+{
+    std::vector<qint64> sent = std::vector<qint64>(RecordsPerRound);
+    std::vector<qint64> received;
+
+    void take() { received.push_back(Measure::nowNs()); }
+};
+
+// Latencies of one round, in order of size. The emitter spins between records: a sleep would add its own lateness.
+std::vector<qint64> round(Stamps *stamps, QObject *receiver, const std::function<void(int)> &send)
+{
+    stamps->received.clear();
+    stamps->received.reserve(RecordsPerRound);
+    constexpr qint64 interval = 1000000000 / RecordsPerSecond;
+    const qint64 begin = Measure::nowNs();
+    for (int i = 0; i < RecordsPerRound; ++i) {
+        const qint64 due = begin + i * interval;
+        while (Measure::nowNs() < due) { }
+        stamps->sent[static_cast<size_t>(i)] = Measure::nowNs();
+        send(i);
+    }
+    Measure::runOn(receiver, [] {});
+    std::vector<qint64> latencies;
+    latencies.reserve(stamps->received.size());
+    for (size_t i = 0; i < stamps->received.size(); ++i)
+        latencies.push_back(stamps->received[i] - stamps->sent[i]);
+    std::sort(latencies.begin(), latencies.end());
+    return latencies;
+}
+
+} // namespace
+
+QVector<BenchRow> latency()
+{
+    const RecordSource source = RecordSource::stockQuotes();
+    const QVector<QVariant> records = source.spread(Symbols);
+    const QVariant type(source.topic());
+    Stamps stamps;
+
+    LxQuotaHandler &handler = LxQuotaHandler::instance();
+    QObject::connect(&handler, &LxQuotaHandler::signalStockQuotaUpdate, [&stamps] { stamps.take(); });
+    PlainThread thread;
+    BareSender sender;
+    BareReceiver receiver(&thread);
+    QObject::connect(&sender, &BareSender::record, &receiver,
+                     [&stamps](const QVariant &, const QVariant &) { stamps.take(); });
+
+    struct Quantile
+    {
+        QString name;
+        double share;
+        std::vector<double> figures;
+        std::vector<double> references;
+        std::vector<double> ratios;
+    };
+    Quantile quantiles[] { { QStringLiteral("p50"), 0.5, {}, {}, {} }, { QStringLiteral("p99"), 0.99, {}, {}, {} } };
+    for (int i = -1; i < Rounds; ++i) {
+        const auto subject = round(&stamps, &handler, [&](int number) {
+            handler.ProcQuotationMsg(QString(), type, records.at(number % Symbols));
+        });
+        const auto reference = round(&stamps, &receiver,
+                                     [&](int number) { Q_EMIT sender.record(type, records.at(number % Symbols)); });
+        if (i < 0) // warms up
+            continue;
+        for (Quantile &quantile : quantiles) {
+            quantile.figures.push_back(Measure::quantileOfSorted(subject, quantile.share));
+            quantile.references.push_back(Measure::quantileOfSorted(reference, quantile.share));
+            quantile.ratios.push_back(quantile.figures.back() / quantile.references.back());
+        }
+    }
+    QVector<BenchRow> rows;
+    for (const Quantile &quantile : quantiles) {
+        rows.append({ QStringLiteral("6 ") + quantile.name,
+                      QStringLiteral("latency at 20000/s, %1 / bare queued signal").arg(quantile.name),
+                      QStringLiteral("us"), Measure::median(quantile.figures) / 1000,
+                      Measure::median(quantile.references) / 1000, Measure::median(quantile.ratios), BenchRow::AtMost,
+                      1.2 });
+    }
+    return rows;
+}

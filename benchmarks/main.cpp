@@ -1,0 +1,116 @@
+#include "report.h"
+
+#include <QCommandLineParser>
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QLoggingCategory>
+#include <QProcess>
+#include <QRegularExpression>
+
+namespace {
+
+constexpr int CaseTimeoutMs = 180000;
+
+// The rows of one case, measured in a process of its own.
+bool runInProcess(const BenchCase &benchCase, QVector<BenchRow> *rows)
+{
+    QProcess process;
+    process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    process.start(QCoreApplication::applicationFilePath(), { QStringLiteral("--case"), benchCase.name });
+    if (!process.waitForFinished(CaseTimeoutMs) || process.exitStatus() != QProcess::NormalExit
+        || process.exitCode() != 0)
+        return false;
+    const QJsonArray measured = QJsonDocument::fromJson(process.readAllStandardOutput()).array();
+    for (const QJsonValue &row : measured)
+        rows->append(Report::fromJson(row.toObject()));
+    return !measured.isEmpty();
+}
+
+int runCase(const QString &name)
+{
+    for (const BenchCase &benchCase : benchCases()) {
+        if (benchCase.name != name)
+            continue;
+        QJsonArray rows;
+        const QVector<BenchRow> measured = benchCase.run();
+        for (const BenchRow &row : measured)
+            rows.append(Report::toJson(row));
+        QTextStream(stdout) << QString::fromUtf8(QJsonDocument(rows).toJson());
+        return 0;
+    }
+    QTextStream(stderr) << "lxbench: no case " << name << '\n';
+    return 2;
+}
+
+bool writeJson(const QString &path, const QVector<BenchRow> &rows)
+{
+    QJsonArray array;
+    for (const BenchRow &row : rows)
+        array.append(Report::toJson(row));
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly) && file.write(QJsonDocument(array).toJson()) > 0;
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    QCoreApplication application(argc, argv);
+    QLoggingCategory::setFilterRules(QStringLiteral("*.debug=false"));
+
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral("Measures the system against references in the same run."));
+    parser.addHelpOption();
+    const QCommandLineOption filter(QStringLiteral("filter"), QStringLiteral("Run the cases whose name matches."),
+                                    QStringLiteral("REGEX"));
+    const QCommandLineOption json(QStringLiteral("json"), QStringLiteral("Write the table to this file too."),
+                                  QStringLiteral("FILE"));
+    const QCommandLineOption list(QStringLiteral("list"), QStringLiteral("List the names of the cases."));
+    const QCommandLineOption single(QStringLiteral("case"),
+                                    QStringLiteral("Run one case in this process and print its rows as JSON."),
+                                    QStringLiteral("NAME"));
+    parser.addOptions({ filter, json, list, single });
+    parser.process(application);
+
+    QTextStream out(stdout);
+    if (parser.isSet(list)) {
+        for (const BenchCase &benchCase : benchCases())
+            out << benchCase.name << '\n';
+        return 0;
+    }
+    if (parser.isSet(single))
+        return runCase(parser.value(single));
+
+    const QRegularExpression wanted(parser.value(filter));
+    if (!wanted.isValid()) {
+        QTextStream(stderr) << "lxbench: " << wanted.errorString() << '\n';
+        return 2;
+    }
+    QElapsedTimer clock;
+    clock.start();
+    QVector<BenchRow> rows;
+    bool complete = true;
+    Report::printHead(out);
+    for (const BenchCase &benchCase : benchCases()) {
+        if (!wanted.match(benchCase.name).hasMatch())
+            continue;
+        QVector<BenchRow> measured;
+        if (!runInProcess(benchCase, &measured)) {
+            QTextStream(stderr) << "lxbench: case " << benchCase.name << " failed\n";
+            complete = false;
+        }
+        for (const BenchRow &row : std::as_const(measured))
+            Report::printRow(out, row);
+        rows += measured;
+    }
+    const auto met = std::count_if(rows.cbegin(), rows.cend(), [](const BenchRow &row) { return row.isMet(); });
+    out << met << " of " << rows.size() << " met, in " << clock.elapsed() / 1000 << " s\n";
+    if (parser.isSet(json) && !writeJson(parser.value(json), rows)) {
+        QTextStream(stderr) << "lxbench: cannot write " << parser.value(json) << '\n';
+        return 1;
+    }
+    return complete ? 0 : 1;
+}

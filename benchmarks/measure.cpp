@@ -1,0 +1,77 @@
+#include "measure.h"
+
+#include <QFile>
+
+#include <algorithm>
+#include <chrono>
+
+#include <unistd.h>
+
+namespace Measure {
+
+double median(std::vector<double> values)
+{
+    std::sort(values.begin(), values.end());
+    const size_t middle = values.size() / 2;
+    return values.size() % 2 ? values[middle] : (values[middle - 1] + values[middle]) / 2;
+}
+
+double quantileOfSorted(const std::vector<qint64> &sorted, double quantile)
+{
+    const auto index = static_cast<size_t>(quantile * static_cast<double>(sorted.size()));
+    return static_cast<double>(sorted[std::min(index, sorted.size() - 1)]);
+}
+
+qint64 nowNs()
+{
+    return std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::steady_clock::now().time_since_epoch())
+            .count();
+}
+
+Comparison interleave(int rounds, const std::function<double()> &subject, const std::function<double()> &reference)
+{
+    // The first round only warms up.
+    subject();
+    reference();
+    std::vector<double> figures;
+    std::vector<double> references;
+    std::vector<double> ratios;
+    for (int round = 0; round < rounds; ++round) {
+        figures.push_back(subject());
+        references.push_back(reference());
+        ratios.push_back(figures.back() / references.back());
+    }
+    return { median(figures), median(references), median(ratios) };
+}
+
+void runOn(QObject *object, const std::function<void()> &work)
+{
+    QMetaObject::invokeMethod(object, work, Qt::BlockingQueuedConnection);
+}
+
+qint64 residentBytes()
+{
+    QFile file(QStringLiteral("/proc/self/statm"));
+    if (!file.open(QIODevice::ReadOnly))
+        return 0;
+    return file.readAll().split(' ').value(1).toLongLong() * sysconf(_SC_PAGESIZE);
+}
+
+} // namespace Measure
+
+void EmitterWindow::endBatch()
+{
+    m_inBatch = 0;
+    m_room.acquire();
+    QMetaObject::invokeMethod(m_receiver, [this] { m_room.release(); }, Qt::QueuedConnection);
+    // Goes on once the batch before this one has been taken.
+    m_room.acquire();
+    m_room.release();
+}
+
+void EmitterWindow::drain()
+{
+    QSemaphore reached;
+    QMetaObject::invokeMethod(m_receiver, [&reached] { reached.release(); }, Qt::QueuedConnection);
+    reached.acquire();
+}
