@@ -1,4 +1,4 @@
-# Shared by ./run and ./test; sourced with the repository as the current folder.
+# Shared by ./run, ./test and ./bench; sourced with the repository as the current folder.
 
 # install_packages USE...: installs what packages.txt lists for these uses and the machine lacks.
 install_packages() {
