@@ -120,6 +120,16 @@ void readIndicatorAnswers(const QString &answerType, const QStringList &fields, 
                      });
 }
 
+int runIndicatorQuery(FigureQuery query, const QString &answerType,
+                      const std::function<void(const QStringList &symbols)> &ask, const QStringList &arguments)
+{
+    query.send = [&query, &answerType, &ask](const QStringList &symbols, QObject *receiver, const auto &answered) {
+        readIndicatorAnswers(answerType, query.columns, receiver, answered);
+        ask(symbols);
+    };
+    return runFigureQuery(query, arguments);
+}
+
 QStringList names(const char *text)
 {
     return QString::fromLatin1(text).split(QLatin1Char(' '));
@@ -148,35 +158,27 @@ int deepCommand(const QStringList &arguments)
 
 int priceEarningsCommand(const QStringList &arguments)
 {
-    const QStringList fields = names("Symbol MDDate tradeDay ClosePx eps ttmEps staticPE dynamicPE ttmPE");
-    FigureQuery query { "pe", "Prints the price-earnings figures of symbols.", fields, {} };
-    query.send = [&fields](const QStringList &symbols, QObject *receiver, const auto &answered) {
-        readIndicatorAnswers(QStringLiteral("MSG_QUERY_P_E_RATIO_RESPONSE"), fields, receiver, answered);
-        LxQuotaHandler::instance().queryPEData(symbols);
-    };
-    return runFigureQuery(query, arguments);
+    return runIndicatorQuery({ "pe", "Prints the price-earnings figures of symbols.",
+                               names("Symbol MDDate tradeDay ClosePx eps ttmEps staticPE dynamicPE ttmPE"), {} },
+                             QStringLiteral("MSG_QUERY_P_E_RATIO_RESPONSE"),
+                             [](const QStringList &symbols) { LxQuotaHandler::instance().queryPEData(symbols); }, arguments);
 }
 
 int volumeRatioCommand(const QStringList &arguments)
 {
-    const QStringList fields = names("Symbol MDDate last5DayVolumePerMinute");
-    FigureQuery query { "qrr", "Prints the average volume a trading minute of the last five days of symbols.", fields, {} };
-    query.send = [&fields](const QStringList &symbols, QObject *receiver, const auto &answered) {
-        readIndicatorAnswers(QStringLiteral("MSG_QUERY_QUANTITY_RELATIVE_RATIO_RESPONSE"), fields, receiver, answered);
-        LxQuotaHandler::instance().queryQRRData(symbols);
-    };
-    return runFigureQuery(query, arguments);
+    return runIndicatorQuery({ "qrr", "Prints the average volume a trading minute of the last five days of symbols.",
+                               names("Symbol MDDate last5DayVolumePerMinute"), {} },
+                             QStringLiteral("MSG_QUERY_QUANTITY_RELATIVE_RATIO_RESPONSE"),
+                             [](const QStringList &symbols) { LxQuotaHandler::instance().queryQRRData(symbols); }, arguments);
 }
 
 int risingDaysCommand(const QStringList &arguments)
 {
-    const QStringList fields = names("Symbol MDDate days");
-    FigureQuery query { "risedays", "Prints the counts of consecutive rising days of symbols.", fields, {} };
-    query.send = [&fields](const QStringList &symbols, QObject *receiver, const auto &answered) {
-        readIndicatorAnswers(QStringLiteral("MSG_QUERY_UP_N_DAY_RESPONSE"), fields, receiver, answered);
-        LxQuotaHandler::instance().queryRiseDayData(symbols);
-    };
-    return runFigureQuery(query, arguments);
+    return runIndicatorQuery({ "risedays", "Prints the counts of consecutive rising days of symbols.",
+                               names("Symbol MDDate days"), {} },
+                             QStringLiteral("MSG_QUERY_UP_N_DAY_RESPONSE"),
+                             [](const QStringList &symbols) { LxQuotaHandler::instance().queryRiseDayData(symbols); },
+                             arguments);
 }
 
 int tradingDayCommand(const QStringList &arguments)
