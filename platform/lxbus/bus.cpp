@@ -1,6 +1,8 @@
 #include "bus.h"
 
 #include "inprocbus.h"
+#include "natsbus.h"
+#include "natsurl.h"
 
 #include <lxmsg/packedbody.h>
 
@@ -30,15 +32,17 @@ bool start(const QString &url, const LxBusOptions &options, QString *error)
             *error = reason;
         return false;
     };
-    if (QUrl(url).scheme() != QLatin1String("inproc"))
+    const bool broker = LxNatsUrl::hasScheme(url);
+    if (!broker && QUrl(url).scheme() != QLatin1String("inproc"))
         return fail(QStringLiteral("no transport for the bus \"%1\"").arg(url));
     if (options.threads < 1 || options.queueLimit < 1)
         return fail(QStringLiteral("a bus needs a delivery thread and room for a message"));
     QMutexLocker locker(&busMutex);
     if (runningBus())
         return fail(QStringLiteral("a bus runs already"));
-    runningBus() = createInprocBus(options);
-    return true;
+    QString reason;
+    runningBus() = broker ? createNatsBus(url, options, &reason) : createInprocBus(options);
+    return runningBus() ? true : fail(reason);
 }
 
 std::shared_ptr<LxBusTransport> current()

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <lxbus/busconnection.h>
 #include <lxbus/busstatistics.h>
 #include <lxbus/lxbus_export.h>
 
@@ -35,6 +36,7 @@ public:
         NoService = -1, ///< nobody serves the type
         Closed = -2,    ///< the service left before it answered
         QueueFull = -4, ///< the service has stopped taking requests; -3 is what callers that have no endpoint return
+        NotSent = -5,   ///< the body cannot travel, or the broker's connection did not take it
     };
 
     virtual ~LxBusEndpoint() = default;
@@ -82,16 +84,16 @@ public:
     /// Publishes `body` on `topic`. `key` is the symbol of topics that are routed by symbol, else empty. A receiver
     /// whose queue is full holds the call up for a bounded time (LxBusOptions::publishTimeoutMs); after that its
     /// messages are dropped and counted until it has caught up. A callback of the bus is not held up when no delivery
-    /// thread would be left to make room. Returns the number of receivers.
+    /// thread would be left to make room. Returns the number of receivers in this process's sight: a broker counts as one.
     virtual int publish(const QString &topic, const QString &key, const QVariant &body) = 0;
     /// Publishes to one client only, by its address, if it has subscribed `topic`.
     virtual void publishTo(const QString &client, const QString &topic, const QVariant &body) = 0;
     /// Answers `request`, once.
     virtual void answer(const LxBusRequest &request, const QString &type, const QVariant &body) = 0;
-    /// True if publishing on `topic` (and `key`) would reach somebody.
+    /// False if publishing on `topic` (and `key`) would reach nobody. Who listens behind a broker is not known: true.
     virtual bool hasListeners(const QString &topic, const QString &key) const = 0;
-    /// Waits until everything that was published before has been taken by its receivers. False on time-out. Not to be
-    /// called from a listener.
+    /// Waits until everything that was published before has been taken by its receivers, or by the broker. False on
+    /// time-out. Not to be called from a listener.
     virtual bool flush(int timeoutMs) = 0;
 };
 
@@ -101,6 +103,12 @@ struct LxBusOptions
     int publishTimeoutMs = 10000; ///< how long a publisher waits for a full receiver
     int queueLimit = 8192;        ///< messages waiting for one receiver before its publishers are held up
     int threads = 2;              ///< delivery threads
+
+    // Of buses with a broker:
+    int pendingLimit = 65536; ///< messages waiting for one receiver before its quotes are conflated
+    bool sendAtOnce = true;   ///< each message by itself; otherwise up to a millisecond's worth together, for bulk
+    QString caFile;           ///< certificates (PEM) of who may vouch for the broker; empty: LX_BUS_CA, or the system's
+    QString credentialsFile;  ///< the client's credentials; empty: LX_BUS_CREDENTIALS, or none
 };
 
 /// A transport behind the bus: where endpoints and services meet.
@@ -113,13 +121,15 @@ public:
     virtual std::unique_ptr<LxBusEndpoint> openEndpoint(const QString &name, LxBusListener *listener) = 0;
     virtual std::unique_ptr<LxBusServicePort> openService(LxBusService *service) = 0;
     virtual const LxBusStatistics &statistics() const = 0;
+    virtual LxBusConnection &connection() = 0;
 };
 
 /// The process's bus. Any thread.
 namespace LxBus {
 
-/// Starts the bus at `url` ("inproc:"). False, with a reason in `error`, if there is no such transport or a bus runs
-/// already.
+/// Starts the bus at `url`: "inproc:" within the process, or through a broker "nats://[user[:password]@]host:port[,...]",
+/// encrypted "tls://...". False within five seconds, with a reason in `error`, if there is no such transport, the broker
+/// cannot be reached or refuses, or a bus runs already.
 LXBUS_EXPORT bool start(const QString &url, const LxBusOptions &options = {}, QString *error = nullptr);
 /// The running bus; starts "inproc:" if none runs. Endpoints and services keep it alive.
 LXBUS_EXPORT std::shared_ptr<LxBusTransport> current();

@@ -57,7 +57,13 @@ QString LxBusStatistics::text(LxBusDrop reason)
     case LxBusDrop::LateAnswer:
         return QStringLiteral("nobody waits for this answer");
     case LxBusDrop::Malformed:
-        return QStringLiteral("the message cannot be read");
+        return QStringLiteral("the message cannot be read or written");
+    case LxBusDrop::NotSent:
+        return QStringLiteral("the connection did not take it");
+    case LxBusDrop::LostOnTheWay:
+        return QStringLiteral("lost on the way");
+    case LxBusDrop::Conflated:
+        return QStringLiteral("replaced by a newer one for a slow receiver");
     }
     return QString();
 }

@@ -14,7 +14,10 @@ enum class LxBusDrop {
     QueueFull,      ///< the receiver did not take its messages in time
     ReceiverGone,   ///< the endpoint or service left with the message still queued, or before its answer came
     LateAnswer,     ///< an answer after the time-out, a second answer, or an answer to no request
-    Malformed,      ///< a message that the bus itself has to read and cannot
+    Malformed,      ///< a message that the bus itself has to read, or to write for a broker, and cannot
+    NotSent,        ///< the broker's connection did not take it
+    LostOnTheWay,   ///< records that the numbering of those around them shows to be missing
+    Conflated,      ///< a quote that was replaced by a newer one of its symbol, the receiver being slow
 };
 
 /// Counts and logs what a bus drops. Any thread.
@@ -34,9 +37,9 @@ public:
     static QString text(LxBusDrop reason);
 
 private:
-    static constexpr size_t Reasons = 5;
+    static constexpr size_t Reasons = 8;
     mutable QMutex m_mutex;
     std::array<quint64, Reasons> m_counts {};
     QHash<QString, quint64> m_countsByType;
-    std::array<quint64, Reasons> m_nextLogged { 1, 1, 1, 1, 1 };
+    std::array<quint64, Reasons> m_nextLogged { 1, 1, 1, 1, 1, 1, 1, 1 };
 };

@@ -9,6 +9,7 @@ namespace {
 
 constexpr size_t MessagesPerTurn = 512; // then the next mailbox has its turn
 constexpr size_t MessagesPerWake = 64;  // how often waiting publishers are looked after
+constexpr quint64 UnconflatedLimit = 4; // in limits: what may wait of messages that cannot replace each other
 
 // How long a thread without work looks out for more before it sleeps. Putting it to sleep and waking it for each message of
 // a fast publisher costs both of them more than the message does.
@@ -16,8 +17,9 @@ constexpr std::chrono::microseconds LookOut(5);
 
 } // namespace
 
-LxMailbox::LxMailbox(LxDeliveryPool *pool, int limit, Receiver receiver)
-    : m_pool(pool), m_limit(static_cast<quint64>(limit)), m_receiver(std::move(receiver))
+LxMailbox::LxMailbox(LxDeliveryPool *pool, int limit, Receiver receiver, SlowReport reportSlow)
+    : m_pool(pool), m_limit(static_cast<quint64>(limit)), m_receiver(std::move(receiver)),
+      m_reportSlow(std::move(reportSlow))
 {
 }
 
@@ -46,6 +48,39 @@ LxMailbox::Outcome LxMailbox::offer(LxDelivery delivery)
     if (schedule)
         m_pool->schedule(shared_from_this());
     return outcome;
+}
+
+LxMailbox::Fate LxMailbox::offerOrConflate(LxDelivery delivery, quint64 conflationKey)
+{
+    bool schedule = false;
+    bool fellBehind = false;
+    Fate fate = Fate::Queued;
+    {
+        QMutexLocker locker(&m_mutex);
+        if (m_closed)
+            return Fate::Closed;
+        if (waiting() < m_limit) {
+            schedule = queue(std::move(delivery));
+        } else {
+            fellBehind = !std::exchange(m_slow, true);
+            const auto older = conflationKey != 0 ? m_conflatable.find(conflationKey) : m_conflatable.end();
+            if (older != m_conflatable.end()) {
+                std::swap(m_incoming[older->second], delivery); // the older one is destroyed outside the lock
+                fate = Fate::Conflated;
+            } else if (conflationKey == 0 && waiting() >= m_limit * UnconflatedLimit) {
+                fate = Fate::Refused;
+            } else {
+                if (conflationKey != 0)
+                    m_conflatable.emplace(conflationKey, m_incoming.size());
+                schedule = queue(std::move(delivery));
+            }
+        }
+    }
+    if (schedule)
+        m_pool->schedule(shared_from_this());
+    if (fellBehind && m_reportSlow)
+        m_reportSlow(true);
+    return fate;
 }
 
 bool LxMailbox::post(LxDelivery delivery)
@@ -101,7 +136,12 @@ std::vector<LxDelivery> LxMailbox::close()
     left.insert(left.end(), std::make_move_iterator(next), std::make_move_iterator(m_batch.end()));
     left.insert(left.end(), std::make_move_iterator(m_incoming.begin()), std::make_move_iterator(m_incoming.end()));
     m_incoming.clear();
+    m_conflatable.clear();
     m_progress.wakeAll();
+    const bool wasSlow = std::exchange(m_slow, false);
+    locker.unlock();
+    if (wasSlow && m_reportSlow)
+        m_reportSlow(false);
     return left;
 }
 
@@ -115,6 +155,7 @@ bool LxMailbox::deliverSome()
             m_batch.clear();
             m_batchPosition = 0;
             m_batch.swap(m_incoming);
+            m_conflatable.clear();
         }
         m_deliverer = QThread::currentThreadId();
     }
@@ -129,6 +170,15 @@ bool LxMailbox::deliverSome()
             m_progress.wakeAll();
         }
     }
+
+    bool caughtUp = false;
+    {
+        QMutexLocker locker(&m_mutex);
+        caughtUp = m_slow && waiting() <= m_limit / 2;
+        m_slow = m_slow && !caughtUp;
+    }
+    if (caughtUp && m_reportSlow)
+        m_reportSlow(false);
 
     QMutexLocker locker(&m_mutex);
     m_deliverer = nullptr;

@@ -12,6 +12,7 @@
 #include <deque>
 #include <functional>
 #include <memory>
+#include <unordered_map>
 #include <vector>
 
 /// One message on its way to one receiver.
@@ -39,12 +40,25 @@ public:
         Stalled,      ///< refused: a waitForRoom() timed out and the receiver has not caught up yet
         Closed,       ///< refused
     };
+    enum class Fate {
+        Queued,
+        Conflated, ///< queued in the place of an older one
+        Refused,
+        Closed, ///< refused
+    };
+    /// Told when the receiver falls behind or has caught up. Called without a lock, on the offering or the delivering
+    /// thread.
+    using SlowReport = std::function<void(bool slow)>;
 
     /// `limit`: messages waiting at which the mailbox is full.
-    LxMailbox(LxDeliveryPool *pool, int limit, Receiver receiver);
+    LxMailbox(LxDeliveryPool *pool, int limit, Receiver receiver, SlowReport reportSlow = {});
 
     /// Queues a message, unless the receiver has stopped taking them.
     Outcome offer(LxDelivery delivery);
+    /// Queues a message for a receiver whose sender cannot be held up. In a full mailbox a message replaces the one of the
+    /// same `conflationKey` that waits since it is full; without a key (0) four times the limit may wait, then it is
+    /// refused.
+    Fate offerOrConflate(LxDelivery delivery, quint64 conflationKey);
     /// Queues a message that must not be lost while the receiver lives. False if the mailbox is closed.
     bool post(LxDelivery delivery);
     /// Waits until half of the limit is free. After a time-out the mailbox is stalled until that is so. A thread on
@@ -65,6 +79,7 @@ private:
     LxDeliveryPool *const m_pool;
     const quint64 m_limit;
     const Receiver m_receiver;
+    const SlowReport m_reportSlow;
 
     std::atomic<quint64> m_delivered { 0 }; // written by the delivering thread
     std::atomic<int> m_waiters { 0 };
@@ -76,6 +91,8 @@ private:
     std::vector<LxDelivery> m_incoming;
     bool m_scheduled = false; // in the pool's ready queue or being delivered
     bool m_stalled = false;
+    bool m_slow = false; // told to m_reportSlow
+    std::unordered_map<quint64, size_t> m_conflatable; // by key: positions in m_incoming
     Qt::HANDLE m_deliverer = nullptr;
 
     std::vector<LxDelivery> m_batch; // pool thread, while scheduled

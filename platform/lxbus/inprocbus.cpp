@@ -75,6 +75,7 @@ public:
     std::unique_ptr<LxBusEndpoint> openEndpoint(const QString &name, LxBusListener *listener) override;
     std::unique_ptr<LxBusServicePort> openService(LxBusService *service) override;
     const LxBusStatistics &statistics() const override { return m_statistics; }
+    LxBusConnection &connection() override { return m_connection; }
 
     void closeClient(const QString &address);
     void subscribe(const QString &address, const QString &topic);
@@ -109,6 +110,7 @@ private:
 
     const LxBusOptions m_options;
     LxBusStatistics m_statistics;
+    LxBusConnection m_connection;
     std::unique_ptr<LxDeliveryPool> m_pool;
 
     mutable QMutex m_routing; // guards what follows; held while posting, so that messages keep their order

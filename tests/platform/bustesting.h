@@ -24,10 +24,10 @@ constexpr int PatienceMs = 20000; // how long a test waits for what must come
 class Bus
 {
 public:
-    explicit Bus(const LxBusOptions &options = {})
+    explicit Bus(const LxBusOptions &options = {}, const QString &url = QStringLiteral("inproc:"))
     {
         QString error;
-        if (!LxBus::start(QStringLiteral("inproc:"), options, &error))
+        if (!LxBus::start(url, options, &error))
             qFatal("%s", qPrintable(error));
         m_bus = LxBus::current();
     }

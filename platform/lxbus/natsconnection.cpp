@@ -1,0 +1,316 @@
+#include "natsconnection.h"
+
+#include "natsurl.h"
+
+#include <QCoreApplication>
+#include <QDeadlineTimer>
+#include <QMutex>
+#include <QWaitCondition>
+
+#include <thread>
+#include <vector>
+
+namespace {
+
+constexpr int ConnectTimeoutMs = 1500; // of one server
+constexpr int GiveUpMs = 4500;         // of all servers, and the look-up of their names
+constexpr int ReconnectWaitMs = 200;
+constexpr int PingIntervalMs = 5000; // two without an answer, and the connection counts as lost
+constexpr int WriteDeadlineMs = 5000;
+constexpr int ClosingFlushMs = 2000;
+
+QString textOf(natsStatus status, const char *details)
+{
+    const QString text = QString::fromUtf8(natsStatus_GetText(status));
+    return details && *details ? QStringLiteral("%1: %2").arg(text, QString::fromUtf8(details)) : text;
+}
+
+QString lastErrorOf(natsConnection *connection)
+{
+    const char *details = nullptr;
+    const natsStatus status = natsConnection_GetLastError(connection, &details);
+    return status == NATS_OK ? QStringLiteral("the connection broke") : textOf(status, details);
+}
+
+using Options = std::unique_ptr<natsOptions, decltype(&natsOptions_Destroy)>;
+
+QByteArray fileOf(const QString &option, const char *environment)
+{
+    return option.isEmpty() ? qgetenv(environment) : option.toLocal8Bit();
+}
+
+} // namespace
+
+/// What the NATS library calls. Outlives the connection: it is destroyed when no call can come any more.
+class LxNatsConnection::Callbacks
+{
+public:
+    struct Handler
+    {
+        Callbacks *owner;
+        LxNatsHandler function;
+    };
+
+    static void installIn(natsOptions *options, Callbacks *callbacks)
+    {
+        natsOptions_SetDisconnectedCB(options, &disconnected, callbacks);
+        natsOptions_SetReconnectedCB(options, &reconnected, callbacks);
+        natsOptions_SetClosedCB(options, &closed, callbacks);
+        natsOptions_SetErrorHandler(options, &failed, callbacks);
+    }
+
+    void setObserver(LxNatsObserver *observer)
+    {
+        QMutexLocker locker(&m_mutex);
+        m_observer = observer;
+    }
+
+    Handler *enter(LxNatsHandler function)
+    {
+        QMutexLocker locker(&m_mutex);
+        ++m_handlers;
+        return new Handler { this, std::move(function) };
+    }
+
+    static void leave(void *closure)
+    {
+        const std::unique_ptr<Handler> handler(static_cast<Handler *>(closure));
+        QMutexLocker locker(&handler->owner->m_mutex);
+        --handler->owner->m_handlers;
+        handler->owner->m_changed.wakeAll();
+    }
+
+    static void arrived(natsConnection *, natsSubscription *, natsMsg *message, void *closure)
+    {
+        static_cast<Handler *>(closure)->function(LxNatsMessage(message));
+    }
+
+    void waitUntilNothingComes()
+    {
+        QMutexLocker locker(&m_mutex);
+        while (!m_closed || m_handlers > 0)
+            m_changed.wait(&m_mutex);
+    }
+
+private:
+    // The observer lives until the connection's last call, which is `closed`.
+    LxNatsObserver *observer()
+    {
+        QMutexLocker locker(&m_mutex);
+        return m_observer;
+    }
+
+    static void disconnected(natsConnection *connection, void *closure)
+    {
+        if (LxNatsObserver *observer = static_cast<Callbacks *>(closure)->observer())
+            observer->connectionLost(lastErrorOf(connection));
+    }
+
+    static void reconnected(natsConnection *, void *closure)
+    {
+        if (LxNatsObserver *observer = static_cast<Callbacks *>(closure)->observer())
+            observer->connectionRestored();
+    }
+
+    static void closed(natsConnection *connection, void *closure)
+    {
+        auto *self = static_cast<Callbacks *>(closure);
+        if (LxNatsObserver *observer = self->observer())
+            observer->connectionClosed(lastErrorOf(connection));
+        QMutexLocker locker(&self->m_mutex);
+        self->m_closed = true;
+        self->m_changed.wakeAll();
+    }
+
+    static void failed(natsConnection *connection, natsSubscription *subscription, natsStatus status, void *closure)
+    {
+        LxNatsObserver *const observer = static_cast<Callbacks *>(closure)->observer();
+        if (!observer)
+            return;
+        if (status == NATS_NOT_PERMITTED)
+            observer->connectionRefused(lastErrorOf(connection));
+        else if (status == NATS_SLOW_CONSUMER && subscription)
+            observer->handlerFellBehind(QString::fromUtf8(natsSubscription_GetSubject(subscription)));
+    }
+
+    QMutex m_mutex; // guards what follows
+    QWaitCondition m_changed;
+    LxNatsObserver *m_observer = nullptr;
+    bool m_closed = false;
+    int m_handlers = 0; // that NATS may still call
+};
+
+namespace {
+
+// Connecting may hang in the look-up of a name; whoever wants the connection then goes on without it.
+struct Attempt
+{
+    QMutex mutex;
+    QWaitCondition ended;
+    bool done = false;
+    bool abandoned = false;
+    natsConnection *connection = nullptr;
+    natsStatus status = NATS_TIMEOUT;
+    QString details;
+};
+
+void connect(const std::shared_ptr<Attempt> &attempt, natsOptions *options)
+{
+    natsConnection *connection = nullptr;
+    const natsStatus status = natsConnection_Connect(&connection, options);
+    const char *details = nats_GetLastError(nullptr);
+    QMutexLocker locker(&attempt->mutex);
+    attempt->status = status;
+    attempt->details = textOf(status, details);
+    attempt->connection = connection;
+    attempt->done = true;
+    attempt->ended.wakeAll();
+}
+
+natsStatus apply(const LxNatsUrl &url, const LxBusOptions &options, natsOptions *nats, QString *error)
+{
+    std::vector<const char *> servers;
+    for (const QByteArray &server : url.servers)
+        servers.push_back(server.constData());
+    const QByteArray name = QCoreApplication::applicationName().toUtf8();
+
+    natsOptions_SetServers(nats, servers.data(), static_cast<int>(servers.size()));
+    natsOptions_SetName(nats, name.constData());
+    natsOptions_SetTimeout(nats, ConnectTimeoutMs);
+    natsOptions_SetMaxReconnect(nats, -1);
+    natsOptions_SetReconnectWait(nats, ReconnectWaitMs);
+    natsOptions_SetPingInterval(nats, PingIntervalMs);
+    natsOptions_SetWriteDeadline(nats, WriteDeadlineMs);
+    natsOptions_SetSendAsap(nats, options.sendAtOnce);
+    natsOptions_UseGlobalMessageDelivery(nats, true); // one thread, so that what is read in order is handled in order
+    if (!url.user.isEmpty() && url.password.isEmpty())
+        natsOptions_SetToken(nats, url.user.constData());
+    else if (!url.user.isEmpty())
+        natsOptions_SetUserInfo(nats, url.user.constData(), url.password.constData());
+
+    natsStatus status = NATS_OK;
+    const QByteArray credentials = fileOf(options.credentialsFile, "LX_BUS_CREDENTIALS");
+    if (!credentials.isEmpty())
+        status = natsOptions_SetUserCredentialsFromFiles(nats, credentials.constData(), nullptr);
+    if (status == NATS_OK && url.encrypted) {
+        const QByteArray ca = fileOf(options.caFile, "LX_BUS_CA");
+        status = natsOptions_SetSecure(nats, true);
+        if (status == NATS_OK && !ca.isEmpty())
+            status = natsOptions_LoadCATrustedCertificates(nats, ca.constData());
+        if (status != NATS_OK)
+            *error = QStringLiteral("cannot use the certificates in \"%1\": %2")
+                             .arg(QString::fromLocal8Bit(ca), textOf(status, nats_GetLastError(nullptr)));
+    }
+    return status;
+}
+
+} // namespace
+
+std::unique_ptr<LxNatsConnection> LxNatsConnection::open(const QString &urlText, const LxBusOptions &options,
+                                                         QString *error)
+{
+    LxNatsUrl url;
+    if (!LxNatsUrl::parse(urlText, &url, error))
+        return nullptr;
+
+    natsOptions *created = nullptr;
+    if (nats_SetMessageDeliveryPoolSize(1) != NATS_OK || natsOptions_Create(&created) != NATS_OK) {
+        *error = QStringLiteral("the NATS library cannot be used");
+        return nullptr;
+    }
+    Options nats(created, &natsOptions_Destroy);
+    if (apply(url, options, nats.get(), error) != NATS_OK) {
+        if (error->isEmpty())
+            *error = QStringLiteral("cannot use the credentials: %1").arg(QString::fromUtf8(nats_GetLastError(nullptr)));
+        return nullptr;
+    }
+    auto callbacks = std::make_unique<Callbacks>();
+    Callbacks::installIn(nats.get(), callbacks.get());
+
+    const auto attempt = std::make_shared<Attempt>();
+    std::thread([attempt, nats = std::move(nats), callbacks = callbacks.get()] {
+        connect(attempt, nats.get());
+        QMutexLocker locker(&attempt->mutex);
+        if (!attempt->abandoned)
+            return;
+        const std::unique_ptr<Callbacks> abandoned(callbacks);
+        locker.unlock();
+        if (attempt->connection) {
+            natsConnection_Close(attempt->connection);
+            abandoned->waitUntilNothingComes();
+            natsConnection_Destroy(attempt->connection);
+        }
+    }).detach();
+
+    QMutexLocker locker(&attempt->mutex);
+    const QDeadlineTimer deadline(GiveUpMs);
+    while (!attempt->done && attempt->ended.wait(&attempt->mutex, deadline)) { }
+    if (!attempt->connection) {
+        const QString reason = attempt->done ? attempt->details : QStringLiteral("it does not answer in time");
+        *error = QStringLiteral("cannot connect to the broker at %1: %2").arg(url.hosts(), reason);
+        attempt->abandoned = !attempt->done;
+        if (attempt->abandoned)
+            callbacks.release(); // the thread's
+        return nullptr;
+    }
+    return std::unique_ptr<LxNatsConnection>(new LxNatsConnection(attempt->connection, std::move(callbacks)));
+}
+
+LxNatsConnection::LxNatsConnection(natsConnection *connection, std::unique_ptr<Callbacks> callbacks)
+    : m_connection(connection), m_callbacks(std::move(callbacks))
+{
+}
+
+LxNatsConnection::~LxNatsConnection()
+{
+    if (natsConnection_Status(m_connection) == NATS_CONN_STATUS_CONNECTED)
+        natsConnection_FlushTimeout(m_connection, ClosingFlushMs);
+    m_callbacks->setObserver(nullptr);
+    natsConnection_Close(m_connection);
+    m_callbacks->waitUntilNothingComes();
+    natsConnection_Destroy(m_connection);
+}
+
+void LxNatsConnection::setObserver(LxNatsObserver *observer)
+{
+    m_callbacks->setObserver(observer);
+}
+
+LxNatsSubscription LxNatsConnection::subscribe(const QByteArray &subject, const char *queueGroup, LxNatsHandler handler)
+{
+    natsSubscription *subscription = nullptr;
+    Callbacks::Handler *const entered = m_callbacks->enter(std::move(handler));
+    const natsStatus status = queueGroup
+            ? natsConnection_QueueSubscribe(&subscription, m_connection, subject.constData(), queueGroup,
+                                            &Callbacks::arrived, entered)
+            : natsConnection_Subscribe(&subscription, m_connection, subject.constData(), &Callbacks::arrived, entered);
+    if (status != NATS_OK) {
+        Callbacks::leave(entered);
+        return LxNatsSubscription();
+    }
+    natsSubscription_SetOnCompleteCB(subscription, &Callbacks::leave, entered);
+    return LxNatsSubscription(subscription);
+}
+
+bool LxNatsConnection::publish(const QByteArray &subject, const QByteArray &bytes)
+{
+    return natsConnection_Publish(m_connection, subject.constData(), bytes.constData(), bytes.size()) == NATS_OK;
+}
+
+bool LxNatsConnection::publishRequest(const QByteArray &subject, const QByteArray &reply, const QByteArray &bytes)
+{
+    return natsConnection_PublishRequest(m_connection, subject.constData(), reply.constData(), bytes.constData(),
+                                         bytes.size())
+            == NATS_OK;
+}
+
+natsStatus LxNatsConnection::request(const QByteArray &subject, const QByteArray &bytes, int timeoutMs,
+                                     std::unique_ptr<LxNatsMessage> *answer)
+{
+    natsMsg *message = nullptr;
+    const natsStatus status = natsConnection_Request(&message, m_connection, subject.constData(), bytes.constData(),
+                                                     bytes.size(), timeoutMs);
+    if (status == NATS_OK)
+        *answer = std::make_unique<LxNatsMessage>(message);
+    return status;
+}

@@ -1,0 +1,95 @@
+#include "natspublisher.h"
+
+#include "bustopics.h"
+#include "natssubjects.h"
+
+#include <chrono>
+
+namespace {
+
+quint64 microsecondsSince1970()
+{
+    using namespace std::chrono;
+    return static_cast<quint64>(duration_cast<microseconds>(system_clock::now().time_since_epoch()).count());
+}
+
+} // namespace
+
+LxNatsPublisher::LxNatsPublisher(LxNatsConnection *connection, LxBusStatistics *statistics)
+    : m_connection(connection), m_statistics(statistics), m_epoch(microsecondsSince1970())
+{
+}
+
+bool LxNatsPublisher::publish(const QString &topic, const QString &key, const QVariant &body)
+{
+    LxWireMessage message;
+    message.type = topic;
+    message.body = body;
+    QString error;
+    QMutexLocker locker(&m_mutex);
+    QByteArray subject;
+    QByteArray bytes;
+    if (LxBusTopics::routingKind(topic) == 0) {
+        subject = LxNatsSubjects::record(LxNatsSubjects::path(topic, QString()));
+        bytes = m_writer.write(message, &error);
+    } else {
+        Latest &latest = latestOf(topic, key);
+        message.epoch = m_epoch;
+        message.sequence = latest.sequence + 1;
+        bytes = m_writer.write(message, &error);
+        if (!bytes.isEmpty()) {
+            ++latest.sequence;
+            latest.bytes = bytes;
+        }
+        subject = latest.subject;
+    }
+    if (bytes.isEmpty()) {
+        locker.unlock();
+        m_statistics->drop(LxBusDrop::Malformed, topic);
+        return false;
+    }
+    if (m_connection->publish(subject, bytes))
+        return true;
+    locker.unlock();
+    m_statistics->drop(LxBusDrop::NotSent, topic);
+    return false;
+}
+
+LxNatsPublisher::Latest &LxNatsPublisher::latestOf(const QString &topic, const QString &key)
+{
+    const QPair<QString, QString> id(topic, key);
+    const auto known = m_latest.constFind(id);
+    if (known != m_latest.constEnd())
+        return **known;
+    const auto latest = std::make_shared<Latest>();
+    const QByteArray path = LxNatsSubjects::path(topic, key);
+    latest->subject = LxNatsSubjects::record(path);
+    latest->recap = m_connection->subscribe(LxNatsSubjects::recap(path), LxNatsSubjects::publishersGroup,
+                                            [this, asked = latest.get()](const LxNatsMessage &request) {
+                                                if (request.reply())
+                                                    answerRecap(*asked, request.reply());
+                                            });
+    // Texts may be literals in the memory of a library that is unloaded before the bus ends.
+    m_latest.insert({ QString(topic.constData(), topic.size()), QString(key.constData(), key.size()) }, latest);
+    return *latest;
+}
+
+void LxNatsPublisher::answerRecap(const Latest &latest, const char *reply)
+{
+    QByteArray bytes;
+    {
+        QMutexLocker locker(&m_mutex);
+        bytes = latest.bytes;
+    }
+    if (!bytes.isEmpty() && !m_connection->publish(reply, bytes))
+        m_statistics->drop(LxBusDrop::NotSent, QStringLiteral("recap"));
+}
+
+void LxNatsPublisher::publishLatestAgain()
+{
+    QMutexLocker locker(&m_mutex);
+    for (const std::shared_ptr<Latest> &latest : std::as_const(m_latest)) {
+        if (!latest->bytes.isEmpty() && !m_connection->publish(latest->subject, latest->bytes))
+            m_statistics->drop(LxBusDrop::NotSent, QStringLiteral("recap"));
+    }
+}

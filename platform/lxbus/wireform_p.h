@@ -1,0 +1,119 @@
+#pragma once
+
+#include <QString>
+#include <QtGlobal>
+
+#include <algorithm>
+#include <vector>
+
+/// The bytes that messages are made of (docs/wire.md): CBOR (RFC 8949) with typed arrays (RFC 8746).
+namespace LxWireForm {
+
+constexpr quint64 Version = 1;
+constexpr quint64 MessageItems = 6; // version, type, client, epoch, sequence, body
+
+// Major types, where the first byte of an item has them.
+enum Major : quint8 {
+    Unsigned = 0x00,
+    Negative = 0x20,
+    Bytes = 0x40,
+    Text = 0x60,
+    Array = 0x80,
+    Map = 0xa0,
+    Tag = 0xc0,
+    Simple = 0xe0,
+};
+
+// What follows the first byte of an item: up to 23 it is the number itself.
+enum Additional : quint8 {
+    LargestInPlace = 23,
+    OneByte = 24,
+    TwoBytes = 25,
+    FourBytes = 26,
+    EightBytes = 27,
+};
+
+constexpr quint8 False = Simple | 20;
+constexpr quint8 True = Simple | 21;
+constexpr quint8 Null = Simple | 22;      // a null text
+constexpr quint8 Undefined = Simple | 23; // an invalid variant
+constexpr quint8 Double = Simple | EightBytes;
+
+constexpr quint64 EmbeddedTag = 24;  // bytes that are CBOR: a key block
+constexpr quint64 TextsTag = 41;     // an array of values of one type: a QStringList
+constexpr quint64 Utf16Tag = 69;     // typed array, uint16 little-endian: a text with lone surrogates
+constexpr quint64 IntsTag = 78;      // typed array, sint32 little-endian
+constexpr quint64 LongLongsTag = 79; // typed array, sint64 little-endian
+constexpr quint64 DoublesTag = 86;   // typed array, float64 little-endian
+
+// Registered nowhere: own ones, out of the range that is free to take.
+constexpr quint64 PackedBodyTag = 0x4c585042;
+constexpr quint64 NullTag = 0x4c584e55; // of a variant that has a type and a value but counts as null
+
+/// True of a text that UTF-8 cannot hold.
+inline bool hasLoneSurrogate(const QString &text)
+{
+    for (int i = 0; i < text.size(); ++i) {
+        if (!text.at(i).isSurrogate())
+            continue;
+        if (!text.at(i).isHighSurrogate() || i + 1 == text.size() || !text.at(i + 1).isLowSurrogate())
+            return true;
+        ++i;
+    }
+    return false;
+}
+
+/// The entries used last, a bounded number of them.
+template<typename Entry>
+class Kept
+{
+public:
+    explicit Kept(size_t most) : m_most(most) { m_places.reserve(most); }
+
+    /// The entry for which `isIt` is true, or null. Valid until the next keep().
+    template<typename Predicate>
+    const Entry *find(Predicate isIt)
+    {
+        if (m_last < m_places.size() && isIt(m_places[m_last].entry))
+            return &use(m_last);
+        for (size_t i = 0; i < m_places.size(); ++i) {
+            if (isIt(m_places[i].entry))
+                return &use(i);
+        }
+        return nullptr;
+    }
+
+    void keep(Entry entry)
+    {
+        if (m_places.size() < m_most) {
+            m_places.push_back({ std::move(entry), 0 });
+            use(m_places.size() - 1);
+            return;
+        }
+        const auto oldest = std::min_element(m_places.begin(), m_places.end(),
+                                             [](const Place &a, const Place &b) { return a.used < b.used; });
+        oldest->entry = std::move(entry);
+        use(static_cast<size_t>(oldest - m_places.begin()));
+    }
+
+private:
+    struct Place
+    {
+        Entry entry;
+        quint64 used; // when, by m_now
+    };
+
+    const Entry &use(size_t index)
+    {
+        m_last = index;
+        m_places[index].used = ++m_now;
+        return m_places[index].entry;
+    }
+
+    const size_t m_most;
+    std::vector<Place> m_places;
+    size_t m_last = 0;
+    quint64 m_now = 0;
+};
+
+} // namespace LxWireForm
