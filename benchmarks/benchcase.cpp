@@ -18,6 +18,9 @@ const QVector<BenchCase> &benchCases()
         { QStringLiteral("fan-out"), &fanOut },
         { QStringLiteral("whole-days"), &wholeDays },
         { QStringLiteral("answers"), &answers },
+        { QStringLiteral("nats-road"), &natsRoad },
+        { QStringLiteral("nats-latency"), &natsLatency },
+        { QStringLiteral("nats-requests"), &natsRequests },
     };
     return cases;
 }

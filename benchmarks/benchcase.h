@@ -47,3 +47,6 @@ QVector<BenchRow> memoryOfTheBacklog();
 QVector<BenchRow> fanOut();
 QVector<BenchRow> wholeDays();
 QVector<BenchRow> answers();
+QVector<BenchRow> natsRoad();
+QVector<BenchRow> natsLatency();
+QVector<BenchRow> natsRequests();

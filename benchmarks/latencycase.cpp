@@ -64,36 +64,15 @@ QVector<BenchRow> latency()
     QObject::connect(&sender, &BareSender::record, &receiver,
                      [&stamps](const QVariant &, const QVariant &) { stamps.take(); });
 
-    struct Quantile
-    {
-        QString name;
-        double share;
-        std::vector<double> figures;
-        std::vector<double> references;
-        std::vector<double> ratios;
-    };
-    Quantile quantiles[] { { QStringLiteral("p50"), 0.5, {}, {}, {} }, { QStringLiteral("p99"), 0.99, {}, {}, {} } };
+    Measure::Percentiles percentiles;
     for (int i = -1; i < Rounds; ++i) {
         const auto subject = round(&stamps, &handler, [&](int number) {
             handler.ProcQuotationMsg(QString(), type, records.at(number % Symbols));
         });
         const auto reference = round(&stamps, &receiver,
                                      [&](int number) { Q_EMIT sender.record(type, records.at(number % Symbols)); });
-        if (i < 0) // warms up
-            continue;
-        for (Quantile &quantile : quantiles) {
-            quantile.figures.push_back(Measure::quantileOfSorted(subject, quantile.share));
-            quantile.references.push_back(Measure::quantileOfSorted(reference, quantile.share));
-            quantile.ratios.push_back(quantile.figures.back() / quantile.references.back());
-        }
+        if (i >= 0) // the first one warms up
+            percentiles.add(subject, reference);
     }
-    QVector<BenchRow> rows;
-    for (const Quantile &quantile : quantiles) {
-        rows.append({ QStringLiteral("6 ") + quantile.name,
-                      QStringLiteral("latency at 20000/s, %1 / bare queued signal").arg(quantile.name),
-                      QStringLiteral("us"), Measure::median(quantile.figures) / 1000,
-                      Measure::median(quantile.references) / 1000, Measure::median(quantile.ratios), BenchRow::AtMost,
-                      1.2 });
-    }
-    return rows;
+    return percentiles.rows(QStringLiteral("6"), QStringLiteral("latency at 20000/s, %1 / bare queued signal"), 1.2);
 }

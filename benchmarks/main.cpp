@@ -1,3 +1,4 @@
+#include "natspeer.h"
 #include "report.h"
 
 #include <QCommandLineParser>
@@ -72,7 +73,10 @@ int main(int argc, char *argv[])
     const QCommandLineOption single(QStringLiteral("case"),
                                     QStringLiteral("Run one case in this process and print its rows as JSON."),
                                     QStringLiteral("NAME"));
-    parser.addOptions({ filter, json, list, single });
+    const QCommandLineOption peer(QStringLiteral("peer"), QStringLiteral("Be the other end of a case over NATS."),
+                                  QStringLiteral("ROLE"));
+    const QCommandLineOption bus(QStringLiteral("bus"), QStringLiteral("The peer's broker."), QStringLiteral("URL"));
+    parser.addOptions({ filter, json, list, single, peer, bus });
     parser.process(application);
 
     QTextStream out(stdout);
@@ -81,6 +85,8 @@ int main(int argc, char *argv[])
             out << benchCase.name << '\n';
         return 0;
     }
+    if (parser.isSet(peer))
+        return NatsBench::runPeer(parser.value(peer), parser.value(bus));
     if (parser.isSet(single))
         return runCase(parser.value(single));
 

@@ -7,6 +7,17 @@
 
 #include <unistd.h>
 
+namespace {
+
+// The value that a share `quantile` of `sorted` does not exceed.
+double quantileOfSorted(const std::vector<qint64> &sorted, double quantile)
+{
+    const auto index = static_cast<size_t>(quantile * static_cast<double>(sorted.size()));
+    return static_cast<double>(sorted[std::min(index, sorted.size() - 1)]);
+}
+
+} // namespace
+
 namespace Measure {
 
 double median(std::vector<double> values)
@@ -14,12 +25,6 @@ double median(std::vector<double> values)
     std::sort(values.begin(), values.end());
     const size_t middle = values.size() / 2;
     return values.size() % 2 ? values[middle] : (values[middle - 1] + values[middle]) / 2;
-}
-
-double quantileOfSorted(const std::vector<qint64> &sorted, double quantile)
-{
-    const auto index = static_cast<size_t>(quantile * static_cast<double>(sorted.size()));
-    return static_cast<double>(sorted[std::min(index, sorted.size() - 1)]);
 }
 
 qint64 nowNs()
@@ -42,6 +47,26 @@ Comparison interleave(int rounds, const std::function<double()> &subject, const 
         ratios.push_back(figures.back() / references.back());
     }
     return { median(figures), median(references), median(ratios) };
+}
+
+void Percentiles::add(const std::vector<qint64> &subject, const std::vector<qint64> &reference)
+{
+    for (Quantile &quantile : m_quantiles) {
+        quantile.figures.push_back(quantileOfSorted(subject, quantile.share));
+        quantile.references.push_back(quantileOfSorted(reference, quantile.share));
+        quantile.ratios.push_back(quantile.figures.back() / quantile.references.back());
+    }
+}
+
+QVector<BenchRow> Percentiles::rows(const QString &number, const QString &name, double target) const
+{
+    QVector<BenchRow> rows;
+    for (const Quantile &quantile : m_quantiles) {
+        rows.append({ number + QLatin1Char(' ') + quantile.name, name.arg(quantile.name), QStringLiteral("us"),
+                      median(quantile.figures) / 1000, median(quantile.references) / 1000, median(quantile.ratios),
+                      BenchRow::AtMost, target });
+    }
+    return rows;
 }
 
 void runOn(QObject *object, const std::function<void()> &work)

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "benchcase.h"
+
 #include <QObject>
 #include <QSemaphore>
 #include <QThread>
@@ -13,8 +15,6 @@
 namespace Measure {
 
 double median(std::vector<double> values);
-/// The value that a share `quantile` of `sorted` does not exceed.
-double quantileOfSorted(const std::vector<qint64> &sorted, double quantile);
 
 /// Nanoseconds of a clock that never goes back.
 qint64 nowNs();
@@ -27,6 +27,28 @@ struct Comparison
     double ratio = 0; ///< the median of the rounds' ratios
 };
 Comparison interleave(int rounds, const std::function<double()> &subject, const std::function<double()> &reference);
+
+/// Latencies of a subject and its reference, round by round.
+class Percentiles
+{
+public:
+    /// One round: nanoseconds, in order of size.
+    void add(const std::vector<qint64> &subject, const std::vector<qint64> &reference);
+    /// A row for the median and one for the 99th percentile, in microseconds. "%1" in `name` stands for which it is.
+    QVector<BenchRow> rows(const QString &number, const QString &name, double target) const;
+
+private:
+    struct Quantile
+    {
+        QString name;
+        double share;
+        std::vector<double> figures;
+        std::vector<double> references;
+        std::vector<double> ratios;
+    };
+
+    Quantile m_quantiles[2] { { QStringLiteral("p50"), 0.5, {}, {}, {} }, { QStringLiteral("p99"), 0.99, {}, {}, {} } };
+};
 
 /// Runs `work` on the thread of `object` and waits for it.
 void runOn(QObject *object, const std::function<void()> &work);

@@ -1,0 +1,264 @@
+// The bus through a broker: from one process's publish to another's signal, beside the bare C client moving the same bytes.
+
+#include "benchcase.h"
+#include "measure.h"
+#include "natspeer.h"
+#include "recordsource.h"
+
+#include <lxbus/bus.h>
+#include <lxquotahandler.h>
+#include <natsbroker.h>
+
+#include <nats/nats.h>
+
+#include <QCoreApplication>
+#include <QProcess>
+#include <QSemaphore>
+
+#include <algorithm>
+#include <cstring>
+
+using NatsBench::Symbols;
+
+namespace {
+
+constexpr int Rounds = 5;
+constexpr int RecordsPerRound = 40000; // fewer than a receiver may have waiting
+constexpr int PacedPerRound = 20000;
+constexpr int RequestsPerRound = 5000;
+constexpr int PatienceMs = 60000;
+
+void check(natsStatus status)
+{
+    if (status != NATS_OK)
+        qFatal("NATS: %s", natsStatus_GetText(status));
+}
+
+class Peer
+{
+public:
+    Peer(const QString &role, const QString &url)
+    {
+        m_process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        m_process.start(QCoreApplication::applicationFilePath(), { QStringLiteral("--peer"), role, QStringLiteral("--bus"), url });
+        order("publish", 0); // answered once it is on the bus
+    }
+    ~Peer()
+    {
+        m_process.closeWriteChannel();
+        m_process.waitForFinished(PatienceMs);
+    }
+
+    void begin(const char *what, int count)
+    {
+        m_process.write(QByteArray(what) + ' ' + QByteArray::number(count) + '\n');
+        m_process.waitForBytesWritten(PatienceMs);
+    }
+    // When each record was handed over.
+    std::vector<qint64> sent(int count)
+    {
+        QByteArray bytes;
+        const int size = count * static_cast<int>(sizeof(qint64));
+        while (bytes.size() < size && m_process.waitForReadyRead(PatienceMs))
+            bytes += m_process.readAllStandardOutput();
+        if (bytes.size() != size)
+            qFatal("the peer does not answer");
+        std::vector<qint64> times(static_cast<size_t>(count));
+        std::memcpy(times.data(), bytes.constData(), static_cast<size_t>(size));
+        return times;
+    }
+
+private:
+    void order(const char *what, int count)
+    {
+        begin(what, count);
+        sent(count);
+    }
+
+    QProcess m_process;
+};
+
+// Counts and stamps what arrives, on whichever one thread it arrives.
+class Arrivals
+{
+public:
+    void expect(int count)
+    {
+        m_times.clear();
+        m_times.reserve(static_cast<size_t>(count));
+        m_expected = count;
+    }
+    void take()
+    {
+        m_times.push_back(Measure::nowNs());
+        if (static_cast<int>(m_times.size()) == m_expected)
+            m_complete.release();
+    }
+    const std::vector<qint64> &wait()
+    {
+        if (!m_complete.tryAcquire(1, PatienceMs))
+            qFatal("records are missing: %zu of %d", m_times.size(), m_expected);
+        return m_times;
+    }
+
+private:
+    std::vector<qint64> m_times;
+    int m_expected = 0;
+    QSemaphore m_complete;
+};
+
+// The library on a bus through the broker.
+class LibraryEnd
+{
+public:
+    explicit LibraryEnd(const QString &url)
+    {
+        QString error;
+        if (!LxBus::start(url, {}, &error))
+            qFatal("%s", qUtf8Printable(error));
+        QStringList symbols;
+        for (int i = 0; i < Symbols; ++i)
+            symbols.append(RecordSource::symbol(i));
+        LxQuotaHandler &handler = LxQuotaHandler::instance();
+        handler.SubscribeQuote(symbols, true);
+        QObject::connect(&handler, &LxQuotaHandler::signalStockQuotaUpdate, [this] { arrivals.take(); });
+    }
+
+    Arrivals arrivals;
+};
+
+// The C client alone.
+class BareEnd
+{
+public:
+    explicit BareEnd(const QString &url)
+    {
+        check(natsConnection_ConnectTo(&connection, url.toUtf8().constData()));
+        const auto take = [](natsConnection *, natsSubscription *, natsMsg *message, void *closure) {
+            static_cast<BareEnd *>(closure)->arrivals.take();
+            natsMsg_Destroy(message);
+        };
+        check(natsConnection_Subscribe(&m_subscription, connection, (QByteArray(NatsBench::barePrefix) + '>').constData(), take, this));
+        check(natsSubscription_SetPendingLimits(m_subscription, -1, -1));
+        check(natsConnection_Flush(connection));
+    }
+    ~BareEnd()
+    {
+        natsSubscription_Destroy(m_subscription);
+        natsConnection_Destroy(connection);
+    }
+
+    Arrivals arrivals;
+    natsConnection *connection = nullptr;
+
+private:
+    natsSubscription *m_subscription = nullptr;
+};
+
+QString startBroker(NatsBroker *broker)
+{
+    if (!broker->start())
+        qFatal("%s", broker->log().constData());
+    return broker->url();
+}
+
+double rate(Peer *peer, Arrivals *arrivals)
+{
+    arrivals->expect(RecordsPerRound);
+    peer->begin("publish", RecordsPerRound);
+    const qint64 last = arrivals->wait().back();
+    const qint64 first = peer->sent(RecordsPerRound).front();
+    return 1e9 * RecordsPerRound / static_cast<double>(last - first);
+}
+
+std::vector<qint64> latencies(Peer *peer, Arrivals *arrivals)
+{
+    arrivals->expect(PacedPerRound);
+    peer->begin("pace", PacedPerRound);
+    std::vector<qint64> times = arrivals->wait();
+    const std::vector<qint64> sent = peer->sent(PacedPerRound);
+    std::transform(times.begin(), times.end(), sent.begin(), times.begin(), std::minus<>());
+    std::sort(times.begin(), times.end());
+    return times;
+}
+
+class Ear final : public LxBusListener
+{
+    void published(const QString &, const QString &, const QVariant &) override { }
+    void answered(int, const QString &, const QString &, const QVariant &) override { }
+};
+
+} // namespace
+
+QVector<BenchRow> natsRoad()
+{
+    NatsBroker broker;
+    const QString url = startBroker(&broker);
+    LibraryEnd library(url);
+    BareEnd bare(url);
+    Peer busPeer(QStringLiteral("bus"), url);
+    Peer barePeer(QStringLiteral("bare"), url);
+    const Measure::Comparison result = Measure::interleave(
+        Rounds, [&] { return rate(&busPeer, &library.arrivals); }, [&] { return rate(&barePeer, &bare.arrivals); });
+    return { { QStringLiteral("16"), QStringLiteral("over NATS, publish to signal / bare C client"),
+               QStringLiteral("records/s"), result.figure, result.reference, result.ratio, BenchRow::AtLeast, 0.5 } };
+}
+
+QVector<BenchRow> natsLatency()
+{
+    NatsBroker broker;
+    const QString url = startBroker(&broker);
+    LibraryEnd library(url);
+    BareEnd bare(url);
+    Peer busPeer(QStringLiteral("bus-atonce"), url);
+    Peer barePeer(QStringLiteral("bare-atonce"), url);
+    Measure::Percentiles percentiles;
+    for (int i = -1; i < Rounds; ++i) {
+        const auto subject = latencies(&busPeer, &library.arrivals);
+        const auto reference = latencies(&barePeer, &bare.arrivals);
+        if (i >= 0) // the first one warms up
+            percentiles.add(subject, reference);
+    }
+    return percentiles.rows(QStringLiteral("17"), QStringLiteral("latency over NATS at 20000/s, %1 / bare C client"), 1.5);
+}
+
+QVector<BenchRow> natsRequests()
+{
+    NatsBroker broker;
+    const QString url = startBroker(&broker);
+    QString error;
+    if (!LxBus::start(url, {}, &error))
+        qFatal("%s", qUtf8Printable(error));
+    Ear ear;
+    const auto endpoint = LxBus::current()->openEndpoint(QStringLiteral("bench"), &ear);
+    BareEnd bare(url);
+    Peer busPeer(QStringLiteral("bus-atonce"), url);
+    Peer barePeer(QStringLiteral("bare-atonce"), url);
+    const QVariant body = RecordSource::stockQuotes().record(0, RecordSource::symbol(0));
+    const QByteArray bytes = NatsBench::wireRecords().front();
+    const auto perSecond = [](const std::function<void()> &request) {
+        const qint64 begin = Measure::nowNs();
+        for (int i = 0; i < RequestsPerRound; ++i)
+            request();
+        return 1e9 * RequestsPerRound / static_cast<double>(Measure::nowNs() - begin);
+    };
+    const Measure::Comparison result = Measure::interleave(
+        Rounds,
+        [&] {
+            return perSecond([&] {
+                QVariant answer;
+                if (endpoint->requestSync(NatsBench::requestType, body, &answer) != LxBusEndpoint::Ok)
+                    qFatal("a request was not answered");
+            });
+        },
+        [&] {
+            return perSecond([&] {
+                natsMsg *answer = nullptr;
+                check(natsConnection_Request(&answer, bare.connection, NatsBench::bareRequest, bytes.constData(), bytes.size(),
+                                             PatienceMs));
+                natsMsg_Destroy(answer);
+            });
+        });
+    return { { QStringLiteral("18"), QStringLiteral("synchronous requests over NATS / bare C client"),
+               QStringLiteral("requests/s"), result.figure, result.reference, result.ratio, BenchRow::AtLeast, 0.5 } };
+}

@@ -1,0 +1,135 @@
+#include "natspeer.h"
+
+#include "measure.h"
+#include "recordsource.h"
+
+#include <lxbus/bus.h>
+#include <lxbus/wireformat.h>
+
+#include <nats/nats.h>
+
+#include <QTextStream>
+
+#include <cstdio>
+#include <functional>
+
+namespace NatsBench {
+
+namespace {
+
+void check(natsStatus status)
+{
+    if (status != NATS_OK)
+        qFatal("NATS: %s", natsStatus_GetText(status));
+}
+
+void answerOrders(const std::function<void(int)> &publish, const std::function<void()> &flush)
+{
+    constexpr qint64 Interval = 1000000000 / RecordsPerSecond;
+    char order[16];
+    int count = 0;
+    while (std::scanf("%15s %d", order, &count) == 2) {
+        const bool paced = QByteArray(order) == "pace";
+        std::vector<qint64> sent(static_cast<size_t>(count));
+        const qint64 begin = Measure::nowNs();
+        for (int i = 0; i < count; ++i) {
+            if (paced) {
+                while (Measure::nowNs() < begin + i * Interval) { }
+            }
+            sent[static_cast<size_t>(i)] = Measure::nowNs();
+            publish(i % Symbols);
+        }
+        flush();
+        std::fwrite(sent.data(), sizeof(qint64), sent.size(), stdout);
+        std::fflush(stdout);
+    }
+}
+
+class Echo final : public LxBusService
+{
+public:
+    Echo() : m_port(LxBus::current()->openService(this)) { }
+
+    QStringList requestTypes() const override { return { requestType }; }
+    void handle(const LxBusRequest &request) override { m_port->answer(request, request.type, request.body); }
+    LxBusServicePort *port() const { return m_port.get(); }
+
+private:
+    const std::unique_ptr<LxBusServicePort> m_port;
+};
+
+int runBusPeer(const QString &url, bool sendAtOnce)
+{
+    constexpr int FlushTimeoutMs = 30000;
+    LxBusOptions options;
+    options.sendAtOnce = sendAtOnce;
+    QString error;
+    if (!LxBus::start(url, options, &error))
+        qFatal("%s", qUtf8Printable(error));
+    Echo echo;
+    const RecordSource source = RecordSource::stockQuotes();
+    const QVector<QVariant> records = source.spread(Symbols);
+    answerOrders(
+        [&](int number) { echo.port()->publish(source.topic(), RecordSource::symbol(number), records.at(number)); },
+        [&] { echo.port()->flush(FlushTimeoutMs); });
+    return 0;
+}
+
+int runBarePeer(const QString &url, bool sendAtOnce)
+{
+    natsOptions *options = nullptr;
+    natsConnection *connection = nullptr;
+    natsSubscription *responder = nullptr;
+    check(natsOptions_Create(&options));
+    check(natsOptions_SetURL(options, url.toUtf8().constData()));
+    check(natsOptions_SetSendAsap(options, sendAtOnce));
+    check(natsConnection_Connect(&connection, options));
+    const auto answer = [](natsConnection *nats, natsSubscription *, natsMsg *message, void *) {
+        natsConnection_Publish(nats, natsMsg_GetReply(message), natsMsg_GetData(message), natsMsg_GetDataLength(message));
+        natsMsg_Destroy(message);
+    };
+    check(natsConnection_Subscribe(&responder, connection, bareRequest, answer, nullptr));
+    const std::vector<QByteArray> records = wireRecords();
+    std::vector<QByteArray> subjects;
+    for (int i = 0; i < Symbols; ++i)
+        subjects.push_back(barePrefix + RecordSource::symbol(i).toUtf8());
+    answerOrders(
+        [&](int number) {
+            const QByteArray &bytes = records[static_cast<size_t>(number)];
+            check(natsConnection_Publish(connection, subjects[static_cast<size_t>(number)].constData(), bytes.constData(),
+                                         bytes.size()));
+        },
+        [&] { check(natsConnection_Flush(connection)); });
+    natsSubscription_Destroy(responder);
+    natsConnection_Destroy(connection);
+    natsOptions_Destroy(options);
+    return 0;
+}
+
+} // namespace
+
+std::vector<QByteArray> wireRecords()
+{
+    const RecordSource source = RecordSource::stockQuotes();
+    LxWireWriter writer;
+    std::vector<QByteArray> records;
+    LxWireMessage message;
+    message.type = source.topic();
+    message.epoch = 1700000000000000; // as many digits as a real one
+    for (int i = 0; i < Symbols; ++i) {
+        message.sequence = static_cast<quint64>(i);
+        message.body = source.record(i, RecordSource::symbol(i));
+        QString error;
+        records.push_back(writer.write(message, &error));
+    }
+    return records;
+}
+
+int runPeer(const QString &role, const QString &url)
+{
+    const QStringList parts = role.split(QLatin1Char('-'));
+    const bool sendAtOnce = parts.value(1) == QLatin1String("atonce");
+    return parts.first() == QLatin1String("bus") ? runBusPeer(url, sendAtOnce) : runBarePeer(url, sendAtOnce);
+}
+
+} // namespace NatsBench
