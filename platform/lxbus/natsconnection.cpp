@@ -5,6 +5,7 @@
 #include <QCoreApplication>
 #include <QDeadlineTimer>
 #include <QMutex>
+#include <QRegularExpression>
 #include <QWaitCondition>
 
 #include <thread>
@@ -19,10 +20,13 @@ constexpr int PingIntervalMs = 5000; // two without an answer, and the connectio
 constexpr int WriteDeadlineMs = 5000;
 constexpr int ClosingFlushMs = 2000;
 
+// The NATS library's words, without the place in its source.
 QString textOf(natsStatus status, const char *details)
 {
+    const QRegularExpression place(QStringLiteral("\\([^()]*\\.c:\\d+\\): "));
     const QString text = QString::fromUtf8(natsStatus_GetText(status));
-    return details && *details ? QStringLiteral("%1: %2").arg(text, QString::fromUtf8(details)) : text;
+    const QString more = details ? QString::fromUtf8(details).remove(place) : QString();
+    return more.isEmpty() || more == text ? text : QStringLiteral("%1: %2").arg(text, more);
 }
 
 QString lastErrorOf(natsConnection *connection)
@@ -167,7 +171,7 @@ void connect(const std::shared_ptr<Attempt> &attempt, natsOptions *options)
     attempt->ended.wakeAll();
 }
 
-natsStatus apply(const LxNatsUrl &url, const LxBusOptions &options, natsOptions *nats, QString *error)
+bool apply(const LxNatsUrl &url, const LxBusOptions &options, natsOptions *nats, QString *error)
 {
     std::vector<const char *> servers;
     for (const QByteArray &server : url.servers)
@@ -192,16 +196,21 @@ natsStatus apply(const LxNatsUrl &url, const LxBusOptions &options, natsOptions 
     const QByteArray credentials = fileOf(options.credentialsFile, "LX_BUS_CREDENTIALS");
     if (!credentials.isEmpty())
         status = natsOptions_SetUserCredentialsFromFiles(nats, credentials.constData(), nullptr);
-    if (status == NATS_OK && url.encrypted) {
-        const QByteArray ca = fileOf(options.caFile, "LX_BUS_CA");
-        status = natsOptions_SetSecure(nats, true);
-        if (status == NATS_OK && !ca.isEmpty())
-            status = natsOptions_LoadCATrustedCertificates(nats, ca.constData());
-        if (status != NATS_OK)
-            *error = QStringLiteral("cannot use the certificates in \"%1\": %2")
-                             .arg(QString::fromLocal8Bit(ca), textOf(status, nats_GetLastError(nullptr)));
+    if (status != NATS_OK) {
+        *error = QStringLiteral("cannot use the credentials in \"%1\": %2")
+                         .arg(QString::fromLocal8Bit(credentials), textOf(status, nats_GetLastError(nullptr)));
+        return false;
     }
-    return status;
+    // A broker may want encryption whatever the URL says.
+    const QByteArray ca = fileOf(options.caFile, "LX_BUS_CA");
+    if (!ca.isEmpty())
+        status = natsOptions_LoadCATrustedCertificates(nats, ca.constData());
+    if (status == NATS_OK && url.encrypted)
+        status = natsOptions_SetSecure(nats, true);
+    if (status != NATS_OK)
+        *error = QStringLiteral("cannot use the certificates in \"%1\": %2")
+                         .arg(QString::fromLocal8Bit(ca), textOf(status, nats_GetLastError(nullptr)));
+    return status == NATS_OK;
 }
 
 } // namespace
@@ -219,11 +228,8 @@ std::unique_ptr<LxNatsConnection> LxNatsConnection::open(const QString &urlText,
         return nullptr;
     }
     Options nats(created, &natsOptions_Destroy);
-    if (apply(url, options, nats.get(), error) != NATS_OK) {
-        if (error->isEmpty())
-            *error = QStringLiteral("cannot use the credentials: %1").arg(QString::fromUtf8(nats_GetLastError(nullptr)));
+    if (!apply(url, options, nats.get(), error))
         return nullptr;
-    }
     auto callbacks = std::make_unique<Callbacks>();
     Callbacks::installIn(nats.get(), callbacks.get());
 
