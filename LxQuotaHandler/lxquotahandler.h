@@ -213,8 +213,8 @@ private:
     void processPE(const QVariant &data);
     void processQRR(const QVariant &data);
     void processRiseDays(const QVariant &data);
-    void processPeriod1D(const QList<QVariantMap> &bars);
-    void processPeriod1M(const QList<QVariantMap> &bars);
+    void processPeriod1D(const QList<QVariantMap> &rows);
+    void processPeriod1M(const QList<QVariantMap> &rows);
 
     void sendSubscribeRequest(const QStringList &symbols, int recordKind, bool subscribe);
     void sendDailyKLineRequest(const QString &symbol, const QDate &from, const QDate &to);

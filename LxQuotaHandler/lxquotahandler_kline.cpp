@@ -1,5 +1,6 @@
 #include "lxquotahandler.h"
 
+#include "lxbardate.h"
 #include "lxlog_p.h"
 #include "lxquotahandlerobject.h"
 
@@ -10,7 +11,6 @@
 namespace {
 
 const QString requestTimeFormat = QStringLiteral("yyyyMMddhhmmss");
-const QString barDateFormat = QStringLiteral("yyyyMMdd");
 
 // Midnight of a day, as the bars are asked for.
 QDateTime midnight(const QDate &day)
@@ -18,27 +18,66 @@ QDateTime midnight(const QDate &day)
     return QDateTime(day, QTime(0, 0));
 }
 
-// Whether the row is a bar of this period with a symbol; the first that is not ends an answer. A row of the period
-// without a symbol empties `symbol`, so that the answer announces nothing.
-bool readSymbolOfBar(const QVariantMap &bar, EMD_KLINE_PERIOD period, QString &symbol)
+// What a bar says, each absent key reading as 0 or "".
+struct Bar
 {
-    if (bar.value(QStringLiteral("PeriodType")).toInt() != period)
-        return false;
-    symbol = bar.value(QStringLiteral("Symbol")).toString();
-    return !symbol.isEmpty();
+    int period = 0;
+    QString date;
+    StockPeriod1DInfo info;
+};
+
+double toDouble(const QVariant &value)
+{
+    return value.data_ptr().type == QVariant::Double ? value.data_ptr().data.d : value.toDouble();
 }
 
-StockPeriod1DInfo toPeriodInfo(const QVariantMap &bar)
+// Both the bar's keys and the ones that are read stand in order, so one way through the bar finds them all; a search for
+// each takes three times as long.
+Bar readBar(const QVariantMap &row)
 {
-    StockPeriod1DInfo info;
-    info.closePx = bar.value(QStringLiteral("ClosePx")).toDouble();
-    info.highPx = bar.value(QStringLiteral("HighPx")).toDouble();
-    info.lowPx = bar.value(QStringLiteral("LowPx")).toDouble();
-    info.openPx = bar.value(QStringLiteral("OpenPx")).toDouble();
-    info.totalVolumeTrade = bar.value(QStringLiteral("TotalVolumeTrade")).toDouble();
-    info.totalValueTrade = bar.value(QStringLiteral("TotalValueTrade")).toDouble();
-    info.symbol = bar.value(QStringLiteral("Symbol")).toString();
-    return info;
+    using Read = void (*)(const QVariant &value, Bar &bar);
+    struct Field
+    {
+        QString key;
+        Read read;
+    };
+    static const Field fields[] { // in the order of their keys
+        { QStringLiteral("ClosePx"), [](const QVariant &value, Bar &bar) { bar.info.closePx = toDouble(value); } },
+        { QStringLiteral("HighPx"), [](const QVariant &value, Bar &bar) { bar.info.highPx = toDouble(value); } },
+        { QStringLiteral("LowPx"), [](const QVariant &value, Bar &bar) { bar.info.lowPx = toDouble(value); } },
+        { QStringLiteral("MDDate"), [](const QVariant &value, Bar &bar) { bar.date = value.toString(); } },
+        { QStringLiteral("OpenPx"), [](const QVariant &value, Bar &bar) { bar.info.openPx = toDouble(value); } },
+        { QStringLiteral("PeriodType"), [](const QVariant &value, Bar &bar) { bar.period = value.toInt(); } },
+        { QStringLiteral("Symbol"), [](const QVariant &value, Bar &bar) { bar.info.symbol = value.toString(); } },
+        { QStringLiteral("TotalValueTrade"),
+          [](const QVariant &value, Bar &bar) { bar.info.totalValueTrade = toDouble(value); } },
+        { QStringLiteral("TotalVolumeTrade"),
+          [](const QVariant &value, Bar &bar) { bar.info.totalVolumeTrade = toDouble(value); } },
+    };
+
+    Bar bar;
+    const Field *field = std::begin(fields);
+    for (auto cell = row.constBegin(); cell != row.constEnd(); ++cell) {
+        int order = 0;
+        while (field != std::end(fields) && (order = field->key.compare(cell.key())) < 0)
+            ++field;
+        if (field == std::end(fields))
+            break;
+        if (order == 0)
+            field->read(*cell, bar);
+    }
+    return bar;
+}
+
+// Whether the row is a bar of this period with a symbol; the first that is not ends an answer. A row of the period
+// without a symbol empties `symbol`, so that the answer announces nothing.
+bool readBarOf(EMD_KLINE_PERIOD period, const QVariantMap &row, Bar &bar, QString &symbol)
+{
+    bar = readBar(row);
+    if (bar.period != period)
+        return false;
+    symbol = bar.info.symbol;
+    return !symbol.isEmpty();
 }
 
 // The bars from `from` to `to`. Both are looked up by exact day, which is meant: a start without a bar gives nothing,
@@ -136,36 +175,37 @@ void LxQuotaHandler::slotProcessPeriod1DKLineDate(const QList<QVariantMap> &lstD
         processPeriod1M(lstData);
 }
 
-void LxQuotaHandler::processPeriod1D(const QList<QVariantMap> &bars)
+void LxQuotaHandler::processPeriod1D(const QList<QVariantMap> &rows)
 {
     QMutexLocker locker(&m_period1DMutex);
     QString symbol;
-    for (const QVariantMap &bar : bars) {
-        if (!readSymbolOfBar(bar, EMD_KLINE_PERIOD_1DAY, symbol))
+    Bar bar;
+    for (const QVariantMap &row : rows) {
+        if (!readBarOf(EMD_KLINE_PERIOD_1DAY, row, bar, symbol))
             break;
-        const StockPeriod1DInfo info = toPeriodInfo(bar);
-        const QDate date = QDate::fromString(bar.value(QStringLiteral("MDDate")).toString(), barDateFormat);
+        const QDate date = LxBarDate::fromString(bar.date);
         QMap<QDate, StockPeriod1DInfo> &cached = m_hashPeriod1DInfo[symbol];
-        if (!cached.contains(date))
-            cached.insert(date, info);
+        const auto place = std::as_const(cached).lowerBound(date);
+        if (place == cached.constEnd() || place.key() != date)
+            cached.insert(place, date, bar.info); // at once, when the days come in order
     }
     const auto known = m_hashPeriod1DInfo.constFind(symbol);
     if (known != m_hashPeriod1DInfo.constEnd() && !known->isEmpty())
         Q_EMIT sigOnRspQueryStockPeriod1DInfo(symbol, *known);
 }
 
-void LxQuotaHandler::processPeriod1M(const QList<QVariantMap> &bars)
+void LxQuotaHandler::processPeriod1M(const QList<QVariantMap> &rows)
 {
     QMutexLocker locker(&m_period1MMutex);
     QString symbol;
-    for (const QVariantMap &bar : bars) {
-        if (!readSymbolOfBar(bar, EMD_KLINE_PERIOD_1MIN, symbol))
+    Bar bar;
+    for (const QVariantMap &row : rows) {
+        if (!readBarOf(EMD_KLINE_PERIOD_1MIN, row, bar, symbol))
             break;
-        const StockPeriod1DInfo info = toPeriodInfo(bar);
-        const QString dateText = bar.value(QStringLiteral("MDDate")).toString();
-        const QDate date = QDate::fromString(dateText, barDateFormat);
+        const StockPeriod1DInfo &info = bar.info;
+        const QDate date = LxBarDate::fromString(bar.date);
         // The time is read from the date's text, not from a time's: meant.
-        const QTime time = QTime::fromString(dateText, Qt::TextDate);
+        const QTime time = QTime::fromString(bar.date, Qt::TextDate);
         QMap<QTime, Period1MInfo> &cached = m_hashPeriod1MInfo[symbol][date];
         if (cached.contains(time))
             continue;

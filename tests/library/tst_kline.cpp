@@ -101,6 +101,7 @@ private Q_SLOTS:
     void wholeRangeAnswerLeavesTheDailyCacheLocked();
 
     void dailyBarIsReadByItsKeys();
+    void otherKeysOfABarAreIgnored();
     void missingNumbersReadAsZero();
     void dailyAnswerAnnouncesAllCachedDays();
     void firstBarOfADayStays();
@@ -345,6 +346,27 @@ void tst_kline::dailyBarIsReadByItsKeys()
     QCOMPARE(bar.totalVolumeTrade, 1e10);
     QCOMPARE(bar.totalValueTrade, 2e10);
     QCOMPARE(bar.symbol, u"650010.SH"_s);
+}
+
+void tst_kline::otherKeysOfABarAreIgnored()
+{
+    Kept<QString, Days> answers(&LxQuotaHandler::sigOnRspQueryStockPeriod1DInfo);
+    QVariantMap bar = dailyBar(u"650030.SH"_s, march(10), 7.0);
+    for (const QString &key : bar.keys()) {
+        for (const QString &other : { key.toUpper(), key.toLower(), key.chopped(1), key + u"2"_s })
+            bar.insert(other, 99);
+    }
+    for (const QString &other : { u""_s, u"~"_s, u"NumTrades"_s, u"收盘价"_s })
+        bar.insert(other, 99);
+    invokeSlot({ bar }, 2);
+    QCOMPARE(answers.last<0>(), u"650030.SH"_s);
+    const StockPeriod1DInfo info = answers.last<1>().value(march(10));
+    QCOMPARE(info.closePx, 7.0);
+    QCOMPARE(info.highPx, 8.0);
+    QCOMPARE(info.lowPx, 6.0);
+    QCOMPARE(info.openPx, 7.5);
+    QCOMPARE(info.totalVolumeTrade, 1e10);
+    QCOMPARE(info.totalValueTrade, 2e10);
 }
 
 void tst_kline::missingNumbersReadAsZero()
