@@ -4,6 +4,7 @@
 #include "lxlog_p.h"
 #include "lxquerydeephqthread.h"
 #include "lxquotahandlerobject.h"
+#include "lxquotaindexes_p.h"
 
 namespace {
 
@@ -48,7 +49,7 @@ LxQuotaHandler &LxQuotaHandler::instance()
     return handler;
 }
 
-LxQuotaHandler::LxQuotaHandler()
+LxQuotaHandler::LxQuotaHandler() : m_indexes(std::make_unique<Indexes>())
 {
     registerArgumentTypes();
 

@@ -18,6 +18,7 @@
 #include <QVariant>
 
 #include <atomic>
+#include <memory>
 
 class LxPresenterClass;
 class LxQueryDeepHQThread;
@@ -252,4 +253,7 @@ private:
 
     QMutex m_deepQueryThreadsMutex;
     QList<LxQueryDeepHQThread *> m_deepQueryThreads; // alive, for the destructor to end
+
+    struct Indexes;
+    const std::unique_ptr<Indexes> m_indexes; // of the caches, each guarded by the lock of its cache
 };

@@ -1,5 +1,7 @@
 #include "lxquotahandler.h"
 
+#include "lxquotaindexes_p.h"
+
 #include <lxbusinessdata/businessdatabase.h>
 #include <lxmsg/unpackmessagecommon.h>
 #include <summitutils/summitbusiutils.h>
@@ -227,8 +229,8 @@ void LxQuotaHandler::AssembleStockQuotaData(const QVariant &msg, StockQuotaData 
     readSecurityName(out);
 
     QMutexLocker locker(m_pStockDeepDataMutex);
-    const auto deepData = m_mapStockDeepData.constFind(out.Symbol);
-    if (deepData == m_mapStockDeepData.constEnd())
+    const LxStockDeepData *deepData = m_indexes->stockDeepData.constFind(m_mapStockDeepData, out.Symbol);
+    if (!deepData)
         return;
     // Shares that have not arrived enter as the invalid mark: meant.
     if (!halted)
@@ -287,8 +289,8 @@ void LxQuotaHandler::AssembleFutureQuotaData(const QVariant &msg, FutureQuotaDat
 
     {
         QMutexLocker locker(m_pStockDeepDataMutex);
-        const auto deepData = m_mapStockDeepData.constFind(out.Symbol);
-        if (deepData != m_mapStockDeepData.constEnd()) {
+        const LxStockDeepData *deepData = m_indexes->stockDeepData.constFind(m_mapStockDeepData, out.Symbol);
+        if (deepData) {
             // A plain ratio, where a stock has a percentage: meant.
             out.TurnoverRate = out.TotalVolumeTrade / deepData->TotalShare;
             out.TotalMarketValue = deepData->TotalShare * out.LastPx;

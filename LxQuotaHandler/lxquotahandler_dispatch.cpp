@@ -2,6 +2,7 @@
 
 #include "lxbrieflocker_p.h"
 #include "lxlog_p.h"
+#include "lxquotaindexes_p.h"
 
 #include <lxdefine/lxfields.h>
 #include <lxmsg/unpackmessagecommon.h>
@@ -67,7 +68,7 @@ void LxQuotaHandler::processStockQuote(const QVariant &data)
     AssembleBaseQuotaData(quote, base);
     {
         LxBriefLocker locker(m_pStockQuotaMutex);
-        StockQuotaData &cached = m_mapStockQuota[quote.Symbol];
+        StockQuotaData &cached = m_indexes->stockQuota.entry(m_mapStockQuota, quote.Symbol);
         quote.LastTradeLots = cached.LastTradeLots; // the decoder does not know it
         cached = quote;
     }
@@ -134,7 +135,7 @@ void LxQuotaHandler::processPE(const QVariant &data)
         return;
     {
         QWriteLocker locker(m_pPELock);
-        m_mapPEData.insert(pe.Symbol, pe);
+        m_indexes->peData.entry(m_mapPEData, pe.Symbol) = pe;
     }
     Q_EMIT signalStockDeepDataUpdate(QStringList { pe.Symbol });
 }
@@ -147,7 +148,7 @@ void LxQuotaHandler::processQRR(const QVariant &data)
         return;
     {
         QWriteLocker locker(m_pQRRLock);
-        m_mapQRRData.insert(qrr.Symbol, qrr);
+        m_indexes->qrrData.entry(m_mapQRRData, qrr.Symbol) = qrr;
     }
     Q_EMIT signalStockDeepDataUpdate(QStringList { qrr.Symbol });
 }
@@ -190,11 +191,9 @@ void LxQuotaHandler::ProcAsyncCallBack(int, QString, QVariant vA, QVariant vB)
             QString symbol;
             symbol.reserve(code.size() + 1 + market.size());
             symbol.append(code).append(QLatin1Char('.')).append(market);
-            auto known = m_mapStockDeepData.find(symbol);
-            if (known == m_mapStockDeepData.end())
-                known = m_mapStockDeepData.insert(symbol, LxStockDeepData());
-            LxStockDeepData &deepData = *known;
-            deepData.Symbol = known.key();
+            LxStockDeepData &deepData = m_indexes->stockDeepData.entry(m_mapStockDeepData, symbol);
+            if (deepData.Symbol.isEmpty())
+                deepData.Symbol = symbol;
 
             const QString item = answer.GetValue(itemKey, absent).toString();
             const double value = answer.GetValue(valueKey, absent).toDouble();
@@ -218,8 +217,8 @@ void LxQuotaHandler::ProcAsyncCallBack(int, QString, QVariant vA, QVariant vB)
 void LxQuotaHandler::applyDeepDataToCachedQuote(const QString &item, const LxStockDeepData &deepData)
 {
     LxBriefLocker locker(m_pStockQuotaMutex);
-    const auto cached = m_mapStockQuota.find(deepData.Symbol);
-    if (cached == m_mapStockQuota.end())
+    StockQuotaData *cached = m_indexes->stockQuota.find(m_mapStockQuota, deepData.Symbol);
+    if (!cached)
         return;
     if (item == QLatin1String("TotalShare")) {
         // On the total, not on the listed shares: meant, as for a quote that arrives.

@@ -31,8 +31,7 @@ double toDouble(const QVariant &value)
     return value.data_ptr().type == QVariant::Double ? value.data_ptr().data.d : value.toDouble();
 }
 
-// Both the bar's keys and the ones that are read stand in order, so one way through the bar finds them all; a search for
-// each takes three times as long.
+// Both the keys of a row and the ones that are read stand in order, so one way through the row finds them all.
 Bar readBar(const QVariantMap &row)
 {
     using Read = void (*)(const QVariant &value, Bar &bar);
@@ -41,7 +40,8 @@ Bar readBar(const QVariantMap &row)
         QString key;
         Read read;
     };
-    static const Field fields[] { // in the order of their keys
+    static const Field fields[] {
+        // in the order of their keys
         { QStringLiteral("ClosePx"), [](const QVariant &value, Bar &bar) { bar.info.closePx = toDouble(value); } },
         { QStringLiteral("HighPx"), [](const QVariant &value, Bar &bar) { bar.info.highPx = toDouble(value); } },
         { QStringLiteral("LowPx"), [](const QVariant &value, Bar &bar) { bar.info.lowPx = toDouble(value); } },
@@ -116,8 +116,8 @@ QString LxQuotaHandler::AsyncRequestKLineData(const QString &symbol, const QDate
     message->SetMsg(pack.GetPackedMsg(false));
     LxPresenterClassMgr::instance()->Put(message);
     const QString id = pack.GetValue(Orca_Fields::System::clientMsgID).toString();
-    LX_LOG("lxquotahandler", __LINE__).debug() << "开始查询k线数据，证券代码：" << symbol << "时间范围：" << startText
-                                               << "至" << stopText << id;
+    LX_LOG("lxquotahandler", __LINE__).debug()
+        << "开始查询k线数据，证券代码：" << symbol << "时间范围：" << startText << "至" << stopText << id;
     return id;
 }
 
@@ -210,8 +210,8 @@ void LxQuotaHandler::processPeriod1M(const QList<QVariantMap> &rows)
         if (cached.contains(time))
             continue;
         LX_LOG("lxquotahandler", __LINE__).debug()
-            << "slotProcessPeriod1MKLineDate" << symbol << info.closePx << info.highPx << info.lowPx
-            << info.openPx << info.totalVolumeTrade << info.totalValueTrade;
+            << "slotProcessPeriod1MKLineDate" << symbol << info.closePx << info.highPx << info.lowPx << info.openPx
+            << info.totalVolumeTrade << info.totalValueTrade;
         cached.insert(time, { info, time });
     }
 }

@@ -2,6 +2,7 @@
 
 #include "lxbrieflocker_p.h"
 #include "lxlocaltime.h"
+#include "lxquotaindexes_p.h"
 
 namespace {
 
@@ -39,8 +40,8 @@ IndexQuotaData LxQuotaHandler::GetLastIndexQuotaData(const QString &symbol)
 StockQuotaData LxQuotaHandler::GetLastStockQuotaData(const QString &symbol)
 {
     LxBriefLocker locker(m_pStockQuotaMutex);
-    const auto cached = m_mapStockQuota.constFind(symbol);
-    return cached == m_mapStockQuota.constEnd() ? StockQuotaData() : *cached;
+    const StockQuotaData *cached = m_indexes->stockQuota.constFind(m_mapStockQuota, symbol);
+    return cached ? *cached : StockQuotaData();
 }
 
 StockQuotaData LxQuotaHandler::GetLastStockQuotaDataBrief(const QString &symbol)
@@ -71,8 +72,8 @@ bool LxQuotaHandler::deriveSnapshot(const QString &symbol, StockQuotaData &quote
 {
     {
         LxBriefLocker locker(m_pStockQuotaMutex);
-        const auto cached = m_mapStockQuota.constFind(symbol);
-        if (cached == m_mapStockQuota.constEnd())
+        const StockQuotaData *cached = m_indexes->stockQuota.constFind(m_mapStockQuota, symbol);
+        if (!cached)
             return false;
         quote = *cached;
     }
@@ -80,8 +81,7 @@ bool LxQuotaHandler::deriveSnapshot(const QString &symbol, StockQuotaData &quote
     double eps = -1.0;
     {
         QReadLocker locker(m_pPELock);
-        const auto pe = m_mapPEData.constFind(symbol);
-        if (pe != m_mapPEData.constEnd())
+        if (const PEData *pe = m_indexes->peData.constFind(m_mapPEData, symbol))
             eps = pe->eps;
     }
     if (eps > SmallestEps)
@@ -90,8 +90,7 @@ bool LxQuotaHandler::deriveSnapshot(const QString &symbol, StockQuotaData &quote
     double volumePerMinute = 0.0;
     {
         QReadLocker locker(m_pQRRLock);
-        const auto qrr = m_mapQRRData.constFind(symbol);
-        if (qrr != m_mapQRRData.constEnd())
+        if (const QRRData *qrr = m_indexes->qrrData.constFind(m_mapQRRData, symbol))
             volumePerMinute = qrr->last5DayVolumePerMinute;
     }
     // The clock is read last, and only if it matters: reading it costs more than all the rest.
