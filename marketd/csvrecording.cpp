@@ -128,6 +128,7 @@ bool CsvRecording::open(const QString &path, RecordingKind kind, const QString &
     m_dateCell = m_reader.column(QStringLiteral("MDDate"));
     m_timeCell = m_reader.column(QStringLiteral("MDTime"));
     m_symbolCell = m_reader.column(QStringLiteral("Symbol"));
+    m_symbolValue = keys.indexOf(QStringLiteral("Symbol"));
     if (m_dateCell < 0 || m_timeCell < 0 || m_symbolCell < 0) {
         *error = QStringLiteral("%1: no column MDDate, MDTime or Symbol").arg(path);
         return false;
@@ -213,10 +214,8 @@ QString CsvRecording::readRow(const QVector<QByteArray> &cells, bool *wanted)
         m_row.date = QString::fromLatin1(date);
     }
     m_row.time = time;
-    m_row.symbol = QString::fromUtf8(cells.at(m_symbolCell));
-    QVector<LxPackedRow> rows;
-    rows.append({ m_layout, std::move(values) });
-    m_row.body = LxPackedBody(std::move(rows)).toVariant();
+    m_row.symbol = values.at(m_symbolValue).toString();
+    m_row.body = LxPackedBody::ofRow({ m_layout, std::move(values) }).toVariant();
     return QString();
 }
 

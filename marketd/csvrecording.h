@@ -79,6 +79,7 @@ private:
     int m_dateCell = -1;
     int m_timeCell = -1;
     int m_symbolCell = -1;
+    int m_symbolValue = -1;
     Row m_row;
     quint64 m_brokenRows = 0;
 };

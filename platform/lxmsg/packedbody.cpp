@@ -1,21 +1,33 @@
 #include "packedbody.h"
 
-LxPackedBody::Data::Data(QVector<LxPackedRow> &&rows) : rowCount(rows.size())
+namespace {
+
+const LxPackedBody noRows;
+
+} // namespace
+
+LxPackedBody::LxPackedBody(QVector<LxPackedRow> rows) : m_rowCount(rows.size())
 {
     if (rows.isEmpty())
         return;
-    head = std::move(rows.first());
-    if (rowCount > 1)
-        others = rows.mid(1);
+    m_head = std::move(rows.first());
+    if (m_rowCount > 1)
+        m_others = rows.mid(1);
 }
 
-LxPackedBody::LxPackedBody(QVector<LxPackedRow> rows) : d(new Data(std::move(rows))) { }
+LxPackedBody LxPackedBody::ofRow(LxPackedRow row)
+{
+    LxPackedBody body;
+    body.m_rowCount = 1;
+    body.m_head = std::move(row);
+    return body;
+}
 
-LxPackedBody LxPackedBody::fromVariant(const QVariant &message)
+const LxPackedBody &LxPackedBody::fromVariant(const QVariant &message)
 {
     // Only the very type counts: QVariant::value() would also try conversions.
     if (message.userType() != qMetaTypeId<LxPackedBody>())
-        return LxPackedBody();
+        return noRows;
     return *static_cast<const LxPackedBody *>(message.constData());
 }
 

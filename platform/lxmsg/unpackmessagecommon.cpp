@@ -26,18 +26,19 @@ CUnPackMessageCommon::CUnPackMessageCommon() = default;
 void CUnPackMessageCommon::SetUnPackMsg(const QVariant &msg, bool flag)
 {
     Q_UNUSED(flag)
-    m_body = LxPackedBody::fromVariant(msg);
+    m_message = msg;
+    m_body = &LxPackedBody::fromVariant(m_message);
     SetCurrentRow(0);
 }
 
 int CUnPackMessageCommon::GetRowCount() const
 {
-    return m_body.rowCount();
+    return m_body ? m_body->rowCount() : 0;
 }
 
 void CUnPackMessageCommon::SetCurrentRow(int row)
 {
-    m_row = m_body.row(row);
+    m_row = m_body ? m_body->row(row) : nullptr;
     m_layout = m_row ? m_row->layout.get() : nullptr;
     m_values = m_row ? m_row->values.constData() : nullptr;
     m_lastFound = -1;

@@ -37,7 +37,8 @@ public:
     QMap<QString, QVariant> GetRowValue() const;
 
 private:
-    LxPackedBody m_body;
+    QVariant m_message; // keeps the body
+    const LxPackedBody *m_body = nullptr;
     const LxPackedRow *m_row = nullptr;
     const LxRowLayout *m_layout = nullptr; // of the row
     const QVariant *m_values = nullptr;    // of the row

@@ -393,7 +393,9 @@ void tst_Packing::variantCopiesShareTheBody()
     queued.detach();
     QCOMPARE(LxPackedBody::fromVariant(copy).row(0), row);
     QCOMPARE(LxPackedBody::fromVariant(queued.at(1)).row(0), row);
-    QCOMPARE(LxPackedBody::fromVariant(LxPackedBody::fromVariant(body).toVariant()).row(0), row);
+    // A body that is packed up again shares the values.
+    const QVariant again = LxPackedBody::fromVariant(body).toVariant();
+    QCOMPARE(LxPackedBody::fromVariant(again).row(0)->values.constData(), row->values.constData());
     QCOMPARE(AllocationCounter::during([&body] { const QVariant another = body; }), 0);
 }
 
