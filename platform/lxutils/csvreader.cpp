@@ -5,12 +5,15 @@
 #include <csv.h>
 #include <zlib.h>
 
-#include <deque>
+#include <algorithm>
+#include <cstring>
 #include <utility>
+#include <vector>
 
 namespace {
 
 constexpr unsigned BlockSize = 64 * 1024;
+constexpr int UsualCellSize = 15;
 
 struct Record
 {
@@ -27,14 +30,19 @@ struct CsvReader::Private
     bool parserReady = false;
     bool atEnd = false;
 
-    std::deque<Record> pending;
-    QVector<QByteArray> cells; // of the record being parsed
-    qint64 lines = 0;          // lines parsed so far, the header included
-    qint64 quotedLines = 0;    // line breaks within the quoted cells of the record being parsed
+    // The records of the block that was read last. They, their cells and the memory of the cells are used again for the
+    // next block.
+    std::vector<Record> records;
+    size_t recordCount = 0;
+    size_t nextRecord = 0; // the one behind the current one
+    const Record noRecord;
+    QVector<QByteArray> cells; // of the record being parsed, and behind them some of an earlier one
+    int cellCount = 0;
+    qint64 lines = 0; // lines parsed so far, the header included
+    qint64 quotedLines = 0; // line breaks within the quoted cells of the record being parsed
     int lastTerminator = 0;
 
     QVector<QString> header;
-    Record current;
     QString error;
 
     ~Private()
@@ -48,27 +56,38 @@ struct CsvReader::Private
     static void onCell(void *text, size_t length, void *self)
     {
         auto *d = static_cast<Private *>(self);
-        d->cells.append(QByteArray(static_cast<const char *>(text), static_cast<int>(length)));
-        d->quotedLines += d->cells.constLast().count('\n');
+        if (d->cellCount == d->cells.size()) {
+            d->cells.append(QByteArray());
+            d->cells.last().reserve(UsualCellSize); // also has it keep its memory when it becomes shorter
+        }
+        QByteArray &cell = d->cells[d->cellCount++];
+        cell.resize(static_cast<int>(length));
+        if (length > 0)
+            std::memcpy(cell.data(), text, length);
+        d->quotedLines += std::count(cell.cbegin(), cell.cend(), '\n');
     }
 
     static void onRecord(int terminator, void *self)
     {
         auto *d = static_cast<Private *>(self);
-        const bool secondHalfOfCrLf = terminator == '\n' && d->lastTerminator == '\r' && d->cells.isEmpty();
+        const bool secondHalfOfCrLf = terminator == '\n' && d->lastTerminator == '\r' && d->cellCount == 0;
         d->lastTerminator = terminator;
         if (secondHalfOfCrLf)
             return;
         const qint64 line = ++d->lines;
-        if (d->cells.isEmpty()) // a blank line
+        if (d->cellCount == 0) // a blank line
             return;
         d->lines += std::exchange(d->quotedLines, 0);
-        Record record;
+        if (d->recordCount == d->records.size())
+            d->records.emplace_back();
+        Record &record = d->records[d->recordCount++];
         record.line = line;
+        d->cells.resize(std::exchange(d->cellCount, 0));
         record.cells.swap(d->cells);
-        d->cells.reserve(record.cells.size());
-        d->pending.push_back(std::move(record));
     }
+
+    // An empty one before the first record and behind the last.
+    const Record &current() const { return nextRecord > 0 ? records[nextRecord - 1] : noRecord; }
 
     void readBlock()
     {
@@ -113,7 +132,7 @@ bool CsvReader::open(const QString &path)
             d->error = QStringLiteral("the file is empty");
         return false;
     }
-    for (const QByteArray &cell : std::as_const(d->current.cells))
+    for (const QByteArray &cell : d->current().cells)
         d->header.append(QString::fromUtf8(cell));
     return true;
 }
@@ -130,24 +149,25 @@ int CsvReader::column(const QString &name) const
 
 bool CsvReader::next()
 {
-    while (d->pending.empty()) {
+    while (d->nextRecord == d->recordCount) {
         if (d->atEnd)
             return false;
+        d->nextRecord = 0;
+        d->recordCount = 0;
         d->readBlock();
     }
-    d->current = std::move(d->pending.front());
-    d->pending.pop_front();
+    ++d->nextRecord;
     return true;
 }
 
 const QVector<QByteArray> &CsvReader::cells() const
 {
-    return d->current.cells;
+    return d->current().cells;
 }
 
 qint64 CsvReader::line() const
 {
-    return d->current.line;
+    return d->current().line;
 }
 
 bool CsvReader::hasError() const

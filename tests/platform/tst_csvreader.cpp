@@ -38,6 +38,30 @@ QByteArray gzip(const QByteArray &plain)
     return packed;
 }
 
+// Of many sizes and numbers of cells, with a quoted line break here and there.
+QVector<QByteArray> raggedRecord(int number)
+{
+    QVector<QByteArray> cells;
+    for (int i = 0; i <= number % 7; ++i)
+        cells.append(QByteArray(number * 13 % (i % 2 ? 60 : 9), static_cast<char>('a' + (number + i) % 26)));
+    if (number % 11 == 0)
+        cells.last().append("\n");
+    cells.append(QByteArray::number(number));
+    return cells;
+}
+
+QByteArray raggedFile(int records)
+{
+    QByteArray content = "Number\n";
+    for (int i = 0; i < records; ++i) {
+        const QVector<QByteArray> cells = raggedRecord(i);
+        for (int cell = 0; cell < cells.size(); ++cell)
+            content += (cell > 0 ? ",\"" : "\"") + cells.at(cell) + '"';
+        content += '\n';
+    }
+    return content;
+}
+
 } // namespace
 
 Q_DECLARE_METATYPE(Lines)
@@ -52,6 +76,9 @@ private Q_SLOTS:
     void header();
     void manyBlocks_data();
     void manyBlocks();
+    void cellsOfEarlierRecordsLeaveNoTrace();
+    void copiesOfCellsStay();
+    void thereIsNoRecordBeforeAndBehind();
     void damagedFile_data();
     void damagedFile();
     void unreadableFile_data();
@@ -87,18 +114,18 @@ void tst_CsvReader::records_data()
     QTest::newRow("header alone") << QByteArray("a,b\n") << Lines();
     QTest::newRow("blank lines") << QByteArray("a,b\n\n1,2\n\n\n3,4\n\n")
                                  << Lines { { 3, { "1", "2" } }, { 6, { "3", "4" } } };
-    QTest::newRow("blank lines of CR LF") << QByteArray("a,b\r\n\r\n1,2\r\n\r\n\r\n3,4\r\n")
-                                          << Lines { { 3, { "1", "2" } }, { 6, { "3", "4" } } };
+    QTest::newRow("blank lines of CR LF")
+        << QByteArray("a,b\r\n\r\n1,2\r\n\r\n\r\n3,4\r\n") << Lines { { 3, { "1", "2" } }, { 6, { "3", "4" } } };
     QTest::newRow("blank line before the header") << QByteArray("\na,b\n1,2\n") << Lines { { 3, { "1", "2" } } };
     QTest::newRow("quoted comma") << QByteArray("a,b\n\"1,5\",2\n") << Lines { { 2, { "1,5", "2" } } };
     QTest::newRow("quoted quote") << QByteArray("a,b\n\"say \"\"x\"\"\",2\n") << Lines { { 2, { "say \"x\"", "2" } } };
     QTest::newRow("quoted line break") << QByteArray("a,b\n\"1\n5\",\"\n\"\n3,4\n")
                                        << Lines { { 2, { "1\n5", "\n" } }, { 5, { "3", "4" } } };
-    QTest::newRow("quoted line break of CR LF") << QByteArray("a,b\r\n\"1\r\n5\",2\r\n3,4\r\n")
-                                                << Lines { { 2, { "1\r\n5", "2" } }, { 4, { "3", "4" } } };
+    QTest::newRow("quoted line break of CR LF")
+        << QByteArray("a,b\r\n\"1\r\n5\",2\r\n3,4\r\n") << Lines { { 2, { "1\r\n5", "2" } }, { 4, { "3", "4" } } };
     QTest::newRow("empty cells") << QByteArray("a,b\n,\n1,\n") << Lines { { 2, { "", "" } }, { 3, { "1", "" } } };
-    QTest::newRow("short and long records") << QByteArray("a,b\n1\n1,2,3\n")
-                                            << Lines { { 2, { "1" } }, { 3, { "1", "2", "3" } } };
+    QTest::newRow("short and long records")
+        << QByteArray("a,b\n1\n1,2,3\n") << Lines { { 2, { "1" } }, { 3, { "1", "2", "3" } } };
     QTest::newRow("UTF-8") << QByteArray("a,b\n万  科Ａ,2\n") << Lines { { 2, { "万  科Ａ", "2" } } };
 }
 
@@ -154,6 +181,47 @@ void tst_CsvReader::manyBlocks()
     }
     QVERIFY(!reader.hasError());
     QCOMPARE(records, Records);
+}
+
+void tst_CsvReader::cellsOfEarlierRecordsLeaveNoTrace()
+{
+    constexpr int Records = 20000;
+    CsvReader reader;
+    QVERIFY(reader.open(file(raggedFile(Records))));
+    for (int i = 0; i < Records; ++i) {
+        QVERIFY(reader.next());
+        QCOMPARE(reader.cells(), raggedRecord(i));
+    }
+    QVERIFY(!reader.next());
+}
+
+void tst_CsvReader::copiesOfCellsStay()
+{
+    constexpr int Records = 20000;
+    CsvReader reader;
+    QVERIFY(reader.open(file(raggedFile(Records))));
+    QVector<QVector<QByteArray>> records;
+    QVector<QByteArray> cells;
+    while (reader.next()) {
+        records.append(reader.cells());
+        cells.append(reader.cells().constFirst());
+    }
+    QCOMPARE(records.size(), Records);
+    for (int i = 0; i < Records; ++i) {
+        QCOMPARE(records.at(i), raggedRecord(i));
+        QCOMPARE(cells.at(i), raggedRecord(i).constFirst());
+    }
+}
+
+void tst_CsvReader::thereIsNoRecordBeforeAndBehind()
+{
+    CsvReader reader;
+    QVERIFY(reader.cells().isEmpty());
+    QVERIFY(reader.open(file("Number\n1\n")));
+    QVERIFY(reader.next());
+    QVERIFY(!reader.next());
+    QVERIFY(reader.cells().isEmpty());
+    QVERIFY(!reader.next());
 }
 
 void tst_CsvReader::damagedFile_data()
