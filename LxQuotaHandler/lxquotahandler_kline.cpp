@@ -64,7 +64,7 @@ Bar readBar(const QVariantMap &row)
         if (field == std::end(fields))
             break;
         if (order == 0)
-            field->read(*cell, bar);
+            (field++)->read(*cell, bar);
     }
     return bar;
 }
