@@ -1,20 +1,12 @@
 #pragma once
 
-#include "marketsession.h"
+#include <exitcode.h>
 
 #include <QCommandLineParser>
 #include <QStringList>
 
-/// Exit codes of the program.
-enum ExitCode { ExitOk = 0, ExitFailure = 1, ExitUsage = 2, ExitTimeout = 3 };
-
 /// The options that the commands share, and what is wrong with them.
 namespace Arguments {
-
-/// Adds --data, --date and --speed.
-void addSessionOptions(QCommandLineParser &parser, const QString &defaultSpeed);
-/// Reads them. False, with the reason in `error`.
-bool readSessionOptions(const QCommandLineParser &parser, MarketSession::Options *options, QString *error);
 
 /// Adds --format with these values, the first being the default.
 void addFormatOption(QCommandLineParser &parser, const QStringList &formats);
@@ -24,5 +16,7 @@ bool readFormat(const QCommandLineParser &parser, const QStringList &formats, QS
 bool parse(QCommandLineParser &parser, const QStringList &arguments, int *exitCode);
 /// Prints a usage error; returns ExitUsage.
 int usageError(const QString &reason);
+/// Prints why the program ends with `code`; returns it.
+int failure(ExitCode code, const QString &reason);
 
 } // namespace Arguments

@@ -48,11 +48,11 @@ QVariantMap toBar(const QDate &date, const StockPeriod1DInfo &info)
              { QStringLiteral("TotalValueTrade"), info.totalValueTrade } };
 }
 
-// Asks for the bars and gathers what signalKLineResponse brings. False on time-out.
-bool requestBars(const KLineOptions &options, int timeoutMs, QList<QVariantMap> *bars)
+// Asks for the bars and gathers what signalKLineResponse brings.
+ExitCode requestBars(const KLineOptions &options, QuerySession &session, QList<QVariantMap> *bars)
 {
     LxQuotaHandler &quota = LxQuotaHandler::instance();
-    AnswerWait wait;
+    AnswerWait wait(session);
     QTimer lastMessage;
     lastMessage.setSingleShot(true);
     QObject::connect(&lastMessage, &QTimer::timeout, [&wait] { wait.finish(); });
@@ -74,12 +74,12 @@ bool requestBars(const KLineOptions &options, int timeoutMs, QList<QVariantMap> 
     // A daily bar stands at its day's midnight.
     const QDateTime stop(options.to, options.period == EMD_KLINE_PERIOD_1DAY ? QTime(0, 0) : QTime(23, 59, 59));
     quota.AsyncRequestKLineData(options.symbol, start, stop, options.period, EMD_EXRIGHTS_TYPE_DEFAULT);
-    return wait.run(timeoutMs);
+    return wait.run();
 }
 
 // The road of the period query: the answer is handed to the period cache, as a plug-in may do by the slot's name, and the
 // query is then answered from the cache.
-bool queryCachedBars(const KLineOptions &options, int timeoutMs, QList<QVariantMap> *bars)
+ExitCode queryCachedBars(const KLineOptions &options, QuerySession &session, QList<QVariantMap> *bars)
 {
     LxQuotaHandler &quota = LxQuotaHandler::instance();
     QObject filler;
@@ -89,10 +89,9 @@ bool queryCachedBars(const KLineOptions &options, int timeoutMs, QList<QVariantM
                                                    Q_ARG(QList<QVariantMap>, list), Q_ARG(EMD_KLINE_PERIOD, period));
                      });
     QList<QVariantMap> received;
-    if (!requestBars(options, timeoutMs, &received))
-        return false;
-    if (received.isEmpty())
-        return true;
+    const ExitCode code = requestBars(options, session, &received);
+    if (code != ExitOk || received.isEmpty())
+        return code;
     // The slot has been queued behind the last message; this waits for it.
     QMetaObject::invokeMethod(&quota, [] {}, Qt::BlockingQueuedConnection);
     // A range that ends on days without bars would bring everything from its start on, and request the rest.
@@ -105,7 +104,7 @@ bool queryCachedBars(const KLineOptions &options, int timeoutMs, QList<QVariantM
                              bars->append(toBar(bar.key(), bar.value()));
                      }, Qt::DirectConnection);
     quota.QueryStockPeriod1DInfo(options.symbol, day(received.constFirst()), day(received.constLast()), false);
-    return true;
+    return ExitOk;
 }
 
 QString candles(const QList<QVariantMap> &bars, const QString &symbol)
@@ -176,23 +175,18 @@ int klineCommand(const QStringList &arguments)
         return Arguments::usageError(QStringLiteral("--cached: only daily bars can be asked for from the cache"));
 
     QuerySession session(sessionOptions);
-    if (!session.open(&error)) {
-        Terminal::err(QStringLiteral("lxquote: %1\n").arg(error));
-        return ExitUsage;
-    }
+    if (const ExitCode code = session.open(&error))
+        return Arguments::failure(code, error);
     // Queued connections with these arguments are for those who make them to prepare.
     qRegisterMetaType<EMD_KLINE_PERIOD>("EMD_KLINE_PERIOD");
     QList<QVariantMap> bars;
-    const bool inTime = options.cached ? queryCachedBars(options, session.timeoutMs(), &bars)
-                                       : requestBars(options, session.timeoutMs(), &bars);
-    if (!inTime) {
-        Terminal::err(QStringLiteral("lxquote: the bars of %1 did not come in time\n").arg(options.symbol));
-        return ExitTimeout;
-    }
-    if (bars.isEmpty()) {
-        Terminal::err(QStringLiteral("lxquote: no bars of %1 in this range\n").arg(options.symbol));
-        return ExitFailure;
-    }
+    const ExitCode code = options.cached ? queryCachedBars(options, session, &bars) : requestBars(options, session, &bars);
+    if (code == ExitTimeout)
+        return Arguments::failure(code, QStringLiteral("the bars of %1 did not come in time").arg(options.symbol));
+    if (code != ExitOk)
+        return code;
+    if (bars.isEmpty())
+        return Arguments::failure(ExitFailure, QStringLiteral("no bars of %1 in this range").arg(options.symbol));
     if (format == chart) {
         Terminal::out(candles(bars, options.symbol));
         return ExitOk;

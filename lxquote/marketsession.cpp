@@ -2,35 +2,38 @@
 
 #include "terminal.h"
 
-#include <lxbusinessdata/businessdatabase.h>
+#include <interrupt.h>
 #include <lxquotahandler.h>
-#include <lxutils/lxthread.h>
-#include <lxwidget/lxpluginhost.h>
-
-#include <QDir>
-#include <QFile>
+#include <replaythread.h>
 
 namespace {
 
 // Batches of records that may be on their way through the library at once, at full speed.
 constexpr int BatchesAhead = 2;
 
-class ReplayThread : public LxThread
-{
-public:
-    explicit ReplayThread(std::function<void()> work) : m_work(std::move(work)) { }
-
-private:
-    void run() override { m_work(); }
-
-    const std::function<void()> m_work;
-};
-
 } // namespace
 
-MarketSession::MarketSession(Options options, QObject *parent)
-    : QObject(parent), m_options(std::move(options)), m_room(BatchesAhead)
+void MarketSession::addOptions(QCommandLineParser &parser, const QString &defaultSpeed)
 {
+    BusSession::addOptions(parser);
+    ProgramOptions::addReplayOptions(parser, defaultSpeed);
+}
+
+bool MarketSession::readOptions(const QCommandLineParser &parser, Options *options, QString *error)
+{
+    ReplayOptions replay;
+    if (!BusSession::readOptions(parser, { QStringLiteral("date"), QStringLiteral("speed") }, &options->bus, error)
+        || !ProgramOptions::readReplayOptions(parser, &replay, error))
+        return false;
+    options->date = replay.date;
+    options->speed = replay.speed;
+    return true;
+}
+
+MarketSession::MarketSession(Options options)
+    : m_options(std::move(options)), m_bus(m_options.bus), m_room(BatchesAhead)
+{
+    connect(&m_bus, &BusSession::failed, this, [this](const QString &reason) { finish(ExitFailure, reason); });
 }
 
 MarketSession::~MarketSession()
@@ -43,45 +46,43 @@ MarketSession::~MarketSession()
     QMetaObject::invokeMethod(&LxQuotaHandler::instance(), [] {}, Qt::BlockingQueuedConnection);
 }
 
-bool MarketSession::open(QString *error)
+ExitCode MarketSession::open(QString *error)
 {
-    if (!LxBus::start(QStringLiteral("inproc:"), LxBusOptions(), error))
-        return false;
-    ReplayOptions options;
-    options.folder = m_options.folder;
-    options.date = m_options.date;
-    options.speed = m_options.speed;
-    options.waitForConsumers = [this] { waitForConsumers(); };
-    options.reportBrokenRow = [](const QString &file, qint64 line, const QString &reason) {
-        Terminal::err(QStringLiteral("lxquote: %1:%2: %3; row skipped\n").arg(file).arg(line).arg(reason));
-    };
-    m_replay = std::make_unique<Replay>(std::move(options));
-    if (!m_replay->open(error))
-        return false;
-    const QString securities = QDir(m_options.folder).filePath(QStringLiteral("securities.csv"));
-    if (QFile::exists(securities)) {
-        if (!CBusinessDataBase::GetInstance()->LoadSecurities(securities, error))
-            return false;
-    } else {
-        Terminal::err(QStringLiteral("lxquote: no %1: securities have no names\n").arg(securities));
+    if (const ExitCode code = m_bus.join(error))
+        return code;
+    if (!m_bus.isShared()) {
+        ReplayOptions options;
+        options.folder = m_bus.folder();
+        options.date = m_options.date;
+        options.speed = m_options.speed;
+        options.waitForConsumers = [this] { waitForConsumers(); };
+        options.reportBrokenRow = [](const QString &file, qint64 line, const QString &reason) {
+            Terminal::err(QStringLiteral("lxquote: %1:%2: %3; row skipped\n").arg(file).arg(line).arg(reason));
+        };
+        m_replay = std::make_unique<Replay>(std::move(options));
+        if (!m_replay->open(error))
+            return ExitUsage;
     }
-    return LxPluginHost::load(QStringLiteral(LX_PLUGIN_FILE), error);
+    return m_bus.loadLibrary(error);
 }
 
-void MarketSession::warnOfUnknown(const QStringList &symbols) const
+ExitCode MarketSession::run(QString *error)
 {
-    for (const QString &symbol : symbols) {
-        if (!CBusinessDataBase::GetInstance()->HasSymbol(symbol))
-            Terminal::err(QStringLiteral("lxquote: warning: unknown symbol %1\n").arg(symbol));
-    }
+    Interrupt interrupt;
+    connect(&interrupt, &Interrupt::interrupted, this, &MarketSession::stop);
+    if (m_replay)
+        startReplay();
+    m_loop.exec();
+    *error = m_error;
+    return m_exitCode;
 }
 
-void MarketSession::start()
+void MarketSession::startReplay()
 {
     m_thread = std::make_unique<ReplayThread>([this] {
         QString error;
         m_replay->run(&error);
-        afterConsumers([this, error] { Q_EMIT finished(error); });
+        afterConsumers([this, error] { finish(error.isEmpty() ? ExitOk : ExitUsage, error); });
     });
     m_thread->setObjectName(QStringLiteral("LxQuote_Replay"));
     m_thread->start();
@@ -91,17 +92,21 @@ void MarketSession::stop()
 {
     m_stopping = true;
     if (m_replay)
-        m_replay->stop();
+        m_replay->stop(); // whose end finishes the session
+    else
+        m_loop.quit();
+}
+
+void MarketSession::finish(ExitCode code, const QString &error)
+{
+    m_exitCode = code;
+    m_error = error;
+    m_loop.quit();
 }
 
 quint64 MarketSession::dropped(RecordingKind kind) const
 {
     return LxBus::current()->statistics().dropped(recordingKindInfo(kind).topic);
-}
-
-quint64 MarketSession::droppedInAll() const
-{
-    return LxBus::current()->statistics().droppedInAll();
 }
 
 // Replay's thread; holds it up while too many batches are on their way.

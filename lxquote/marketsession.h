@@ -1,7 +1,10 @@
 #pragma once
 
+#include "bussession.h"
+
 #include <replay.h>
 
+#include <QEventLoop>
 #include <QObject>
 #include <QSemaphore>
 #include <QStringList>
@@ -11,15 +14,15 @@
 
 class LxThread;
 
-/// A market of its own within the process: the bus "inproc:", a replay of recordings as its service, and the quotation
-/// library loaded as a plug-in.
+/// A market to watch, with the quotation library loaded as a plug-in: the one of a shared bus, or a replay of recordings
+/// within the process.
 ///
 ///     MarketSession session(options);
-///     if (!session.open(&error)) ...
+///     const ExitCode code = session.open(&error);
 ///     // subscribe, connect to LxQuotaHandler::instance()
-///     session.start();             // finished() comes when all that was published has been taken in
+///     code = session.run(&error);  // runs the event loop
 ///
-/// Lives on the main thread, whose event loop has to run from start() to finished(). One at a time.
+/// Lives on the main thread. One at a time.
 class MarketSession : public QObject
 {
     Q_OBJECT
@@ -27,39 +30,45 @@ class MarketSession : public QObject
 public:
     struct Options
     {
-        QString folder;
+        BusSession::Options bus;
         QString date;     ///< yyyyMMdd; empty: all
         double speed = 0; ///< factor of real time; 0: as fast as the signals are taken in
     };
 
-    explicit MarketSession(Options options, QObject *parent = nullptr);
+    /// Adds the options of the bus and of the replay.
+    static void addOptions(QCommandLineParser &parser, const QString &defaultSpeed);
+    static bool readOptions(const QCommandLineParser &parser, Options *options, QString *error);
+
+    explicit MarketSession(Options options);
     ~MarketSession() override;
 
-    /// Starts the bus, opens the recordings and loads the securities table and the library.
-    bool open(QString *error);
-    /// Prints a warning for each symbol that the securities table does not have.
-    void warnOfUnknown(const QStringList &symbols) const;
-    void start();
-    /// Ends the replay before its end.
+    /// Joins the bus, opens the recordings and loads the library. Anything but ExitOk comes with a reason in `error`.
+    ExitCode open(QString *error);
+    /// Runs the event loop. Of a shared bus: until stop(), or until the bus fails. Of a replay: until it has ended, or was
+    /// stopped, and every signal of the library that it caused has been delivered to receivers of this thread. SIGINT and
+    /// SIGTERM stop it. Anything but ExitOk comes with a reason in `error`.
+    ExitCode run(QString *error);
     void stop();
 
-    /// After finished().
-    ReplayCount count(RecordingKind kind) const { return m_replay->count(kind); }
-    quint64 dropped(RecordingKind kind) const;
-    quint64 droppedInAll() const;
+    BusSession &bus() { return m_bus; }
 
-Q_SIGNALS:
-    /// The replay has ended and every signal of the library that it caused has been delivered to receivers of this
-    /// thread. `error` is empty unless a recording could not be read to its end.
-    void finished(const QString &error);
+    /// Of a replay, after run().
+    ReplayCount count(RecordingKind kind) const { return m_replay ? m_replay->count(kind) : ReplayCount(); }
+    quint64 dropped(RecordingKind kind) const;
 
 private:
+    void startReplay();
+    void finish(ExitCode code, const QString &error);
     void waitForConsumers();
     void afterConsumers(std::function<void()> then);
 
     const Options m_options;
+    BusSession m_bus;
     std::unique_ptr<Replay> m_replay;
     std::unique_ptr<LxThread> m_thread;
     QSemaphore m_room;
     std::atomic<bool> m_stopping { false };
+    QEventLoop m_loop;
+    ExitCode m_exitCode = ExitOk;
+    QString m_error;
 };

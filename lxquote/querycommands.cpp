@@ -11,7 +11,9 @@
 
 #include <QElapsedTimer>
 #include <QMap>
+#include <QThread>
 
+#include <cstdlib>
 #include <functional>
 
 namespace {
@@ -34,12 +36,6 @@ struct FigureQuery
 QVariant figure(double value)
 {
     return value == QUOTA_INVALID_VALUE ? QVariant() : QVariant(value);
-}
-
-int failOpen(const QString &error)
-{
-    Terminal::err(QStringLiteral("lxquote: %1\n").arg(error));
-    return ExitUsage;
 }
 
 // Asks, waits, prints in the order of the arguments what has come, and names what has not.
@@ -69,17 +65,18 @@ int runFigureQuery(const FigureQuery &query, const QStringList &arguments)
         return Arguments::usageError(QStringLiteral("%1: no symbol given").arg(QLatin1String(query.command)));
 
     QuerySession session(options);
-    if (!session.open(&error))
-        return failOpen(error);
+    if (const ExitCode code = session.open(&error))
+        return Arguments::failure(code, error);
     Answers answers;
-    AnswerWait wait;
+    AnswerWait wait(session);
     QObject receiver;
     query.send(symbols, &receiver, [&](const QString &symbol, const QVector<QVariant> &row) {
         answers.insert(symbol, row);
         if (std::all_of(symbols.cbegin(), symbols.cend(), [&](const QString &s) { return answers.contains(s); }))
             wait.finish();
     });
-    wait.run(session.timeoutMs());
+    if (wait.run() == ExitFailure)
+        return ExitFailure;
 
     RowPrinter printer(query.columns);
     for (const QString &symbol : qAsConst(symbols)) {
@@ -226,20 +223,29 @@ int tradingDayCommand(const QStringList &arguments)
                                          .arg(positional.at(0), positional.at(1)));
 
     QuerySession session(options);
-    if (!session.open(&error))
-        return failOpen(error);
+    if (const ExitCode code = session.open(&error))
+        return Arguments::failure(code, error);
+    // The query blocks, and the bus may fail meanwhile.
+    QString day;
+    AnswerWait wait(session);
+    const std::unique_ptr<QThread> thread(
+        QThread::create([&] { day = LxQuotaHandler::instance().queryTradeDay(date, days); }));
+    QObject::connect(thread.get(), &QThread::finished, &wait, [&wait] { wait.finish(); });
     QElapsedTimer clock;
     clock.start();
-    const QString day = LxQuotaHandler::instance().queryTradeDay(date, days);
+    thread->start();
+    const ExitCode code = wait.run();
+    if (code == ExitFailure)
+        std::_Exit(code); // what the query still waits for cannot be called off
+    thread->wait();
     // The library tells a failure from a time-out only by how long it takes.
-    if (day.isEmpty() && clock.hasExpired(session.timeoutMs())) {
-        Terminal::err(QStringLiteral("lxquote: the trading day did not come in time\n"));
-        return ExitTimeout;
-    }
+    if (code == ExitTimeout || (day.isEmpty() && clock.hasExpired(session.timeoutMs())))
+        return Arguments::failure(ExitTimeout, QStringLiteral("the trading day did not come in time"));
+    if (day.isEmpty() && LxBus::current()->statistics().dropped(LxBusDrop::NoService) > 0)
+        return Arguments::failure(ExitTimeout, QStringLiteral("nobody on the bus answers"));
     if (day.isEmpty()) {
-        Terminal::err(QStringLiteral("lxquote: no trading day known %1 trading days from %2\n")
-                          .arg(days).arg(date.toString(Qt::ISODate)));
-        return ExitFailure;
+        return Arguments::failure(ExitFailure, QStringLiteral("no trading day known %1 trading days from %2")
+                                                   .arg(days).arg(date.toString(Qt::ISODate)));
     }
     RowPrinter printer(names("InitStartDate Days TradeDate"));
     printer.add({ date.toString(QStringLiteral("yyyyMMdd")), days, day });

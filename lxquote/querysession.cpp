@@ -1,11 +1,9 @@
 #include "querysession.h"
 
+#include "arguments.h"
 #include "terminal.h"
 
 #include <importer.h>
-#include <lxbus/bus.h>
-#include <lxbusinessdata/businessdatabase.h>
-#include <lxwidget/lxpluginhost.h>
 #include <requestservice.h>
 
 #include <QCryptographicHash>
@@ -16,8 +14,6 @@
 #include <QTimer>
 
 namespace {
-
-constexpr double LongestTimeoutSeconds = 3600;
 
 // A store in the user's cache for each folder of recordings.
 QString cachedStore(const QString &folder)
@@ -40,33 +36,22 @@ bool isOlderThanItsData(const QString &store, const QString &folder)
 
 void QuerySession::addOptions(QCommandLineParser &parser)
 {
-    parser.addOption({ QStringLiteral("data"), QStringLiteral("Folder of the recordings (default: data)."),
-                       QStringLiteral("DIR"), QStringLiteral("data") });
+    BusSession::addOptions(parser);
     parser.addOption({ QStringLiteral("store"),
                        QStringLiteral("Store built by marketd import (default: one built from the recordings when it is "
                                       "first needed, in the user's cache)."),
                        QStringLiteral("FILE") });
-    parser.addOption({ QStringLiteral("timeout"),
-                       QStringLiteral("Seconds to wait for answers (default: 10)."),
-                       QStringLiteral("SECONDS"), QStringLiteral("10") });
+    BusSession::addTimeoutOption(parser);
 }
 
 bool QuerySession::readOptions(const QCommandLineParser &parser, Options *options, QString *error)
 {
-    options->folder = parser.value(QStringLiteral("data"));
     options->store = parser.value(QStringLiteral("store"));
-    const QString timeout = parser.value(QStringLiteral("timeout"));
-    bool isNumber = false;
-    const double seconds = timeout.toDouble(&isNumber);
-    if (!isNumber || !(seconds > 0) || seconds > LongestTimeoutSeconds) {
-        *error = QStringLiteral("\"%1\" is no time-out in seconds").arg(timeout);
-        return false;
-    }
-    options->timeoutMs = static_cast<int>(seconds * 1000);
-    return true;
+    return BusSession::readOptions(parser, { QStringLiteral("store") }, &options->bus, error)
+            && BusSession::readTimeout(parser, &options->timeoutMs, error);
 }
 
-QuerySession::QuerySession(Options options) : m_options(std::move(options)) { }
+QuerySession::QuerySession(Options options) : m_options(std::move(options)), m_bus(m_options.bus) { }
 
 QuerySession::~QuerySession() = default;
 
@@ -74,50 +59,57 @@ bool QuerySession::prepareStore(QString *error)
 {
     if (!m_options.store.isEmpty())
         return true;
-    if (!QDir(m_options.folder).exists()) {
-        *error = QStringLiteral("no such folder: %1").arg(m_options.folder);
+    if (!QDir(m_bus.folder()).exists()) {
+        *error = QStringLiteral("no such folder: %1").arg(m_bus.folder());
         return false;
     }
-    m_options.store = cachedStore(m_options.folder);
-    if (QFileInfo::exists(m_options.store) && !isOlderThanItsData(m_options.store, m_options.folder))
+    m_options.store = cachedStore(m_bus.folder());
+    if (QFileInfo::exists(m_options.store) && !isOlderThanItsData(m_options.store, m_bus.folder()))
         return true;
-    Terminal::err(QStringLiteral("lxquote: building a store of %1 ...\n").arg(m_options.folder));
+    Terminal::err(QStringLiteral("lxquote: building a store of %1 ...\n").arg(m_bus.folder()));
     QDir().mkpath(QFileInfo(m_options.store).path());
-    Importer importer(m_options.folder, m_options.store, nullptr);
+    Importer importer(m_bus.folder(), m_options.store, nullptr);
     if (importer.run() == Importer::Imported)
         return true;
     *error = importer.errorString();
     return false;
 }
 
-bool QuerySession::open(QString *error)
+ExitCode QuerySession::open(QString *error)
 {
-    if (!prepareStore(error))
-        return false;
-    LxBusOptions busOptions;
-    busOptions.requestTimeoutMs = m_options.timeoutMs;
-    if (!LxBus::start(QStringLiteral("inproc:"), busOptions, error))
-        return false;
-    m_service = std::make_unique<RequestService>();
-    if (!m_service->start(m_options.store, error))
-        return false;
-    // Names and types; without them the answers are the same.
-    const QString securities = QDir(m_options.folder).filePath(QStringLiteral("securities.csv"));
-    if (QFileInfo::exists(securities) && !CBusinessDataBase::GetInstance()->LoadSecurities(securities, error))
-        return false;
-    return LxPluginHost::load(QStringLiteral(LX_PLUGIN_FILE), error);
+    if (!m_bus.isShared() && !prepareStore(error))
+        return ExitUsage;
+    if (const ExitCode code = m_bus.join(error, m_options.timeoutMs))
+        return code;
+    if (!m_bus.isShared()) {
+        m_service = std::make_unique<RequestService>();
+        if (!m_service->start(m_options.store, error))
+            return ExitUsage;
+    }
+    m_bus.printStates();
+    return m_bus.loadLibrary(error);
 }
 
-bool AnswerWait::run(int timeoutMs)
+AnswerWait::AnswerWait(QuerySession &session) : m_session(session)
 {
-    QTimer::singleShot(timeoutMs, &m_loop, &QEventLoop::quit);
-    if (!m_finished)
+    connect(&session.bus(), &BusSession::failed, this, [this](const QString &reason) {
+        end(static_cast<ExitCode>(Arguments::failure(ExitFailure, reason)));
+    });
+}
+
+ExitCode AnswerWait::run()
+{
+    QTimer::singleShot(m_session.timeoutMs(), this, [this] { end(ExitTimeout); });
+    if (!m_ended)
         m_loop.exec();
-    return m_finished;
+    return m_code;
 }
 
-void AnswerWait::finish()
+void AnswerWait::end(ExitCode code)
 {
-    m_finished = true;
+    if (m_ended)
+        return;
+    m_ended = true;
+    m_code = code;
     m_loop.quit();
 }

@@ -1,7 +1,6 @@
 #include "snapshotcommand.h"
 
 #include "arguments.h"
-#include "interrupt.h"
 #include "marketsession.h"
 #include "quoteview.h"
 #include "recordfields.h"
@@ -10,8 +9,10 @@
 
 #include <lxquotahandler.h>
 
-#include <QCoreApplication>
 #include <QLocale>
+#include <QTimer>
+
+#include <algorithm>
 
 namespace {
 
@@ -87,19 +88,34 @@ QString sheet(const StockQuotaData &quote)
     return lines + ladder(quote) + QLatin1Char('\n');
 }
 
+// Of a shared bus.
+void stopWhenAllHaveCome(MarketSession *session, const QStringList &symbols, int timeoutMs)
+{
+    QObject::connect(&LxQuotaHandler::instance(), &LxQuotaHandler::signalStockQuotaUpdate, session, [session, symbols] {
+        const auto hasCome = [](const QString &symbol) {
+            return !LxQuotaHandler::instance().GetLastStockQuotaDataTotal(symbol).Symbol.isEmpty();
+        };
+        if (std::all_of(symbols.cbegin(), symbols.cend(), hasCome))
+            session->stop();
+    });
+    QTimer::singleShot(timeoutMs, session, [session] { session->stop(); });
+}
+
 } // namespace
 
 int snapshotCommand(const QStringList &arguments)
 {
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral(
-        "Replays recorded market data and then prints the last quote of each symbol whole: all its fields and the\n"
-        "order book as a ladder. A figure without a value is \"-\", or null in JSON.\n"
-        "Exit code 1 if a symbol has no quote."));
+        "Prints the last quote of each symbol whole: all its fields and the order book as a ladder. A figure without a\n"
+        "value is \"-\", or null in JSON. The quotes are those at the end of a replay of recorded market data, or the\n"
+        "latest of a bus, which are waited for.\n"
+        "Exit code 1 if a symbol has no quote or the bus fails, 3 if a quote of the bus does not come in time."));
     parser.addPositionalArgument(QStringLiteral("snapshot"), QString());
     parser.addPositionalArgument(QStringLiteral("SYMBOL"), QStringLiteral("Stock symbols, for example 600519.SH."),
                                  QStringLiteral("SYMBOL..."));
-    Arguments::addSessionOptions(parser, QStringLiteral("max"));
+    MarketSession::addOptions(parser, QStringLiteral("max"));
+    BusSession::addTimeoutOption(parser);
     Arguments::addFormatOption(parser, formats);
     int exitCode = ExitOk;
     if (!Arguments::parse(parser, arguments, &exitCode))
@@ -108,41 +124,38 @@ int snapshotCommand(const QStringList &arguments)
     QString error;
     QString format;
     MarketSession::Options options;
-    if (!Arguments::readSessionOptions(parser, &options, &error)
+    int timeoutMs = 0;
+    if (!MarketSession::readOptions(parser, &options, &error) || !BusSession::readTimeout(parser, &timeoutMs, &error)
         || !Arguments::readFormat(parser, formats, &format, &error))
         return Arguments::usageError(error);
     QStringList symbols = parser.positionalArguments().mid(1);
     if (symbols.isEmpty())
         return Arguments::usageError(QStringLiteral("snapshot: no symbol given"));
 
+    const bool isShared = options.bus.bus.isShared();
+    if (!isShared && parser.isSet(QStringLiteral("timeout")))
+        return Arguments::usageError(QStringLiteral("--timeout goes with a bus (--bus or LX_BUS_URL)"));
+
     MarketSession session(options);
-    if (!session.open(&error)) {
-        Terminal::err(QStringLiteral("lxquote: %1\n").arg(error));
-        return ExitUsage;
-    }
-    session.warnOfUnknown(symbols);
+    if (const ExitCode code = session.open(&error))
+        return Arguments::failure(code, error);
+    session.bus().warnOfUnknown(symbols);
+    session.bus().printStates();
+    if (isShared)
+        stopWhenAllHaveCome(&session, symbols, timeoutMs);
     LxQuotaHandler &quota = LxQuotaHandler::instance();
-    quota.SubscribeQuote(symbols, true);
+    // The trades first: the quote is what is waited for, and the last trade is part of it.
     quota.SubscribeRecordTransaction(symbols, true);
-    Interrupt interrupt;
-    QObject::connect(&interrupt, &Interrupt::interrupted, &session, &MarketSession::stop);
-    QObject::connect(&session, &MarketSession::finished, qApp, [&error](const QString &reason) {
-        error = reason;
-        QCoreApplication::quit();
-    });
-    session.start();
-    QCoreApplication::exec();
-    if (!error.isEmpty()) {
-        Terminal::err(QStringLiteral("lxquote: %1\n").arg(error));
-        return ExitUsage;
-    }
+    quota.SubscribeQuote(symbols, true);
+    if (const ExitCode code = session.run(&error))
+        return Arguments::failure(code, error);
 
     RecordJson::Json json = RecordJson::Json::array();
     for (const QString &symbol : qAsConst(symbols)) {
         const StockQuotaData quote = quota.GetLastStockQuotaDataTotal(symbol);
         if (quote.Symbol.isEmpty()) {
-            Terminal::err(QStringLiteral("lxquote: no stock quote of %1\n").arg(symbol));
-            exitCode = ExitFailure;
+            exitCode = isShared ? Arguments::failure(ExitTimeout, QStringLiteral("no stock quote of %1 came").arg(symbol))
+                                : Arguments::failure(ExitFailure, QStringLiteral("no stock quote of %1").arg(symbol));
         } else if (format == formats.first()) {
             Terminal::out(sheet(quote));
         } else {

@@ -1,7 +1,6 @@
 #include "watchcommand.h"
 
 #include "arguments.h"
-#include "interrupt.h"
 #include "marketsession.h"
 #include "quoteview.h"
 #include "recordjson.h"
@@ -11,7 +10,6 @@
 #include <lxmsg/unpackmessagecommon.h>
 #include <lxquotahandler.h>
 
-#include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QTimer>
 
@@ -91,6 +89,8 @@ private:
     void showNote(const char *type, const QString &key, const QVariant &data, const QString &text);
     void countAnnounced(RecordingKind kind) { ++m_announced[static_cast<size_t>(kind)]; }
     void drawSoon();
+    void draw();
+    QString status() const;
 
     MarketSession &m_session;
     const WatchOptions m_options;
@@ -136,8 +136,12 @@ void Watch::subscribe()
             showNote("updown", QStringLiteral("updown"), data, upsDownsText(data));
         });
     }
-    if (m_drawsTable)
-        m_table.draw();
+    if (m_drawsTable) {
+        connect(&m_session.bus(), &BusSession::stateChanged, this, [this] { drawSoon(); });
+        draw();
+    } else {
+        m_session.bus().printStates();
+    }
 }
 
 template<typename Quote>
@@ -200,32 +204,61 @@ void Watch::drawSoon()
 void Watch::finish()
 {
     if (m_drawPending)
-        m_table.draw();
+        draw();
     m_drawPending = false;
+}
+
+void Watch::draw()
+{
+    if (m_session.bus().isShared())
+        m_table.setStatus(status());
+    m_table.draw();
+}
+
+QString Watch::status() const
+{
+    QString text = QStringLiteral("bus ") + m_session.bus().state().text();
+    const QString drops = ProgramBus::dropsText();
+    return drops.isEmpty() ? text : text + QStringLiteral("; dropped ") + drops;
 }
 
 void Watch::printSummary(double seconds) const
 {
     using Terminal::fitted;
-    const auto number = [](quint64 value) { return fitted(QuoteText::count(static_cast<double>(value)), -11); };
-    QString text = QStringLiteral("%1%2%3%4%5%6\n")
-                       .arg(fitted(QString(), 14), fitted(QStringLiteral("read"), -11),
-                            fitted(QStringLiteral("published"), -11), fitted(QStringLiteral("announced"), -11),
-                            fitted(QStringLiteral("dropped"), -11), fitted(QStringLiteral("skipped"), -11));
-    quint64 announced = 0;
+    constexpr int NameColumns = 14;
+    constexpr int NumberColumns = -11;
+    const auto number = [](quint64 value) { return fitted(QuoteText::count(static_cast<double>(value)), NumberColumns); };
+    // What a shared bus publishes is not known here.
+    const bool replayed = !m_session.bus().isShared();
+    QString text = fitted(QString(), NameColumns);
+    for (const char *column : { "read", "published", "announced", "dropped", "skipped" }) {
+        if (replayed || qstrcmp(column, "announced") == 0 || qstrcmp(column, "dropped") == 0)
+            text += fitted(QString::fromLatin1(column), NumberColumns);
+    }
+    text += QLatin1Char('\n');
+    quint64 inAll = 0;
     for (int i = 0; i < RecordingKinds; ++i) {
         const auto kind = static_cast<RecordingKind>(i);
         const ReplayCount count = m_session.count(kind);
-        if (count.read + count.skipped == 0)
+        const quint64 announced = m_announced[static_cast<size_t>(i)];
+        const quint64 dropped = m_session.dropped(kind);
+        if (replayed ? count.read + count.skipped == 0 : announced + dropped == 0)
             continue;
-        announced += m_announced[static_cast<size_t>(i)];
-        text += fitted(recordingKindInfo(kind).name, 14) + number(count.read) + number(count.published)
-                + number(m_announced[static_cast<size_t>(i)]) + number(m_session.dropped(kind)) + number(count.skipped)
-                + QLatin1Char('\n');
+        inAll += announced;
+        text += fitted(recordingKindInfo(kind).name, NameColumns);
+        if (replayed)
+            text += number(count.read) + number(count.published);
+        text += number(announced) + number(dropped);
+        if (replayed)
+            text += number(count.skipped);
+        text += QLatin1Char('\n');
     }
     text += QStringLiteral("%1 records announced in %2 s (%3/s)\n")
-                .arg(QuoteText::count(static_cast<double>(announced)).trimmed(), QString::number(seconds, 'f', 2),
-                     QuoteText::count(seconds > 0 ? static_cast<double>(announced) / seconds : 0));
+                .arg(QuoteText::count(static_cast<double>(inAll)).trimmed(), QString::number(seconds, 'f', 2),
+                     QuoteText::count(seconds > 0 ? static_cast<double>(inAll) / seconds : 0));
+    const QString drops = ProgramBus::dropsText();
+    if (!drops.isEmpty())
+        text += QStringLiteral("dropped by the bus: %1\n").arg(drops);
     if (m_drawsTable || !m_options.json)
         Terminal::out(QLatin1Char('\n') + text);
     else
@@ -238,14 +271,15 @@ int watchCommand(const QStringList &arguments)
 {
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral(
-        "Replays recorded market data and shows the quotes of the symbols as they change: a table that updates in\n"
-        "place on a terminal, else a line an update. Ends with the recording or on Ctrl-C, with a summary:\n"
+        "Shows the quotes of the symbols as they change, of a bus or of a replay of recorded market data: a table that\n"
+        "updates in place on a terminal, else a line an update. Ends with the recording or on Ctrl-C, with a summary:\n"
         "records read; published, that is of the symbols watched; announced by the library; dropped by the bus;\n"
-        "skipped as broken."));
+        "skipped as broken. Of a bus it knows what it was sent only: records announced and dropped.\n"
+        "Exit code 1 if the bus fails."));
     parser.addPositionalArgument(QStringLiteral("watch"), QString());
     parser.addPositionalArgument(QStringLiteral("SYMBOL"), QStringLiteral("Symbols, for example 600519.SH."),
                                  QStringLiteral("SYMBOL..."));
-    Arguments::addSessionOptions(parser, QStringLiteral("60"));
+    MarketSession::addOptions(parser, QStringLiteral("60"));
     Arguments::addFormatOption(parser, formats);
     parser.addOption({ QStringLiteral("kinds"),
                        QStringLiteral("What to show: any of %1, comma-separated (default: quote).")
@@ -258,7 +292,7 @@ int watchCommand(const QStringList &arguments)
     QString error;
     QString format;
     MarketSession::Options sessionOptions;
-    if (!Arguments::readSessionOptions(parser, &sessionOptions, &error)
+    if (!MarketSession::readOptions(parser, &sessionOptions, &error)
         || !Arguments::readFormat(parser, formats, &format, &error))
         return Arguments::usageError(error);
     WatchOptions options;
@@ -276,30 +310,17 @@ int watchCommand(const QStringList &arguments)
     options.json = format == formats.last();
 
     MarketSession session(sessionOptions);
-    if (!session.open(&error)) {
-        Terminal::err(QStringLiteral("lxquote: %1\n").arg(error));
-        return ExitUsage;
-    }
-    session.warnOfUnknown(options.symbols);
+    if (const ExitCode code = session.open(&error))
+        return Arguments::failure(code, error);
+    session.bus().warnOfUnknown(options.symbols);
     Watch watch(session, options);
     watch.subscribe();
 
-    Interrupt interrupt;
-    QObject::connect(&interrupt, &Interrupt::interrupted, &session, &MarketSession::stop);
-    QObject::connect(&session, &MarketSession::finished, qApp, [&error](const QString &reason) {
-        error = reason;
-        QCoreApplication::quit();
-    });
     QElapsedTimer clock;
     clock.start();
-    session.start();
-    QCoreApplication::exec();
+    const ExitCode code = session.run(&error);
 
     watch.finish();
     watch.printSummary(static_cast<double>(clock.elapsed()) / 1000.0);
-    if (!error.isEmpty()) {
-        Terminal::err(QStringLiteral("lxquote: %1\n").arg(error));
-        return ExitUsage;
-    }
-    return ExitOk;
+    return code == ExitOk ? ExitOk : Arguments::failure(code, error);
 }

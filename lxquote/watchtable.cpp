@@ -117,8 +117,11 @@ void WatchTable::draw()
             lines.append(line(trade));
     }
     lines += m_notes.values();
-    while (lines.size() > Terminal::rows() - 1)
+    const int room = Terminal::rows() - (m_status.isEmpty() ? 1 : 2);
+    while (lines.size() > room)
         lines.removeLast();
+    if (!m_status.isEmpty())
+        lines.append(Terminal::coloured(m_status.left(Terminal::columns() - 1), Colour::Dim));
 
     QString drawing;
     if (m_linesDrawn > 0)

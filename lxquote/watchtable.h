@@ -17,6 +17,8 @@ public:
     void addTrade(const TradeView &trade);
     /// A line below the table, by its key; replaced when it comes again.
     void setNote(const QString &key, const QString &text);
+    /// The last line, whatever room there is.
+    void setStatus(const QString &text) { m_status = text; }
 
     /// Draws the table over the last drawing, as far as the terminal has room.
     void draw();
@@ -32,5 +34,6 @@ private:
     QHash<QString, QuoteView> m_quotes;
     QHash<QString, QList<TradeView>> m_trades;
     QMap<QString, QString> m_notes;
+    QString m_status;
     int m_linesDrawn = 0;
 };

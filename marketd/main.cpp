@@ -1,3 +1,4 @@
+#include "servecommand.h"
 #include "storeimportcommand.h"
 
 #include <QCommandLineParser>
@@ -16,6 +17,7 @@ struct Command
 
 constexpr Command commands[] = {
     { "import", "Build a store from a folder of recorded data.", runImportCommand },
+    { "serve", "Answer requests and replay recordings on a bus.", runServeCommand },
 };
 
 QString help(const QCommandLineParser &parser)

@@ -12,6 +12,7 @@ namespace {
 
 constexpr size_t RecordsPerBatch = 1024;
 constexpr int FlushTimeoutMs = 10000;
+constexpr int StoppedFlushTimeoutMs = 2000; // a broker that is away is not waited for
 constexpr double LongestWaitMs = 1e12;
 
 // Which recording's row comes next: the earliest; at the same time the file that sorts first.
@@ -35,6 +36,16 @@ Replay::~Replay() = default;
 
 bool Replay::open(QString *error)
 {
+    if (!rewind(error))
+        return false;
+    m_port = LxBus::current()->openService(this);
+    return true;
+}
+
+bool Replay::rewind(QString *error)
+{
+    m_recordings.clear();
+    m_analysis = MarketAnalysis();
     const QDir folder(m_options.folder);
     if (!folder.exists()) {
         *error = QStringLiteral("no such folder: %1").arg(m_options.folder);
@@ -54,7 +65,6 @@ bool Replay::open(QString *error)
         *error = QStringLiteral("no recordings in %1").arg(m_options.folder);
         return false;
     }
-    m_port = LxBus::current()->openService(this);
     return true;
 }
 
@@ -103,18 +113,18 @@ bool Replay::run(QString *error)
     if (!m_stop)
         publishBatch(&batch);
     m_analysis.publish(*m_port);
-    m_port->flush(FlushTimeoutMs);
+    m_port->flush(m_stop ? StoppedFlushTimeoutMs : FlushTimeoutMs);
     for (const auto &recording : m_recordings)
-        m_counts[static_cast<size_t>(recording->kind())].skipped += recording->brokenRows();
+        m_counts[static_cast<size_t>(recording->kind())].skipped.add(recording->brokenRows());
     return error->isEmpty();
 }
 
 void Replay::publish(RecordingKind kind, const CsvRecording::Row &row)
 {
-    ReplayCount &count = m_counts[static_cast<size_t>(kind)];
-    ++count.read;
+    Counts &counts = m_counts[static_cast<size_t>(kind)];
+    counts.read.add(1);
     if (m_port->publish(recordingKindInfo(kind).topic, row.symbol, row.body) > 0)
-        ++count.published;
+        counts.published.add(1);
     m_analysis.observe(kind, row, *m_port);
 }
 
@@ -129,6 +139,12 @@ void Replay::publishBatch(std::vector<PendingRow> *batch)
     for (const PendingRow &pending : *batch)
         publish(pending.kind, pending.row);
     batch->clear();
+}
+
+ReplayCount Replay::count(RecordingKind kind) const
+{
+    const Counts &counts = m_counts[static_cast<size_t>(kind)];
+    return { counts.read.value, counts.published.value, counts.skipped.value };
 }
 
 void Replay::stop()

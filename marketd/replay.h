@@ -32,8 +32,8 @@ struct ReplayOptions
 struct ReplayCount
 {
     quint64 read = 0;      ///< whole rows read
-    quint64 published = 0; ///< of these, the ones that somebody received
-    quint64 skipped = 0;   ///< broken rows
+    quint64 published = 0; ///< of these, the ones that somebody received; a broker counts as somebody
+    quint64 skipped = 0;   ///< broken rows; counted at the end of each run
 };
 
 /// Replays the recordings of a folder onto the bus, merged by time of day over all files.
@@ -51,11 +51,13 @@ public:
     /// Publishes everything; returns at the end, after stop(), or on a read error (false, with the reason in `error`),
     /// when the receivers have taken all that was published. Call it on a thread of its own.
     bool run(QString *error);
-    /// Ends run() soon. Any thread.
+    /// Opens all recordings anew, for another run(). False as open().
+    bool rewind(QString *error);
+    /// Ends run() soon, and any later one. Any thread.
     void stop();
 
-    /// Any thread, once run() has returned.
-    ReplayCount count(RecordingKind kind) const { return m_counts[static_cast<size_t>(kind)]; }
+    /// Of all runs. Any thread.
+    ReplayCount count(RecordingKind kind) const;
 
 private:
     QStringList requestTypes() const override { return {}; }
@@ -67,6 +69,20 @@ private:
         CsvRecording::Row row;
     };
 
+    // Written by run() alone, so that counting takes no locked instruction.
+    struct Counter
+    {
+        std::atomic<quint64> value { 0 };
+
+        void add(quint64 number) { value.store(value.load(std::memory_order_relaxed) + number, std::memory_order_relaxed); }
+    };
+    struct Counts
+    {
+        Counter read;
+        Counter published;
+        Counter skipped;
+    };
+
     bool waitUntilDue(double milliseconds);
     void publish(RecordingKind kind, const CsvRecording::Row &row);
     void publishBatch(std::vector<PendingRow> *batch);
@@ -74,7 +90,7 @@ private:
     const ReplayOptions m_options;
     std::unique_ptr<LxBusServicePort> m_port;
     std::vector<std::unique_ptr<CsvRecording>> m_recordings;
-    std::array<ReplayCount, RecordingKinds> m_counts;
+    std::array<Counts, RecordingKinds> m_counts;
     MarketAnalysis m_analysis;
 
     QMutex m_mutex; // guards the waiting
