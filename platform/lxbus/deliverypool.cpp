@@ -60,6 +60,7 @@ LxMailbox::Fate LxMailbox::offerOrConflate(LxDelivery delivery, quint64 conflati
         if (m_closed)
             return Fate::Closed;
         if (waiting() < m_limit) {
+            m_conflatable.erase(conflationKey); // whatever comes next belongs behind this one
             schedule = queue(std::move(delivery));
         } else {
             fellBehind = !std::exchange(m_slow, true);

@@ -5,7 +5,9 @@
 
 #include <QLoggingCategory>
 
+#include <cstdlib>
 #include <thread>
+#include <utility>
 
 Q_LOGGING_CATEGORY(lxNatsLog, "lx.bus.nats")
 
@@ -82,7 +84,9 @@ bool Bus::connect(const QString &url, QString *error)
     m_echoSubject = LxNatsSubjects::client(uniqueAddress(QStringLiteral("echo")));
     m_echo = m_nats->subscribe(m_echoSubject, nullptr, [this](const LxNatsMessage &message) {
         QMutexLocker locker(&m_echoMutex);
-        m_lastEcho = qMax(m_lastEcho, QByteArray(message.bytes(), static_cast<int>(message.size())).toULongLong());
+        const quint64 number = QByteArray(message.bytes(), static_cast<int>(message.size())).toULongLong();
+        if (number <= m_lastEchoSent) // others can send here, too
+            m_lastEcho = qMax(m_lastEcho, number);
         m_echoed.wakeAll();
     });
     m_nats->setObserver(this);
@@ -141,12 +145,18 @@ void Bus::noteSlow(bool slow)
     showState();
 }
 
+// Announces the state, and what becomes of it meanwhile: one thread at a time, so that the last one announced is the
+// latest.
 void Bus::showState()
 {
-    LxBusState::Kind kind = LxBusState::Connected;
-    QString reason;
-    {
-        QMutexLocker locker(&m_stateMutex);
+    QMutexLocker locker(&m_stateMutex);
+    m_stateChanged = true;
+    if (m_showingState)
+        return;
+    m_showingState = true;
+    while (std::exchange(m_stateChanged, false)) {
+        LxBusState::Kind kind = LxBusState::Connected;
+        QString reason;
         if (!m_lost.isEmpty()) {
             kind = LxBusState::Reconnecting;
             reason = m_lost;
@@ -154,8 +164,11 @@ void Bus::showState()
             kind = LxBusState::SlowConsumer;
             reason = QStringLiteral("quotes are conflated");
         }
+        locker.unlock();
+        m_state.setState(kind, reason);
+        locker.relock();
     }
-    m_state.setState(kind, reason);
+    m_showingState = false;
 }
 
 bool Bus::read(const LxNatsMessage &message, const QString &what, LxWireMessage *result)
@@ -249,11 +262,11 @@ void Bus::receiveRequest(Service *service, const LxNatsMessage &message)
     LxWireMessage request;
     if (!read(message, QStringLiteral("request"), &request))
         return;
-    if (!service->types.contains(request.type)) {
+    const QByteArray reply = message.reply();
+    if (!service->types.contains(request.type) || (!reply.isEmpty() && !LxNatsSubjects::isReturnAddress(reply))) {
         m_statistics.drop(LxBusDrop::Malformed, QStringLiteral("request"));
         return;
     }
-    const QByteArray reply = message.reply();
     quint64 number = 0;
     if (!reply.isEmpty() && !reply.startsWith(LxNatsSubjects::client(request.client) + LxNatsSubjects::Own::nothingAwaited)) {
         QMutexLocker locker(&m_pending);
@@ -320,8 +333,23 @@ bool Bus::flush(int timeoutMs)
 
 } // namespace LxNats
 
+namespace {
+
+std::weak_ptr<LxNats::Bus> lastBus;
+
+} // namespace
+
 std::shared_ptr<LxBusTransport> createNatsBus(const QString &url, const LxBusOptions &options, QString *error)
 {
     const auto bus = std::make_shared<LxNats::Bus>(options);
-    return bus->connect(url, error) ? bus : nullptr;
+    if (!bus->connect(url, error))
+        return nullptr;
+    lastBus = bus;
+    // Those who are still on the bus at exit keep it longer than what its connection needs: of NATS, of OpenSSL, of Qt.
+    // Registered behind their handlers, this one is called before them.
+    std::atexit([] {
+        if (const std::shared_ptr<LxNats::Bus> open = lastBus.lock())
+            open->disconnect();
+    });
+    return bus;
 }

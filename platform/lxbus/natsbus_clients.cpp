@@ -232,8 +232,8 @@ void Bus::receiveOwn(Client *client, const LxNatsMessage &message)
     } else if (behind(Own::answer, &end)) {
         receiveAnswer(client, end.toULongLong(), message);
     } else if (behind(Own::nothingAwaited, &end)) {
-        if (message.isNoResponders())
-            m_statistics.drop(LxBusDrop::NoService, QString::fromUtf8(end));
+        const LxBusDrop reason = message.isNoResponders() ? LxBusDrop::NoService : LxBusDrop::LateAnswer;
+        m_statistics.drop(reason, QString::fromUtf8(end));
     } else if (rest == Own::message) {
         LxWireMessage published;
         if (!read(message, QStringLiteral("message"), &published))
@@ -244,6 +244,8 @@ void Bus::receiveOwn(Client *client, const LxNatsMessage &message)
             offer(client->mailbox.get(), { LxDelivery::Published, QString(), *subscribed, published.body, 0 }, 0);
         else
             m_statistics.drop(LxBusDrop::ReceiverGone, published.type);
+    } else {
+        m_statistics.drop(LxBusDrop::Malformed, QStringLiteral("message"));
     }
 }
 

@@ -107,6 +107,8 @@ public:
     ~Bus();
 
     bool connect(const QString &url, QString *error);
+    /// Closes the connection, for good.
+    void disconnect() { m_nats->close(); }
 
     std::unique_ptr<LxBusEndpoint> openEndpoint(const QString &name, LxBusListener *listener) override;
     std::unique_ptr<LxBusServicePort> openService(LxBusService *service) override;
@@ -186,6 +188,8 @@ private:
     QMutex m_stateMutex; // guards what follows
     QString m_lost;      // why, while the connection is lost
     int m_slowClients = 0;
+    bool m_showingState = false; // a thread announces the state
+    bool m_stateChanged = false; // since that thread looked
 };
 
 } // namespace LxNats

@@ -4,8 +4,8 @@
 
 #include <QCoreApplication>
 #include <QDeadlineTimer>
+#include <QFileInfo>
 #include <QMutex>
-#include <QRegularExpression>
 #include <QWaitCondition>
 
 #include <thread>
@@ -20,12 +20,16 @@ constexpr int PingIntervalMs = 5000; // two without an answer, and the connectio
 constexpr int WriteDeadlineMs = 5000;
 constexpr int ClosingFlushMs = 2000;
 
-// The NATS library's words, without the place in its source.
+// The NATS library's words, without the place in its source, "(conn.c:123): ". Called on its threads, also while the process
+// exits: nothing of Qt that is made on first use, as regular expressions are.
 QString textOf(natsStatus status, const char *details)
 {
-    const QRegularExpression place(QStringLiteral("\\([^()]*\\.c:\\d+\\): "));
     const QString text = QString::fromUtf8(natsStatus_GetText(status));
-    const QString more = details ? QString::fromUtf8(details).remove(place) : QString();
+    QString more = QString::fromUtf8(details);
+    const QLatin1String behindPlace("): ");
+    const int end = more.indexOf(behindPlace);
+    if (more.startsWith(QLatin1Char('(')) && end > 0)
+        more.remove(0, end + behindPlace.size());
     return more.isEmpty() || more == text ? text : QStringLiteral("%1: %2").arg(text, more);
 }
 
@@ -79,6 +83,12 @@ public:
     static void leave(void *closure)
     {
         const std::unique_ptr<Handler> handler(static_cast<Handler *>(closure));
+        abandon(handler.get());
+    }
+
+    // Waits for it no longer.
+    static void abandon(const Handler *handler)
+    {
         QMutexLocker locker(&handler->owner->m_mutex);
         --handler->owner->m_handlers;
         handler->owner->m_changed.wakeAll();
@@ -194,8 +204,15 @@ bool apply(const LxNatsUrl &url, const LxBusOptions &options, natsOptions *nats,
 
     natsStatus status = NATS_OK;
     const QByteArray credentials = fileOf(options.credentialsFile, "LX_BUS_CREDENTIALS");
-    if (!credentials.isEmpty())
+    if (!credentials.isEmpty()) {
+        // NATS reads the file when a broker asks for it, and tells no more than that no broker is there.
+        const QString file = QString::fromLocal8Bit(credentials);
+        if (!QFileInfo(file).isReadable()) {
+            *error = QStringLiteral("cannot read the credentials in \"%1\"").arg(file);
+            return false;
+        }
         status = natsOptions_SetUserCredentialsFromFiles(nats, credentials.constData(), nullptr);
+    }
     if (status != NATS_OK) {
         *error = QStringLiteral("cannot use the credentials in \"%1\": %2")
                          .arg(QString::fromLocal8Bit(credentials), textOf(status, nats_GetLastError(nullptr)));
@@ -269,12 +286,17 @@ LxNatsConnection::LxNatsConnection(natsConnection *connection, std::unique_ptr<C
 
 LxNatsConnection::~LxNatsConnection()
 {
+    close();
+    natsConnection_Destroy(m_connection);
+}
+
+void LxNatsConnection::close()
+{
     if (natsConnection_Status(m_connection) == NATS_CONN_STATUS_CONNECTED)
         natsConnection_FlushTimeout(m_connection, ClosingFlushMs);
     m_callbacks->setObserver(nullptr);
     natsConnection_Close(m_connection);
     m_callbacks->waitUntilNothingComes();
-    natsConnection_Destroy(m_connection);
 }
 
 void LxNatsConnection::setObserver(LxNatsObserver *observer)
@@ -294,7 +316,8 @@ LxNatsSubscription LxNatsConnection::subscribe(const QByteArray &subject, const 
         Callbacks::leave(entered);
         return LxNatsSubscription();
     }
-    natsSubscription_SetOnCompleteCB(subscription, &Callbacks::leave, entered);
+    if (natsSubscription_SetOnCompleteCB(subscription, &Callbacks::leave, entered) != NATS_OK)
+        Callbacks::abandon(entered); // closed meanwhile; whether it is being called is not known
     return LxNatsSubscription(subscription);
 }
 

@@ -67,8 +67,11 @@ class LxNatsConnection
 public:
     /// Connects within five seconds; null, with the reason in `error`, if that fails.
     static std::unique_ptr<LxNatsConnection> open(const QString &url, const LxBusOptions &options, QString *error);
-    /// Sends what is buffered and waits for calls under way. Not to be called from one.
+    /// As close().
     ~LxNatsConnection();
+
+    /// Sends what is buffered, closes the connection for good and waits for calls under way. Not to be called from one.
+    void close();
 
     /// Tells `observer`, which must outlive the connection, from now on.
     void setObserver(LxNatsObserver *observer);

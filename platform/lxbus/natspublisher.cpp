@@ -66,8 +66,10 @@ LxNatsPublisher::Latest &LxNatsPublisher::latestOf(const QString &topic, const Q
     latest->subject = LxNatsSubjects::record(path);
     latest->recap = m_connection->subscribe(LxNatsSubjects::recap(path), LxNatsSubjects::publishersGroup,
                                             [this, asked = latest.get()](const LxNatsMessage &request) {
-                                                if (request.reply())
+                                                if (LxNatsSubjects::isReturnAddress(request.reply()))
                                                     answerRecap(*asked, request.reply());
+                                                else
+                                                    m_statistics->drop(LxBusDrop::Malformed, QStringLiteral("recap"));
                                             });
     // Texts may be literals in the memory of a library that is unloaded before the bus ends.
     m_latest.insert({ QString(topic.constData(), topic.size()), QString(key.constData(), key.size()) }, latest);

@@ -58,4 +58,9 @@ QByteArray client(const QString &address)
     return "lx.cl." + part(address);
 }
 
+bool isReturnAddress(const QByteArray &subject)
+{
+    return subject.startsWith("lx.cl.") || subject.startsWith("_INBOX.");
+}
+
 } // namespace LxNatsSubjects

@@ -20,6 +20,9 @@ QByteArray recap(const QByteArray &path);
 QByteArray request(const QString &type);
 /// What a client's own subjects begin with.
 QByteArray client(const QString &address);
+/// True of the subjects where an answer may be asked to: a client's own, and those that the NATS library makes for
+/// requests. At any other one, services would publish for clients what these may not publish themselves.
+bool isReturnAddress(const QByteArray &subject);
 
 /// What follows client().
 namespace Own {

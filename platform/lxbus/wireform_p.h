@@ -24,14 +24,12 @@ enum Major : quint8 {
     Simple = 0xe0,
 };
 
-// What follows the first byte of an item: up to 23 it is the number itself.
-enum Additional : quint8 {
-    LargestInPlace = 23,
-    OneByte = 24,
-    TwoBytes = 25,
-    FourBytes = 26,
-    EightBytes = 27,
-};
+// The other bits of the first byte: up to 23 they are the number itself, else they tell how many bytes of it follow.
+constexpr quint8 LargestInPlace = 23;
+constexpr quint8 OneByte = 24;
+constexpr quint8 TwoBytes = 25;
+constexpr quint8 FourBytes = 26;
+constexpr quint8 EightBytes = 27;
 
 constexpr quint8 False = Simple | 20;
 constexpr quint8 True = Simple | 21;

@@ -52,8 +52,8 @@ private:
     const std::unique_ptr<Private> d;
 };
 
-/// Turns bytes back into messages. Trusts no byte: whatever the bytes are, it gives a message or a reason, and allocates
-/// no more than a fixed multiple of their number.
+/// Turns bytes back into messages. Trusts no byte: whatever they are, it gives a message or a reason, and allocates in
+/// proportion to their number.
 ///
 /// Keeps the last layouts: rows with the same keys, of one message or of several, share theirs. One thread at a time.
 class LXBUS_EXPORT LxWireReader

@@ -1,5 +1,6 @@
 #include "wireform_p.h"
 #include "wireformat.h"
+#include "wireoutput_p.h"
 
 #include <lxmsg/packedbody.h>
 
@@ -11,104 +12,6 @@
 using namespace LxWireForm;
 
 namespace {
-
-// Bytes that grow.
-class Output
-{
-public:
-    size_t size() const { return m_size; }
-    const char *data() const { return m_bytes.get(); }
-    QByteArray copy() const { return QByteArray(m_bytes.get(), static_cast<int>(m_size)); }
-
-    void clear()
-    {
-        constexpr size_t MostKept = 1024 * 1024;
-        m_size = 0;
-        if (m_capacity > MostKept) {
-            m_bytes.reset();
-            m_capacity = 0;
-        }
-    }
-
-    // Where the next `size` bytes may be written; commit() takes those that were.
-    char *room(size_t size)
-    {
-        if (m_capacity - m_size < size)
-            grow(size);
-        return m_bytes.get() + m_size;
-    }
-    void commit(const char *end) { m_size = static_cast<size_t>(end - m_bytes.get()); }
-
-    void append(const char *bytes, size_t size)
-    {
-        char *at = room(size);
-        std::memcpy(at, bytes, size);
-        commit(at + size);
-    }
-
-    void appendByte(quint8 byte)
-    {
-        char *at = room(1);
-        *at = static_cast<char>(byte);
-        commit(at + 1);
-    }
-
-    void appendHead(Major major, quint64 number) { commit(writeHead(room(MostHeadBytes), major, number)); }
-
-    // Writes the head of an array in front of what has been written since the output had `position` bytes.
-    void insertArrayHead(size_t position, quint64 count)
-    {
-        char head[MostHeadBytes];
-        const auto headSize = static_cast<size_t>(writeHead(head, Array, count) - head);
-        char *end = room(headSize);
-        char *at = m_bytes.get() + position;
-        std::memmove(at + headSize, at, static_cast<size_t>(end - at));
-        std::memcpy(at, head, headSize);
-        commit(end + headSize);
-    }
-
-    static constexpr size_t MostHeadBytes = 9;
-
-    // The shortest head. Returns its end.
-    static char *writeHead(char *at, Major major, quint64 number)
-    {
-        if (number <= LargestInPlace) {
-            *at++ = static_cast<char>(major | number);
-        } else if (number <= 0xff) {
-            *at++ = static_cast<char>(major | OneByte);
-            *at++ = static_cast<char>(number);
-        } else if (number <= 0xffff) {
-            *at++ = static_cast<char>(major | TwoBytes);
-            qToBigEndian(static_cast<quint16>(number), at);
-            at += sizeof(quint16);
-        } else if (number <= 0xffffffff) {
-            *at++ = static_cast<char>(major | FourBytes);
-            qToBigEndian(static_cast<quint32>(number), at);
-            at += sizeof(quint32);
-        } else {
-            *at++ = static_cast<char>(major | EightBytes);
-            qToBigEndian(number, at);
-            at += sizeof(quint64);
-        }
-        return at;
-    }
-
-private:
-    void grow(size_t size)
-    {
-        constexpr size_t Least = 4096;
-        const size_t capacity = std::max({ Least, 2 * m_capacity, m_size + size });
-        std::unique_ptr<char[]> bytes(new char[capacity]);
-        if (m_size > 0)
-            std::memcpy(bytes.get(), m_bytes.get(), m_size);
-        m_bytes = std::move(bytes);
-        m_capacity = capacity;
-    }
-
-    std::unique_ptr<char[]> m_bytes;
-    size_t m_capacity = 0;
-    size_t m_size = 0;
-};
 
 // A layout, and the item that its keys are written as.
 struct KeyBlock
@@ -199,7 +102,9 @@ struct LxWireWriter::Private
     bool writeMap(const QVariantMap &map, int depth);
     bool writeTexts(const QStringList &texts);
     bool writeText(Output *to, const QString &text);
-    bool writeOtherText(Output *to, const QString &text);
+    bool writeUtf8(Output *to, const QString &text);
+    bool writeUtf16(Output *to, const QString &text);
+    bool checkTextSize(int size);
     bool countValues(int count);
     bool fail(const QString &reason);
 
@@ -209,9 +114,9 @@ struct LxWireWriter::Private
     // Of the message being written:
     Output out;
     int values = 0;
-    QVector<QByteArray> items;       // its key blocks
-    QHash<QByteArray, int> numbers;  // of its key blocks, if there is more than one
-    QVector<int> blocks;             // by row
+    QVector<QByteArray> items;      // its key blocks
+    QHash<QByteArray, int> numbers; // of its key blocks, if there is more than one
+    QVector<int> blocks;            // by row
 };
 
 LxWireWriter::LxWireWriter() : d(std::make_unique<Private>()) { }
@@ -273,7 +178,7 @@ bool LxWireWriter::Private::writeBody(const LxPackedBody &body)
     out.appendHead(Array, static_cast<quint64>(body.rowCount()));
     for (int i = 0; i < body.rowCount(); ++i) {
         if (!writeRow(*body.row(i), blocks.at(i))) {
-            error.prepend(QStringLiteral("row %1").arg(i));
+            error.prepend(QStringLiteral("row %1: ").arg(i));
             return false;
         }
     }
@@ -295,7 +200,7 @@ bool LxWireWriter::Private::collectKeyBlocks(const LxPackedBody &body)
         }
         last = layout.get();
         if (!layout)
-            return fail(QStringLiteral("row %1 has no keys").arg(i));
+            return fail(QStringLiteral("row %1 has no layout").arg(i));
         const KeyBlock *known = kept.find([&layout](const KeyBlock &block) { return block.layout == layout; });
         QByteArray item = known ? known->item : QByteArray();
         if (!known && !encodeKeys(layout, &item))
@@ -346,7 +251,7 @@ bool LxWireWriter::Private::writeRow(const LxPackedRow &row, int block)
 {
     const QVector<QString> &keys = row.layout->keys();
     if (row.values.size() != keys.size())
-        return fail(QStringLiteral(": %1 values for %2 keys").arg(row.values.size()).arg(keys.size()));
+        return fail(QStringLiteral("%1 values for %2 keys").arg(row.values.size()).arg(keys.size()));
     if (!countValues(row.values.size()))
         return false;
     const size_t start = out.size();
@@ -359,7 +264,7 @@ bool LxWireWriter::Private::writeRow(const LxPackedRow &row, int block)
             appendRun(&out, value, behind);
         } else if (!writeValue(*value, 0)) {
             const auto position = static_cast<int>(value - row.values.constBegin());
-            error.prepend(QStringLiteral(", \"%1\": ").arg(keys.at(position)));
+            error.prepend(QStringLiteral("\"%1\": ").arg(keys.at(position)));
             return false;
         }
         value = behind;
@@ -443,9 +348,12 @@ bool LxWireWriter::Private::writeText(Output *to, const QString &text)
         to->appendByte(Null);
         return true;
     }
-    if (text.size() > LxWireLimits::TextBytes || to->size() > LxWireLimits::MessageBytes)
-        return writeOtherText(to, text);
-    // Most texts are ASCII; whether this one is shows when it is written.
+    // Nothing but texts makes a message of few values long: so it does not grow without end.
+    if (to->size() > LxWireLimits::MessageBytes)
+        return fail(QStringLiteral("more than %1 bytes").arg(LxWireLimits::MessageBytes));
+    if (!checkTextSize(text.size()))
+        return false;
+    // Most texts are ASCII; whether this one is shows when it is written as such.
     const auto size = static_cast<size_t>(text.size());
     char *at = Output::writeHead(to->room(Output::MostHeadBytes + size), Text, size);
     const auto *characters = text.utf16();
@@ -454,36 +362,38 @@ bool LxWireWriter::Private::writeText(Output *to, const QString &text)
         all |= characters[i];
         at[i] = static_cast<char>(characters[i]);
     }
-    if (all >= 0x80)
-        return writeOtherText(to, text);
+    if (all < 0x80) {
+        to->commit(at + size);
+        return true;
+    }
+    return hasLoneSurrogate(text) ? writeUtf16(to, text) : writeUtf8(to, text);
+}
+
+bool LxWireWriter::Private::writeUtf8(Output *to, const QString &text)
+{
+    const QByteArray utf8 = text.toUtf8();
+    if (!checkTextSize(utf8.size()))
+        return false;
+    to->appendHead(Text, static_cast<quint64>(utf8.size()));
+    to->append(utf8.constData(), static_cast<size_t>(utf8.size()));
+    return true;
+}
+
+bool LxWireWriter::Private::writeUtf16(Output *to, const QString &text)
+{
+    const int size = text.size() * static_cast<int>(sizeof(quint16));
+    if (!checkTextSize(size))
+        return false;
+    to->appendHead(Tag, Utf16Tag);
+    to->appendHead(Bytes, static_cast<quint64>(size));
+    char *at = to->room(static_cast<size_t>(size));
+    qToLittleEndian<quint16>(text.utf16(), text.size(), at);
     to->commit(at + size);
     return true;
 }
 
-// Any text, or the reason why not.
-bool LxWireWriter::Private::writeOtherText(Output *to, const QString &text)
+bool LxWireWriter::Private::checkTextSize(int size)
 {
-    if (to->size() > LxWireLimits::MessageBytes)
-        return fail(QStringLiteral("more than %1 bytes").arg(LxWireLimits::MessageBytes));
-    if (text.size() <= LxWireLimits::TextBytes) {
-        if (hasLoneSurrogate(text)) {
-            const size_t size = static_cast<size_t>(text.size()) * sizeof(ushort);
-            if (size <= LxWireLimits::TextBytes) {
-                to->appendHead(Tag, Utf16Tag);
-                to->appendHead(Bytes, size);
-                char *at = to->room(size);
-                qToLittleEndian<quint16>(text.utf16(), text.size(), at);
-                to->commit(at + size);
-                return true;
-            }
-        } else {
-            const QByteArray utf8 = text.toUtf8();
-            if (utf8.size() <= LxWireLimits::TextBytes) {
-                to->appendHead(Text, static_cast<quint64>(utf8.size()));
-                to->append(utf8.constData(), static_cast<size_t>(utf8.size()));
-                return true;
-            }
-        }
-    }
-    return fail(QStringLiteral("a text of more than %1 bytes").arg(LxWireLimits::TextBytes));
+    return size <= LxWireLimits::TextBytes
+            || fail(QStringLiteral("a text of more than %1 bytes").arg(LxWireLimits::TextBytes));
 }
