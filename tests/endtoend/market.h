@@ -38,6 +38,14 @@ namespace Market {
 
 using Row = QMap<QString, QVariant>;
 
+/// True if this run is to take the bus through a broker: LX_TEST_BUS is "nats".
+bool isBehindBroker();
+/// Starts the bus of this run, within the process or through a broker of the test's own that ends with the application.
+void startBus(const LxBusOptions &options = {});
+
+/// Waits until the bus has delivered all that has been put on it so far, and the latest records of what has just been
+/// subscribed.
+void flushBus();
 /// Waits until the library has taken in, on its thread, all that has been put on the bus so far. What slots that are
 /// connected directly have written there may be read afterwards.
 void settle();

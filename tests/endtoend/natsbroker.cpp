@@ -39,6 +39,11 @@ QString program()
 
 NatsBroker::NatsBroker(const QByteArray &config)
 {
+    configure(config);
+}
+
+void NatsBroker::configure(const QByteArray &config)
+{
     QFile file(filePath(configFile));
     if (!m_folder.isValid() || !file.open(QIODevice::WriteOnly) || file.write(config) != config.size())
         qFatal("cannot write %s", qPrintable(file.fileName()));
@@ -59,7 +64,7 @@ bool NatsBroker::start()
     m_process->setProcessChannelMode(QProcess::MergedChannels);
     m_process->start(program(), { QStringLiteral("-c"), configFile, QStringLiteral("-a"), address,
                                   QStringLiteral("-p"), QString::number(m_port > 0 ? m_port : -1),
-                                  QStringLiteral("--ports_file_dir"), folder() });
+                                  QStringLiteral("-m"), QStringLiteral("-1"), QStringLiteral("--ports_file_dir"), folder() });
     if (!m_process->waitForStarted(PatienceMs))
         return false;
     const QDeadlineTimer deadline(PatienceMs);

@@ -19,6 +19,8 @@ public:
     /// `config`: text of its configuration file, without an address (users, TLS, limits). Paths in it are relative to
     /// folder().
     explicit NatsBroker(const QByteArray &config = QByteArray());
+    /// Gives it another configuration, for the next start().
+    void configure(const QByteArray &config);
     ~NatsBroker();
     NatsBroker(const NatsBroker &) = delete;
     NatsBroker &operator=(const NatsBroker &) = delete;

@@ -142,6 +142,7 @@ private:
 
 void tst_Derived::initTestCase()
 {
+    Market::startBus();
     QString error;
     QVERIFY2(CBusinessDataBase::GetInstance()->LoadSecurities(recording(QStringLiteral("securities.csv")), &error),
              qPrintable(error));

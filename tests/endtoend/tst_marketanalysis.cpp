@@ -165,7 +165,7 @@ private Q_SLOTS:
 
 void tst_MarketAnalysis::init()
 {
-    QVERIFY(LxBus::start(QStringLiteral("inproc:")));
+    Market::startBus();
 }
 
 void tst_MarketAnalysis::cleanup()
@@ -269,19 +269,24 @@ void tst_MarketAnalysis::nothingIsPublishedForNobody()
 {
     const RecordingFolder folder({ QStringLiteral("stock_snapshots_20230201.csv.gz") });
     QVERIFY(Market::replayOntoBus(optionsFor(folder)).ok);
-    // The bus hands the latest ranking to whoever asks for it later: there is none.
+    // The bus hands the latest ranking to whoever asks for it later: there is none, unless behind a broker, where nobody
+    // knows whether somebody listens.
+    const int before = Market::isBehindBroker() ? 1 : 0;
     BusEar ear(BusEar::Analyses);
     ear.ask(LxRecordKind::Ranking, { QStringLiteral("1") });
+    Market::flushBus();
+    QCOMPARE(ear.heard.size(), before);
     RecordingFolder one;
     one.write(QStringLiteral("stock_snapshots_20230201.csv"),
               "MDDate,MDTime,Symbol,PreClosePx,LastPx\n20230201,093000000,600001.SH,10,11\n");
     QVERIFY(Market::replayOntoBus(optionsFor(one)).ok);
     // Of the rankings only the one that was asked for.
-    QCOMPARE(ear.heard.size(), 2);
-    QCOMPARE(ear.heard.at(0).topic, rankingTopic);
-    QCOMPARE(ear.heard.at(0).text("RankingKind"), QStringLiteral("1"));
-    QCOMPARE(ear.heard.at(0).rows.value(1).value(QStringLiteral("Symbol")), QVariant(QStringLiteral("600001.SH")));
-    QCOMPARE(ear.heard.at(1).topic, upsDownsTopic);
+    QCOMPARE(ear.heard.size(), before + 2);
+    const BusEar::Heard ranking = ear.heard.at(before);
+    QCOMPARE(ranking.topic, rankingTopic);
+    QCOMPARE(ranking.text("RankingKind"), QStringLiteral("1"));
+    QCOMPARE(ranking.rows.value(1).value(QStringLiteral("Symbol")), QVariant(QStringLiteral("600001.SH")));
+    QCOMPARE(ear.heard.at(before + 1).topic, upsDownsTopic);
 }
 
 void tst_MarketAnalysis::otherRecordsAreNotAnalysed()

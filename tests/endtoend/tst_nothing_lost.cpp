@@ -138,6 +138,7 @@ private Q_SLOTS:
 
 void tst_NothingLost::initTestCase()
 {
+    Market::startBus();
     QString error;
     QVERIFY2(CBusinessDataBase::GetInstance()->LoadSecurities(recording(QStringLiteral("securities.csv")), &error),
              qPrintable(error));
@@ -181,7 +182,8 @@ void tst_NothingLost::stockQuotes()
 
     const ReplayCount count = outcome.counts.value(RecordingKind::StockQuote);
     QCOMPARE(count.read, asCount(table.rowCount()));
-    QCOMPARE(count.published, asCount(expected.rows));
+    // Of a broker nobody knows for whom it takes a record.
+    QCOMPARE(count.published, asCount(Market::isBehindBroker() ? table.rowCount() : expected.rows));
     QCOMPARE(count.skipped, quint64(0));
     QCOMPARE(announced.stamps.keys(), expected.stamps.keys());
     for (const QString &symbol : qAsConst(symbols))

@@ -1,4 +1,5 @@
 #include "csvtable.h"
+#include "market.h"
 
 #include <importer.h>
 #include <lxbusinessdata/businessdatabase.h>
@@ -52,7 +53,7 @@ void tst_Queries::initTestCase()
     Importer importer(QStringLiteral(LX_DATA_DIR), store, nullptr);
     QVERIFY2(importer.run() == Importer::Imported, qPrintable(importer.errorString()));
     QString error;
-    QVERIFY2(LxBus::start(QStringLiteral("inproc:"), LxBusOptions(), &error), qPrintable(error));
+    Market::startBus();
     m_service = std::make_unique<RequestService>();
     QVERIFY2(m_service->start(store, &error), qPrintable(error));
     QVERIFY(CBusinessDataBase::GetInstance()->LoadSecurities(dataFile("securities.csv"), &error));

@@ -140,6 +140,7 @@ private Q_SLOTS:
 
 void tst_Receivers::initTestCase()
 {
+    Market::startBus();
     QString error;
     QVERIFY2(CBusinessDataBase::GetInstance()->LoadSecurities(recording(QStringLiteral("securities.csv")), &error),
              qPrintable(error));

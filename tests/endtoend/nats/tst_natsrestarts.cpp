@@ -1,0 +1,116 @@
+#include "busprocess.h"
+
+#include <natsbroker.h>
+
+#include <QtTest>
+
+namespace {
+
+const QString ok = QStringLiteral("ok");
+
+// A reader in a process of its own or a shared one.
+struct Reader
+{
+    BusProcess *process;
+    QString name;
+    QString symbols;
+};
+
+} // namespace
+
+/// The broker is killed while records flow.
+class tst_NatsRestarts : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void everyClientResumes();
+    void whatTheConnectionCannotHoldIsCounted();
+};
+
+void tst_NatsRestarts::everyClientResumes()
+{
+    constexpr int Kills = 20;
+    constexpr int RecordsBetween = 300;
+    NatsBroker broker;
+    QVERIFY2(broker.start(), broker.log().constData());
+    BusProcess publisher(broker.url());
+    BusProcess clients[3] = { BusProcess(broker.url()), BusProcess(broker.url()), BusProcess(broker.url()) };
+    const QVector<Reader> readers {
+        { &clients[0], QStringLiteral("few"), QStringLiteral("1.SH 2.SH") },
+        { &clients[0], QStringLiteral("others"), QStringLiteral("2.SH 3.SZ 4.SZ") },
+        { &clients[1], QStringLiteral("all"), QStringLiteral("1.SH 2.SH 3.SZ 4.SZ 5.SZ") },
+        { &clients[2], QStringLiteral("one"), QStringLiteral("5.SZ") },
+    };
+    for (const Reader &reader : readers)
+        QCOMPARE(reader.process->call(QStringLiteral("client %1 MDMARKETRECORD 1 %2")
+                                          .arg(reader.name, reader.symbols)), ok);
+    QCOMPARE(publisher.call(QStringLiteral("feed MDMARKETRECORD 1.SH 2.SH 3.SZ 4.SZ 5.SZ")), ok);
+
+    const auto everyoneHearsMore = [&readers] {
+        for (const Reader &reader : readers)
+            QCOMPARE(reader.process->call(QStringLiteral("more %1 %2").arg(reader.name).arg(RecordsBetween)), ok);
+    };
+    for (int i = 0; i < Kills; ++i) {
+        everyoneHearsMore();
+        broker.kill();
+        QVERIFY2(broker.start(), broker.log().constData());
+    }
+    everyoneHearsMore();
+
+    const QString halted = publisher.call(QStringLiteral("halt"));
+    QVERIFY2(halted.startsWith(ok), qPrintable(halted));
+    const int last = halted.section(QLatin1Char(' '), 1).toInt();
+    QMap<BusProcess *, int> missing;
+    for (const Reader &reader : readers) {
+        QCOMPARE(reader.process->call(QStringLiteral("await %1 %2 %3")
+                                          .arg(reader.name).arg(last).arg(reader.symbols)), ok);
+        const QMap<QString, BusProcess::Heard> heard = reader.process->heard(reader.name);
+        QCOMPARE(QStringList(heard.keys()), reader.symbols.split(QLatin1Char(' ')));
+        for (const BusProcess::Heard &one : heard) {
+            QCOMPARE(one.first, 1);
+            QCOMPARE(one.last, last);
+            QVERIFY(one.inOrder);
+            missing[reader.process] += last - one.count;
+        }
+    }
+    // Nothing is missing that has not been counted, and nothing else is.
+    for (BusProcess &client : clients) {
+        const QMap<QString, int> dropped = client.dropped();
+        QCOMPARE(dropped.value(QStringLiteral("lost")), missing.value(&client));
+        QCOMPARE(dropped.size(), missing.value(&client) > 0 ? 1 : 0);
+        QCOMPARE(client.call(QStringLiteral("reconnected %1").arg(Kills)), ok);
+        QCOMPARE(client.quit(), 0);
+    }
+    // A connection that breaks may refuse a few before it holds them back.
+    const QMap<QString, int> dropped = publisher.dropped();
+    QCOMPARE(dropped.size(), dropped.contains(QStringLiteral("notsent")) ? 1 : 0);
+    QCOMPARE(publisher.quit(), 0);
+}
+
+void tst_NatsRestarts::whatTheConnectionCannotHoldIsCounted()
+{
+    NatsBroker broker;
+    QVERIFY2(broker.start(), broker.log().constData());
+    BusProcess publisher(broker.url());
+    BusProcess client(broker.url());
+    QCOMPARE(client.call(QStringLiteral("client reader MDMARKETRECORD 1 1.SH")), ok);
+    QCOMPARE(publisher.call(QStringLiteral("publish MDMARKETRECORD 0 0 1.SH")), QStringLiteral("ok 1"));
+    QCOMPARE(client.call(QStringLiteral("await reader 0 1.SH")), ok);
+    broker.kill();
+    const QString published = publisher.call(QStringLiteral("bulk MDMARKETRECORD 12000000 1.SH"));
+    const int last = published.section(QLatin1Char(' '), 1).toInt();
+    const int notSent = publisher.dropped().value(QStringLiteral("notsent"));
+    QVERIFY2(notSent > 0 && notSent < last, qPrintable(QString::number(notSent)));
+    QVERIFY2(broker.start(), broker.log().constData());
+    QCOMPARE(client.call(QStringLiteral("await reader %1 1.SH").arg(last)), ok);
+    const BusProcess::Heard heard = client.heard(QStringLiteral("reader")).value(QStringLiteral("1.SH"));
+    QVERIFY(heard.inOrder);
+    QCOMPARE(client.dropped().value(QStringLiteral("lost")), last + 1 - heard.count);
+    QCOMPARE(publisher.dropped(), (QMap<QString, int> { { QStringLiteral("notsent"), notSent } }));
+    QCOMPARE(client.quit(), 0);
+    QCOMPARE(publisher.quit(), 0);
+}
+
+QTEST_GUILESS_MAIN(tst_NatsRestarts)
+#include "tst_natsrestarts.moc"
