@@ -18,6 +18,7 @@ public:
     size_t size() const { return m_size; }
     QByteArray copy() const { return QByteArray(m_bytes.get(), static_cast<int>(m_size)); }
 
+    /// Keeps the memory for the next message, unless it is much.
     void clear()
     {
         constexpr size_t MostKept = size_t(1024) * 1024;

@@ -92,6 +92,7 @@ void appendDouble(Output *out, const QVariant &value)
 struct LxWireWriter::Private
 {
     bool writeMessage(const LxWireMessage &message);
+    void forgetMessage();
     bool writeBody(const LxPackedBody &body);
     bool collectKeyBlocks(const LxPackedBody &body);
     bool encodeKeys(const LxRowLayout::Pointer &layout, QByteArray *item);
@@ -125,12 +126,22 @@ LxWireWriter::~LxWireWriter() = default;
 
 QByteArray LxWireWriter::write(const LxWireMessage &message, QString *error)
 {
-    d->out.clear();
-    d->values = 0;
+    QByteArray bytes;
     if (d->writeMessage(message))
-        return d->out.copy();
-    *error = d->error;
-    return QByteArray();
+        bytes = d->out.copy();
+    else
+        *error = d->error;
+    d->forgetMessage();
+    return bytes;
+}
+
+void LxWireWriter::Private::forgetMessage()
+{
+    out.clear();
+    values = 0;
+    items.clear();
+    numbers.clear();
+    blocks.clear();
 }
 
 bool LxWireWriter::Private::fail(const QString &reason)
@@ -188,9 +199,6 @@ bool LxWireWriter::Private::writeBody(const LxPackedBody &body)
 // Fills `items` and `blocks`. Layouts of equal keys become one block.
 bool LxWireWriter::Private::collectKeyBlocks(const LxPackedBody &body)
 {
-    items.clear();
-    numbers.clear();
-    blocks.clear();
     const LxRowLayout *last = nullptr;
     for (int i = 0; i < body.rowCount(); ++i) {
         const LxRowLayout::Pointer &layout = body.row(i)->layout;

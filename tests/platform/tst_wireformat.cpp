@@ -178,18 +178,22 @@ void tst_WireFormat::values_data()
 
     const auto text = [](const char *name, const QString &value) { QTest::newRow(name) << QVariant(value); };
     text("null text", QString());
+    QTest::newRow("text that was never given a value") << QVariant(QVariant::String);
     text("empty text", QString::fromLatin1(""));
     for (const int length : { 1, 23, 24, 255, 256, 65535, 65536 })
         QTest::addRow("text of %d characters", length) << QVariant(QString(length, QLatin1Char('x')));
     text("text with a zero", fromUtf16({ 'a', 0, 'b' }));
     text("text at the end of ASCII", fromUtf16({ 0x7f }));
-    text("text behind ASCII", fromUtf16({ 'a', 0x80 }));
+    text("text of the first character behind ASCII", fromUtf16({ 0x80 }));
+    text("text beyond ASCII", fromUtf16({ 'a', 0xe4 }));
     text("Chinese text", QStringLiteral("贵州茅台"));
     text("text of characters beyond 16 bits", fromUtf16({ 0xd83d, 0xde00, 0xdbff, 0xdfff }));
     text("text of what is no character", fromUtf16({ 0xfffe, 0xffff }));
     text("lone high surrogate", fromUtf16({ 0xd83d }));
     text("lone low surrogate", fromUtf16({ 'a', 0xde00, 'b' }));
     text("surrogates in the wrong order", fromUtf16({ 0xde00, 0xd83d }));
+    text("two low surrogates", fromUtf16({ 0xdc00, 0xdc01 }));
+    text("two high surrogates", fromUtf16({ 0xd800, 0xd801 }));
     text("high surrogate before a pair", fromUtf16({ 0xd83d, 0xd83d, 0xde00 }));
 
     QTest::newRow("texts, none") << QVariant(QStringList());
@@ -457,19 +461,19 @@ void tst_WireFormat::readerForgetsTheOldestKeys()
     LxWireReader reader;
     const QByteArray old = withKey(QStringLiteral("old"));
     const QByteArray used = withKey(QStringLiteral("used"));
-    // Messages hold their layouts, so that no new one lies where an old one was.
-    QVector<LxWireMessage> read { readBack(old, &reader), readBack(used, &reader) };
-    const std::weak_ptr<const LxRowLayout> oldLayout = LxPackedBody::fromVariant(read.at(0).body).row(0)->layout;
-    const std::weak_ptr<const LxRowLayout> usedLayout = LxPackedBody::fromVariant(read.at(1).body).row(0)->layout;
-    read.clear();
+    const auto read = [&reader](const QByteArray &bytes) -> std::weak_ptr<const LxRowLayout> {
+        return LxPackedBody::fromVariant(readBack(bytes, &reader).body).row(0)->layout;
+    };
+    const std::weak_ptr<const LxRowLayout> usedLayout = read(used);
+    const std::weak_ptr<const LxRowLayout> oldLayout = read(old);
     for (int i = 0; i < LxWireLimits::KeyBlocksKept - 2; ++i)
-        readBack(withKey(QString::number(i)), &reader);
+        read(withKey(QString::number(i)));
     QVERIFY(!oldLayout.expired());
-    readBack(used, &reader);
-    readBack(withKey(QStringLiteral("one more")), &reader);
+    read(used);
+    read(withKey(QStringLiteral("one more")));
     QVERIFY(oldLayout.expired());
     QVERIFY(!usedLayout.expired());
-    QCOMPARE(layoutOf(readBack(used, &reader)), usedLayout.lock().get());
+    QCOMPARE(read(used).lock(), usedLayout.lock());
 }
 
 static QVector<QString> longKeys()

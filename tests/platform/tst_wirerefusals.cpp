@@ -22,6 +22,7 @@ private Q_SLOTS:
     void limitsOfTheWriter_data();
     void limitsOfTheWriter();
     void messagesAreWrittenByThemselves();
+    void writerLetsGoOfLongMessages();
     void hostileBytes_data();
     void hostileBytes();
     void stampRefusals_data();
@@ -97,9 +98,8 @@ void tst_WireRefusals::brokenRows()
     QCOMPARE(writersRefusal(LxPackedBody(rows).toVariant()), QStringLiteral("row 1 has no layout"));
 }
 
-static QVariant nested(int depth)
+static QVariant nested(int depth, QVariant value = 1)
 {
-    QVariant value = 1;
     for (int i = 0; i < depth; ++i)
         value = i % 2 == 0 ? QVariant(QVariantList { value }) : QVariant(QVariantMap { { key, value } });
     return value;
@@ -146,8 +146,8 @@ void tst_WireRefusals::limitsOfTheWriter_data()
 
     QTest::newRow("depth of a plain body") << nested(Depth) << nested(Depth + 1)
                                            << QStringLiteral("lists and maps deeper than %1").arg(Depth);
-    QTest::newRow("depth, beginning with a map")
-            << nested(Depth) << QVariant(QVariantMap { { key, nested(Depth) } })
+    QTest::newRow("depth, with a map within")
+            << nested(Depth - 1, QVariantMap()) << nested(Depth, QVariantMap())
             << QStringLiteral("lists and maps deeper than %1").arg(Depth);
     QTest::newRow("keys") << oneRow(Keys) << oneRow(Keys + 1) << QStringLiteral("a row of more than %1 keys").arg(Keys);
     QTest::newRow("rows") << rows(Rows) << rows(Rows + 1) << QStringLiteral("more than %1 rows").arg(Rows);
@@ -229,6 +229,33 @@ void tst_WireRefusals::messagesAreWrittenByThemselves()
         QVERIFY(used.write(message(each), &error) == expected);
         QCOMPARE(error, expectedError);
     }
+}
+
+#ifdef LX_MEASURES_MEMORY
+static size_t memoryInUse()
+{
+    const struct mallinfo2 now = mallinfo2();
+    return now.uordblks + now.hblkhd;
+}
+#endif
+
+void tst_WireRefusals::writerLetsGoOfLongMessages()
+{
+#ifdef LX_MEASURES_MEMORY
+    constexpr size_t MostKept = 2 * 1024 * 1024;
+    LxWireWriter writer;
+    const QVariant longText = QString(LxWireLimits::TextBytes, QLatin1Char('x'));
+    const LxWireMessage good = message(longText);
+    const LxWireMessage refused = message(QVariantList { longText, longText, 1u });
+    const size_t before = memoryInUse();
+    for (const LxWireMessage &each : { good, refused }) {
+        QString error;
+        writer.write(each, &error);
+        QVERIFY(memoryInUse() - before < MostKept);
+    }
+#else
+    QSKIP("what is allocated is not known here");
+#endif
 }
 
 void tst_WireRefusals::hostileBytes_data()
@@ -579,16 +606,12 @@ void tst_WireRefusals::memoryOfSmallMessages()
 #ifdef LX_MEASURES_MEMORY
     QFETCH(QByteArray, bytes);
     constexpr size_t MostForAByte = 100;
-    const auto inUse = [] {
-        const struct mallinfo2 now = mallinfo2();
-        return now.uordblks + now.hblkhd;
-    };
     LxWireReader reader;
     LxWireMessage message;
     QString error;
-    const size_t before = inUse();
+    const size_t before = memoryInUse();
     QVERIFY2(reader.read(bytes.constData(), static_cast<size_t>(bytes.size()), &message, &error), qPrintable(error));
-    const size_t used = inUse() - before;
+    const size_t used = memoryInUse() - before;
     QVERIFY2(used < MostForAByte * static_cast<size_t>(bytes.size()), qPrintable(QString::number(used)));
 #endif
 }

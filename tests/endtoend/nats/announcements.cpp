@@ -98,7 +98,9 @@ public:
         using Q = LxQuotaHandler;
         const auto direct = Qt::DirectConnection;
         const auto record = [note](const char *kind) { return [note, kind](const auto &r) { note(kind, textOf(r)); }; };
-        const auto symbol = [note](const char *kind) { return [note, kind](const QString &s) { note(kind, s.toUtf8()); }; };
+        const auto symbol = [note](const char *kind) {
+            return [note, kind](const QString &s) { note(kind, s.toUtf8()); };
+        };
         connect(quota, &Q::signalStockQuotaUpdate, this, record("stock"), direct);
         connect(quota, &Q::signalIndexQuotaUpdate, this, record("index"), direct);
         connect(quota, &Q::signalFutureQuotaUpdate, this, record("future"), direct);

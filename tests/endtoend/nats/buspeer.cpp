@@ -2,7 +2,8 @@
 //
 //     start URL [pending=N] [timeout=MS]        joins the bus
 //     client NAME TOPIC KIND SYMBOL...          opens an endpoint that reads these symbols
-//     publish TOPIC FIRST LAST SYMBOL...        publishes records of these numbers of each symbol: "ok", how many went out
+//     publish TOPIC FIRST LAST SYMBOL...        publishes records of these numbers of each symbol: "ok",
+//                                               how many went out
 //     feed TOPIC SYMBOL...                      publishes on and on, up to 200 records ahead of the broker
 //     halt                                      ends that: "ok", the last number
 //     await NAME NUMBER SYMBOL...               waits until NAME has heard this record, or a later one, of each

@@ -78,8 +78,9 @@ public:
             // "600519.SH:1-17/16!"
             const QStringList numbers = text.section(QLatin1Char(':'), -1).remove(QLatin1Char('!'))
                                             .replace(QLatin1Char('/'), QLatin1Char('-')).split(QLatin1Char('-'));
-            all.insert(text.section(QLatin1Char(':'), 0, -2), { numbers.value(0).toInt(), numbers.value(1).toInt(),
-                                                              numbers.value(2).toInt(), !text.endsWith(QLatin1Char('!')) });
+            all.insert(text.section(QLatin1Char(':'), 0, -2),
+                       { numbers.value(0).toInt(), numbers.value(1).toInt(), numbers.value(2).toInt(),
+                         !text.endsWith(QLatin1Char('!')) });
         }
         return all;
     }
