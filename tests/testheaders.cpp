@@ -1,0 +1,2 @@
+// Only there for the headers that are compiled with it.
+int main() { }
