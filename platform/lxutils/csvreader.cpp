@@ -35,7 +35,7 @@ struct CsvReader::Private
     std::vector<Record> records;
     size_t recordCount = 0;
     size_t nextRecord = 0; // the one behind the current one
-    const Record noRecord;
+    const Record noRecord {};
     QVector<QByteArray> cells; // of the record being parsed, and behind them some of an earlier one
     int cellCount = 0;
     qint64 lines = 0; // lines parsed so far, the header included
