@@ -1,4 +1,5 @@
-// The bus through a broker: from one process's publish to another's signal, beside the bare C client moving the same bytes.
+// The bus through a broker: from one process's publish to another's signal, beside the bare C client moving the same
+// bytes.
 
 #include "benchcase.h"
 #include "measure.h"
@@ -40,7 +41,8 @@ public:
     Peer(const QString &role, const QString &url)
     {
         m_process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        m_process.start(QCoreApplication::applicationFilePath(), { QStringLiteral("--peer"), role, QStringLiteral("--bus"), url });
+        m_process.start(QCoreApplication::applicationFilePath(),
+                        { QStringLiteral("--peer"), role, QStringLiteral("--bus"), url });
         order("publish", 0); // answered once it is on the bus
     }
     ~Peer()
@@ -138,7 +140,8 @@ public:
             static_cast<BareEnd *>(closure)->arrivals.take();
             natsMsg_Destroy(message);
         };
-        check(natsConnection_Subscribe(&m_subscription, connection, (QByteArray(NatsBench::barePrefix) + '>').constData(), take, this));
+        check(natsConnection_Subscribe(&m_subscription, connection,
+                                       (QByteArray(NatsBench::barePrefix) + '>').constData(), take, this));
         check(natsSubscription_SetPendingLimits(m_subscription, -1, -1));
         check(natsConnection_Flush(connection));
     }
@@ -219,7 +222,8 @@ QVector<BenchRow> natsLatency()
         if (i >= 0) // the first one warms up
             percentiles.add(subject, reference);
     }
-    return percentiles.rows(QStringLiteral("17"), QStringLiteral("latency over NATS at 20000/s, %1 / bare C client"), 1.5);
+    return percentiles.rows(QStringLiteral("17"), QStringLiteral("latency over NATS at 20000/s, %1 / bare C client"),
+                            1.5);
 }
 
 QVector<BenchRow> natsRequests()
@@ -254,8 +258,8 @@ QVector<BenchRow> natsRequests()
         [&] {
             return perSecond([&] {
                 natsMsg *answer = nullptr;
-                check(natsConnection_Request(&answer, bare.connection, NatsBench::bareRequest, bytes.constData(), bytes.size(),
-                                             PatienceMs));
+                check(natsConnection_Request(&answer, bare.connection, NatsBench::bareRequest, bytes.constData(),
+                                             bytes.size(), PatienceMs));
                 natsMsg_Destroy(answer);
             });
         });

@@ -85,7 +85,8 @@ int runBarePeer(const QString &url, bool sendAtOnce)
     check(natsOptions_SetSendAsap(options, sendAtOnce));
     check(natsConnection_Connect(&connection, options));
     const auto answer = [](natsConnection *nats, natsSubscription *, natsMsg *message, void *) {
-        natsConnection_Publish(nats, natsMsg_GetReply(message), natsMsg_GetData(message), natsMsg_GetDataLength(message));
+        natsConnection_Publish(nats, natsMsg_GetReply(message), natsMsg_GetData(message),
+                               natsMsg_GetDataLength(message));
         natsMsg_Destroy(message);
     };
     check(natsConnection_Subscribe(&responder, connection, bareRequest, answer, nullptr));
@@ -96,8 +97,8 @@ int runBarePeer(const QString &url, bool sendAtOnce)
     answerOrders(
         [&](int number) {
             const QByteArray &bytes = records[static_cast<size_t>(number)];
-            check(natsConnection_Publish(connection, subjects[static_cast<size_t>(number)].constData(), bytes.constData(),
-                                         bytes.size()));
+            check(natsConnection_Publish(connection, subjects[static_cast<size_t>(number)].constData(),
+                                         bytes.constData(), bytes.size()));
         },
         [&] { check(natsConnection_Flush(connection)); });
     natsSubscription_Destroy(responder);

@@ -4,9 +4,10 @@
 
 void Arguments::addFormatOption(QCommandLineParser &parser, const QStringList &formats)
 {
-    parser.addOption({ QStringLiteral("format"),
-                       QStringLiteral("One of: %1 (default: %2).").arg(formats.join(QStringLiteral(", ")), formats.first()),
-                       QStringLiteral("FORMAT"), formats.first() });
+    parser.addOption(
+        { QStringLiteral("format"),
+          QStringLiteral("One of: %1 (default: %2).").arg(formats.join(QStringLiteral(", ")), formats.first()),
+          QStringLiteral("FORMAT"), formats.first() });
 }
 
 bool Arguments::readFormat(const QCommandLineParser &parser, const QStringList &formats, QString *format,

@@ -16,10 +16,11 @@ constexpr double LongestTimeoutSeconds = 3600;
 
 void BusSession::addOptions(QCommandLineParser &parser)
 {
-    parser.addOption({ QStringLiteral("data"),
-                       QStringLiteral("Folder of the recordings (default: data); with --bus, of securities.csv only, for "
-                                      "the names."),
-                       QStringLiteral("DIR"), QStringLiteral("data") });
+    parser.addOption(
+        { QStringLiteral("data"),
+          QStringLiteral("Folder of the recordings (default: data); with --bus, of securities.csv only, for "
+                         "the names."),
+          QStringLiteral("DIR"), QStringLiteral("data") });
     ProgramOptions::addBusOptions(parser, QStringLiteral("without any, the program serves itself from the recordings"));
 }
 
@@ -35,7 +36,8 @@ bool BusSession::readOptions(const QCommandLineParser &parser, const QStringList
     options->named = parser.isSet(QStringLiteral("data"));
     for (const QString &option : ownOnly) {
         if (parser.isSet(option)) {
-            *error = QStringLiteral("--%1 does not go with a bus (--bus or LX_BUS_URL): others serve there").arg(option);
+            *error =
+                QStringLiteral("--%1 does not go with a bus (--bus or LX_BUS_URL): others serve there").arg(option);
             return false;
         }
     }
@@ -86,7 +88,8 @@ ExitCode BusSession::loadLibrary(QString *error)
 void BusSession::warnOfUnknown(const QStringList &symbols) const
 {
     if (m_options.named && !m_hasSecurities)
-        Terminal::err(QStringLiteral("lxquote: no securities.csv in %1: securities have no names\n").arg(m_options.folder));
+        Terminal::err(
+            QStringLiteral("lxquote: no securities.csv in %1: securities have no names\n").arg(m_options.folder));
     for (const QString &symbol : symbols) {
         if (m_hasSecurities && !CBusinessDataBase::GetInstance()->HasSymbol(symbol))
             Terminal::err(QStringLiteral("lxquote: warning: unknown symbol %1\n").arg(symbol));
@@ -95,7 +98,6 @@ void BusSession::warnOfUnknown(const QStringList &symbols) const
 
 void BusSession::printStates()
 {
-    connect(this, &BusSession::stateChanged, this, [](const LxBusState &state) {
-        Terminal::err(QStringLiteral("lxquote: bus %1\n").arg(state.text()));
-    });
+    connect(this, &BusSession::stateChanged, this,
+            [](const LxBusState &state) { Terminal::err(QStringLiteral("lxquote: bus %1\n").arg(state.text())); });
 }

@@ -7,8 +7,8 @@
 #include <QObject>
 #include <QStringList>
 
-/// The quotation library, loaded as a plug-in, on the bus that the command line names: one through a broker, where others
-/// serve, or else one within the process, where the program serves itself.
+/// The quotation library, loaded as a plug-in, on the bus that the command line names: one through a broker, where
+/// others serve, or else one within the process, where the program serves itself.
 ///
 /// Lives on the main thread. One at a time.
 class BusSession : public QObject
@@ -19,15 +19,16 @@ public:
     struct Options
     {
         BusSettings bus;
-        QString folder;    ///< where the names of securities are; of recordings too, if the program serves itself
+        QString folder; ///< where the names of securities are; of recordings too, if the program serves itself
         bool named = true; ///< false: nobody asked for names
     };
 
     /// Adds --data and the options of the bus.
     static void addOptions(QCommandLineParser &parser);
-    /// Reads them. False, with the reason in `error`, also if an option of `ownOnly` is given with a shared bus: those for a
-    /// program that serves itself.
-    static bool readOptions(const QCommandLineParser &parser, const QStringList &ownOnly, Options *options, QString *error);
+    /// Reads them. False, with the reason in `error`, also if an option of `ownOnly` is given with a shared bus: those
+    /// for a program that serves itself.
+    static bool readOptions(const QCommandLineParser &parser, const QStringList &ownOnly, Options *options,
+                            QString *error);
 
     /// Adds --timeout, in seconds.
     static void addTimeoutOption(QCommandLineParser &parser);

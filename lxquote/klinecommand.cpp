@@ -66,10 +66,11 @@ ExitCode requestBars(const KLineOptions &options, QuerySession &session, QList<Q
                              lastMessage.start(LastMessageWaitMs);
                      });
     // Bars that are cached are not announced by it, and an empty answer by nothing at all; both come through here.
-    QObject::connect(&quota, &LxQuotaHandler::sigRecvQuotaData, &receiver, [&](const QVariant &type, const QVariant &data) {
-        if (type.toString() == QLatin1String("KLineResponse") && data.toList().isEmpty())
-            wait.finish();
-    });
+    QObject::connect(&quota, &LxQuotaHandler::sigRecvQuotaData, &receiver,
+                     [&](const QVariant &type, const QVariant &data) {
+                         if (type.toString() == QLatin1String("KLineResponse") && data.toList().isEmpty())
+                             wait.finish();
+                     });
     const QDateTime start(options.from, QTime(0, 0));
     // A daily bar stands at its day's midnight.
     const QDateTime stop(options.to, options.period == EMD_KLINE_PERIOD_1DAY ? QTime(0, 0) : QTime(23, 59, 59));
@@ -77,8 +78,8 @@ ExitCode requestBars(const KLineOptions &options, QuerySession &session, QList<Q
     return wait.run();
 }
 
-// The road of the period query: the answer is handed to the period cache, as a plug-in may do by the slot's name, and the
-// query is then answered from the cache.
+// The road of the period query: the answer is handed to the period cache, as a plug-in may do by the slot's name, and
+// the query is then answered from the cache.
 ExitCode queryCachedBars(const KLineOptions &options, QuerySession &session, QList<QVariantMap> *bars)
 {
     LxQuotaHandler &quota = LxQuotaHandler::instance();
@@ -93,16 +94,19 @@ ExitCode queryCachedBars(const KLineOptions &options, QuerySession &session, QLi
     if (code != ExitOk || received.isEmpty())
         return code;
     // The slot has been queued behind the last message; this waits for it.
-    QMetaObject::invokeMethod(&quota, [] {}, Qt::BlockingQueuedConnection);
+    QMetaObject::invokeMethod(
+        &quota, [] {}, Qt::BlockingQueuedConnection);
     // A range that ends on days without bars would bring everything from its start on, and request the rest.
     const auto day = [](const QVariantMap &bar) {
         return QDate::fromString(bar.value(QStringLiteral("MDDate")).toString(), QStringLiteral("yyyyMMdd"));
     };
-    QObject::connect(&quota, &LxQuotaHandler::sigOnRspQueryStockPeriod1DInfo, &filler,
-                     [bars](const QString &, const QMap<QDate, StockPeriod1DInfo> &data) {
-                         for (auto bar = data.cbegin(); bar != data.cend(); ++bar)
-                             bars->append(toBar(bar.key(), bar.value()));
-                     }, Qt::DirectConnection);
+    QObject::connect(
+        &quota, &LxQuotaHandler::sigOnRspQueryStockPeriod1DInfo, &filler,
+        [bars](const QString &, const QMap<QDate, StockPeriod1DInfo> &data) {
+            for (auto bar = data.cbegin(); bar != data.cend(); ++bar)
+                bars->append(toBar(bar.key(), bar.value()));
+        },
+        Qt::DirectConnection);
     quota.QueryStockPeriod1DInfo(options.symbol, day(received.constFirst()), day(received.constLast()), false);
     return ExitOk;
 }
@@ -119,11 +123,12 @@ QString candles(const QList<QVariantMap> &bars, const QString &symbol)
                             .toString(Qt::ISODate);
         if (!time.isEmpty())
             label += QLatin1Char(' ') + time.mid(0, 2) + QLatin1Char(':') + time.mid(2, 2);
-        candles.append({ label, number(bar, "OpenPx"), number(bar, "HighPx"), number(bar, "LowPx"), number(bar, "ClosePx") });
+        candles.append(
+            { label, number(bar, "OpenPx"), number(bar, "HighPx"), number(bar, "LowPx"), number(bar, "ClosePx") });
     }
     const int rows = std::min(ChartRows, Terminal::rows() - 4);
     return QStringLiteral("%1, %2 bars\n").arg(symbol).arg(bars.size())
-            + drawCandles(candles, Terminal::columns(), rows);
+        + drawCandles(candles, Terminal::columns(), rows);
 }
 
 } // namespace
@@ -180,7 +185,8 @@ int klineCommand(const QStringList &arguments)
     // Queued connections with these arguments are for those who make them to prepare.
     qRegisterMetaType<EMD_KLINE_PERIOD>("EMD_KLINE_PERIOD");
     QList<QVariantMap> bars;
-    const ExitCode code = options.cached ? queryCachedBars(options, session, &bars) : requestBars(options, session, &bars);
+    const ExitCode code =
+        options.cached ? queryCachedBars(options, session, &bars) : requestBars(options, session, &bars);
     if (code == ExitTimeout)
         return Arguments::failure(code, QStringLiteral("the bars of %1 did not come in time").arg(options.symbol));
     if (code != ExitOk)

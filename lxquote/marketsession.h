@@ -14,8 +14,8 @@
 
 class LxThread;
 
-/// A market to watch, with the quotation library loaded as a plug-in: the one of a shared bus, or a replay of recordings
-/// within the process.
+/// A market to watch, with the quotation library loaded as a plug-in: the one of a shared bus, or a replay of
+/// recordings within the process.
 ///
 ///     MarketSession session(options);
 ///     const ExitCode code = session.open(&error);
@@ -31,7 +31,7 @@ public:
     struct Options
     {
         BusSession::Options bus;
-        QString date;     ///< yyyyMMdd; empty: all
+        QString date; ///< yyyyMMdd; empty: all
         double speed = 0; ///< factor of real time; 0: as fast as the signals are taken in
     };
 
@@ -44,9 +44,9 @@ public:
 
     /// Joins the bus, opens the recordings and loads the library. Anything but ExitOk comes with a reason in `error`.
     ExitCode open(QString *error);
-    /// Runs the event loop. Of a shared bus: until stop(), or until the bus fails. Of a replay: until it has ended, or was
-    /// stopped, and every signal of the library that it caused has been delivered to receivers of this thread. SIGINT and
-    /// SIGTERM stop it. Anything but ExitOk comes with a reason in `error`.
+    /// Runs the event loop. Of a shared bus: until stop(), or until the bus fails. Of a replay: until it has ended, or
+    /// was stopped, and every signal of the library that it caused has been delivered to receivers of this thread.
+    /// SIGINT and SIGTERM stop it. Anything but ExitOk comes with a reason in `error`.
     ExitCode run(QString *error);
     void stop();
 

@@ -136,16 +136,19 @@ QStringList names(const char *text)
 
 int deepCommand(const QStringList &arguments)
 {
-    FigureQuery query { "deep", "Prints the share capital and net assets per share of symbols, from the library's cache.",
-                        names("Symbol TotalShare ListedShare NetAssets DividentRate"), {} };
+    FigureQuery query { "deep",
+                        "Prints the share capital and net assets per share of symbols, from the library's cache.",
+                        names("Symbol TotalShare ListedShare NetAssets DividentRate"),
+                        {} };
     query.send = [](const QStringList &symbols, QObject *receiver, const auto &answered) {
         LxQuotaHandler &quota = LxQuotaHandler::instance();
         const auto readCache = [answered](const QStringList &known) {
             QList<LxStockDeepData> cached;
             LxQuotaHandler::instance().QueryStockDeepData(known, cached, false);
             for (const LxStockDeepData &data : qAsConst(cached))
-                answered(data.Symbol, { data.Symbol, figure(data.TotalShare), figure(data.ListedShare),
-                                        figure(data.NetAssets), figure(data.DividentRate) });
+                answered(data.Symbol,
+                         { data.Symbol, figure(data.TotalShare), figure(data.ListedShare), figure(data.NetAssets),
+                           figure(data.DividentRate) });
         };
         QObject::connect(&quota, &LxQuotaHandler::signalStockDeepDataUpdate, receiver, readCache);
         readCache(symbols);
@@ -155,27 +158,32 @@ int deepCommand(const QStringList &arguments)
 
 int priceEarningsCommand(const QStringList &arguments)
 {
-    return runIndicatorQuery({ "pe", "Prints the price-earnings figures of symbols.",
-                               names("Symbol MDDate tradeDay ClosePx eps ttmEps staticPE dynamicPE ttmPE"), {} },
-                             QStringLiteral("MSG_QUERY_P_E_RATIO_RESPONSE"),
-                             [](const QStringList &symbols) { LxQuotaHandler::instance().queryPEData(symbols); }, arguments);
+    return runIndicatorQuery(
+        { "pe",
+          "Prints the price-earnings figures of symbols.",
+          names("Symbol MDDate tradeDay ClosePx eps ttmEps staticPE dynamicPE ttmPE"),
+          {} },
+        QStringLiteral("MSG_QUERY_P_E_RATIO_RESPONSE"),
+        [](const QStringList &symbols) { LxQuotaHandler::instance().queryPEData(symbols); }, arguments);
 }
 
 int volumeRatioCommand(const QStringList &arguments)
 {
-    return runIndicatorQuery({ "qrr", "Prints the average volume a trading minute of the last five days of symbols.",
-                               names("Symbol MDDate last5DayVolumePerMinute"), {} },
-                             QStringLiteral("MSG_QUERY_QUANTITY_RELATIVE_RATIO_RESPONSE"),
-                             [](const QStringList &symbols) { LxQuotaHandler::instance().queryQRRData(symbols); }, arguments);
+    return runIndicatorQuery(
+        { "qrr",
+          "Prints the average volume a trading minute of the last five days of symbols.",
+          names("Symbol MDDate last5DayVolumePerMinute"),
+          {} },
+        QStringLiteral("MSG_QUERY_QUANTITY_RELATIVE_RATIO_RESPONSE"),
+        [](const QStringList &symbols) { LxQuotaHandler::instance().queryQRRData(symbols); }, arguments);
 }
 
 int risingDaysCommand(const QStringList &arguments)
 {
-    return runIndicatorQuery({ "risedays", "Prints the counts of consecutive rising days of symbols.",
-                               names("Symbol MDDate days"), {} },
-                             QStringLiteral("MSG_QUERY_UP_N_DAY_RESPONSE"),
-                             [](const QStringList &symbols) { LxQuotaHandler::instance().queryRiseDayData(symbols); },
-                             arguments);
+    return runIndicatorQuery(
+        { "risedays", "Prints the counts of consecutive rising days of symbols.", names("Symbol MDDate days"), {} },
+        QStringLiteral("MSG_QUERY_UP_N_DAY_RESPONSE"),
+        [](const QStringList &symbols) { LxQuotaHandler::instance().queryRiseDayData(symbols); }, arguments);
 }
 
 int tradingDayCommand(const QStringList &arguments)
@@ -219,8 +227,8 @@ int tradingDayCommand(const QStringList &arguments)
     bool isNumber = false;
     const int days = positional.at(1).toInt(&isNumber);
     if (!date.isValid() || !isNumber)
-        return Arguments::usageError(QStringLiteral("tradeday: \"%1\" \"%2\" are no date and number")
-                                         .arg(positional.at(0), positional.at(1)));
+        return Arguments::usageError(
+            QStringLiteral("tradeday: \"%1\" \"%2\" are no date and number").arg(positional.at(0), positional.at(1)));
 
     QuerySession session(options);
     if (const ExitCode code = session.open(&error))
@@ -244,8 +252,9 @@ int tradingDayCommand(const QStringList &arguments)
     if (day.isEmpty() && LxBus::current()->statistics().dropped(LxBusDrop::NoService) > 0)
         return Arguments::failure(ExitTimeout, QStringLiteral("nobody on the bus answers"));
     if (day.isEmpty()) {
-        return Arguments::failure(ExitFailure, QStringLiteral("no trading day known %1 trading days from %2")
-                                                   .arg(days).arg(date.toString(Qt::ISODate)));
+        return Arguments::failure(
+            ExitFailure,
+            QStringLiteral("no trading day known %1 trading days from %2").arg(days).arg(date.toString(Qt::ISODate)));
     }
     RowPrinter printer(names("InitStartDate Days TradeDate"));
     printer.add({ date.toString(QStringLiteral("yyyyMMdd")), days, day });

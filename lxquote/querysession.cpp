@@ -37,10 +37,11 @@ bool isOlderThanItsData(const QString &store, const QString &folder)
 void QuerySession::addOptions(QCommandLineParser &parser)
 {
     BusSession::addOptions(parser);
-    parser.addOption({ QStringLiteral("store"),
-                       QStringLiteral("Store built by marketd import (default: one built from the recordings when it is "
-                                      "first needed, in the user's cache)."),
-                       QStringLiteral("FILE") });
+    parser.addOption(
+        { QStringLiteral("store"),
+          QStringLiteral("Store built by marketd import (default: one built from the recordings when it is "
+                         "first needed, in the user's cache)."),
+          QStringLiteral("FILE") });
     BusSession::addTimeoutOption(parser);
 }
 
@@ -48,7 +49,7 @@ bool QuerySession::readOptions(const QCommandLineParser &parser, Options *option
 {
     options->store = parser.value(QStringLiteral("store"));
     return BusSession::readOptions(parser, { QStringLiteral("store") }, &options->bus, error)
-            && BusSession::readTimeout(parser, &options->timeoutMs, error);
+        && BusSession::readTimeout(parser, &options->timeoutMs, error);
 }
 
 QuerySession::QuerySession(Options options) : m_options(std::move(options)), m_bus(m_options.bus) { }
@@ -92,9 +93,8 @@ ExitCode QuerySession::open(QString *error)
 
 AnswerWait::AnswerWait(QuerySession &session) : m_session(session)
 {
-    connect(&session.bus(), &BusSession::failed, this, [this](const QString &reason) {
-        end(static_cast<ExitCode>(Arguments::failure(ExitFailure, reason)));
-    });
+    connect(&session.bus(), &BusSession::failed, this,
+            [this](const QString &reason) { end(static_cast<ExitCode>(Arguments::failure(ExitFailure, reason))); });
 }
 
 ExitCode AnswerWait::run()

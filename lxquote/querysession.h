@@ -9,8 +9,8 @@
 
 class RequestService;
 
-/// A service that answers requests, with the quotation library loaded as a plug-in: those of a shared bus, or one within the
-/// process that answers from a store.
+/// A service that answers requests, with the quotation library loaded as a plug-in: those of a shared bus, or one
+/// within the process that answers from a store.
 ///
 /// Lives on the main thread. One at a time.
 class QuerySession

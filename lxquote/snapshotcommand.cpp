@@ -44,8 +44,9 @@ QString text(qint64 value)
 QString ladderLine(const QString &level, double price, qint64 quantity, double preClose)
 {
     const Colour colour = price > 0 ? Terminal::colourOfChange(price - preClose) : Colour::Dim;
-    return QStringLiteral("  %1 %2 %3\n").arg(fitted(level, 7), Terminal::coloured(fitted(QuoteText::price(price), -10), colour),
-                                              fitted(text(quantity), -14));
+    return QStringLiteral("  %1 %2 %3\n")
+        .arg(fitted(level, 7), Terminal::coloured(fitted(QuoteText::price(price), -10), colour),
+             fitted(text(quantity), -14));
 }
 
 // The order book as a ladder: asks from the highest down, then bids from the best down.
@@ -69,8 +70,8 @@ struct FieldPrinter
     template<typename Value>
     void operator()(const char *name, const Value &value)
     {
-        lines += QStringLiteral("  %1 %2\n").arg(fitted(QString::fromLatin1(name), NameWidth),
-                                                 fitted(text(value), ValueWidth));
+        lines += QStringLiteral("  %1 %2\n")
+                     .arg(fitted(QString::fromLatin1(name), NameWidth), fitted(text(value), ValueWidth));
     }
 
     // The order book stands in the ladder.
@@ -82,8 +83,8 @@ struct FieldPrinter
 
 QString sheet(const StockQuotaData &quote)
 {
-    QString lines = Terminal::coloured(quote.Symbol + QLatin1Char(' ') + quote.SecurityName, Colour::Bold)
-            + QLatin1Char('\n');
+    QString lines =
+        Terminal::coloured(quote.Symbol + QLatin1Char(' ') + quote.SecurityName, Colour::Bold) + QLatin1Char('\n');
     visitFields(quote, FieldPrinter { lines });
     return lines + ladder(quote) + QLatin1Char('\n');
 }
@@ -107,7 +108,8 @@ int snapshotCommand(const QStringList &arguments)
 {
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral(
-        "Prints the last quote of each symbol whole: all its fields and the order book as a ladder. A figure without a\n"
+        "Prints the last quote of each symbol whole: all its fields and the order book as a ladder. A figure without "
+        "a\n"
         "value is \"-\", or null in JSON. The quotes are those at the end of a replay of recorded market data, or the\n"
         "latest of a bus, which are waited for.\n"
         "Exit code 1 if a symbol has no quote or the bus fails, 3 if a quote of the bus does not come in time."));
@@ -154,8 +156,9 @@ int snapshotCommand(const QStringList &arguments)
     for (const QString &symbol : qAsConst(symbols)) {
         const StockQuotaData quote = quota.GetLastStockQuotaDataTotal(symbol);
         if (quote.Symbol.isEmpty()) {
-            exitCode = isShared ? Arguments::failure(ExitTimeout, QStringLiteral("no stock quote of %1 came").arg(symbol))
-                                : Arguments::failure(ExitFailure, QStringLiteral("no stock quote of %1").arg(symbol));
+            exitCode = isShared
+                ? Arguments::failure(ExitTimeout, QStringLiteral("no stock quote of %1 came").arg(symbol))
+                : Arguments::failure(ExitFailure, QStringLiteral("no stock quote of %1").arg(symbol));
         } else if (format == formats.first()) {
             Terminal::out(sheet(quote));
         } else {

@@ -72,8 +72,8 @@ class Watch : public QObject
 {
 public:
     Watch(MarketSession &session, WatchOptions options)
-        : m_session(session), m_options(std::move(options)),
-          m_drawsTable(!m_options.json && Terminal::isInteractive()), m_table(m_options.symbols)
+        : m_session(session), m_options(std::move(options)), m_drawsTable(!m_options.json && Terminal::isInteractive()),
+          m_table(m_options.symbols)
     {
     }
 
@@ -227,7 +227,9 @@ void Watch::printSummary(double seconds) const
     using Terminal::fitted;
     constexpr int NameColumns = 14;
     constexpr int NumberColumns = -11;
-    const auto number = [](quint64 value) { return fitted(QuoteText::count(static_cast<double>(value)), NumberColumns); };
+    const auto number = [](quint64 value) {
+        return fitted(QuoteText::count(static_cast<double>(value)), NumberColumns);
+    };
     // What a shared bus publishes is not known here.
     const bool replayed = !m_session.bus().isShared();
     QString text = fitted(QString(), NameColumns);
@@ -271,7 +273,8 @@ int watchCommand(const QStringList &arguments)
 {
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral(
-        "Shows the quotes of the symbols as they change, of a bus or of a replay of recorded market data: a table that\n"
+        "Shows the quotes of the symbols as they change, of a bus or of a replay of recorded market data: a table "
+        "that\n"
         "updates in place on a terminal, else a line an update. Ends with the recording or on Ctrl-C, with a summary:\n"
         "records read; published, that is of the symbols watched; announced by the library; dropped by the bus;\n"
         "skipped as broken. Of a bus it knows what it was sent only: records announced and dropped.\n"
@@ -305,7 +308,8 @@ int watchCommand(const QStringList &arguments)
         return Arguments::usageError(QStringLiteral("watch: no kind given"));
     for (const QString &kind : qAsConst(options.kinds)) {
         if (!kinds.contains(kind))
-            return Arguments::usageError(QStringLiteral("\"%1\" is no kind: %2").arg(kind, kinds.join(QStringLiteral(", "))));
+            return Arguments::usageError(
+                QStringLiteral("\"%1\" is no kind: %2").arg(kind, kinds.join(QStringLiteral(", "))));
     }
     options.json = format == formats.last();
 

@@ -98,10 +98,10 @@ QString WatchTable::line(const QuoteView &quote)
 
 QString WatchTable::line(const TradeView &trade)
 {
-    const QString text = joined({ fitted(trade.symbol, Symbol), QStringLiteral("trade"),
-                                  fitted(QuoteText::time(trade.time), Time), fitted(QuoteText::price(trade.price), Last),
-                                  fitted(sideText(trade.side), 4), fitted(QString::number(trade.lots), -8),
-                                  QStringLiteral("lots") });
+    const QString text =
+        joined({ fitted(trade.symbol, Symbol), QStringLiteral("trade"), fitted(QuoteText::time(trade.time), Time),
+                 fitted(QuoteText::price(trade.price), Last), fitted(sideText(trade.side), 4),
+                 fitted(QString::number(trade.lots), -8), QStringLiteral("lots") });
     return Terminal::coloured(text, colourOf(trade.side));
 }
 

@@ -4,8 +4,8 @@
 
 #include <QObject>
 
-/// A program's bus: joins it, watches its connection, and lets go of it at last. Lives on the main thread and signals there;
-/// one at a time.
+/// A program's bus: joins it, watches its connection, and lets go of it at last. Lives on the main thread and signals
+/// there; one at a time.
 class ProgramBus : public QObject
 {
     Q_OBJECT
@@ -17,7 +17,8 @@ public:
 
     /// Joins the bus within five seconds. False, with the reason in `error`.
     bool join(const BusSettings &settings, QString *error);
-    /// Takes in at once what has been signalled to it until now. False, with the reason in `error`, if the bus has failed.
+    /// Takes in at once what has been signalled to it until now. False, with the reason in `error`, if the bus has
+    /// failed.
     bool check(QString *error);
 
     LxBusState state() const { return LxBus::current()->connection().state(); }
@@ -26,7 +27,8 @@ public:
 
 Q_SIGNALS:
     void stateChanged(const LxBusState &state);
-    /// The program need not go on: the connection is closed for good, or the broker does not permit what it needs. Once.
+    /// The program need not go on: the connection is closed for good, or the broker does not permit what it needs.
+    /// Once.
     void failed(const QString &reason);
 
 private:

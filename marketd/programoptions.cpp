@@ -11,11 +11,12 @@ bool BusSettings::isShared() const
 
 void ProgramOptions::addBusOptions(QCommandLineParser &parser, const QString &otherwise)
 {
-    parser.addOption({ QStringLiteral("bus"),
-                       QStringLiteral("Bus to join: nats://[user[:password]@]host:port, or tls://... (default: LX_BUS_URL "
-                                      "of the environment; %1).")
-                               .arg(otherwise),
-                       QStringLiteral("URL") });
+    parser.addOption(
+        { QStringLiteral("bus"),
+          QStringLiteral("Bus to join: nats://[user[:password]@]host:port, or tls://... (default: LX_BUS_URL "
+                         "of the environment; %1).")
+              .arg(otherwise),
+          QStringLiteral("URL") });
     parser.addOption({ QStringLiteral("bus-ca"),
                        QStringLiteral("Certificates (PEM) of who may vouch for the broker (default: LX_BUS_CA of the "
                                       "environment, or the system's)."),
@@ -29,8 +30,8 @@ void ProgramOptions::addBusOptions(QCommandLineParser &parser, const QString &ot
 BusSettings ProgramOptions::busSettings(const QCommandLineParser &parser)
 {
     BusSettings settings;
-    settings.url = parser.isSet(QStringLiteral("bus")) ? parser.value(QStringLiteral("bus"))
-                                                       : qEnvironmentVariable("LX_BUS_URL");
+    settings.url =
+        parser.isSet(QStringLiteral("bus")) ? parser.value(QStringLiteral("bus")) : qEnvironmentVariable("LX_BUS_URL");
     settings.options.caFile = parser.value(QStringLiteral("bus-ca"));
     settings.options.credentialsFile = parser.value(QStringLiteral("bus-credentials"));
     return settings;

@@ -128,8 +128,8 @@ void Replay::publish(RecordingKind kind, const CsvRecording::Row &row)
     m_analysis.observe(kind, row, *m_port);
 }
 
-// Publishes rows that were read while the consumers worked off those before. One behind the other, so that the bus's thread
-// finds the next one when it is done with one, and need not be woken for each.
+// Publishes rows that were read while the consumers worked off those before. One behind the other, so that the bus's
+// thread finds the next one when it is done with one, and need not be woken for each.
 void Replay::publishBatch(std::vector<PendingRow> *batch)
 {
     if (batch->empty())

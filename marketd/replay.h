@@ -18,7 +18,7 @@
 struct ReplayOptions
 {
     QString folder;
-    QString date;       ///< replay this date only (yyyyMMdd); empty: all
+    QString date; ///< replay this date only (yyyyMMdd); empty: all
     double speed = 0.0; ///< factor of real time; 0: as fast as the consumers take it
     /// Called by the replay's thread at speed 0, whenever the bus has delivered a batch of records and the next one is
     /// ready; returns when the consumers have room for it. The bus itself knows only what it queues, not what its
@@ -31,9 +31,9 @@ struct ReplayOptions
 /// What a replay has done so far, of one kind of record.
 struct ReplayCount
 {
-    quint64 read = 0;      ///< whole rows read
+    quint64 read = 0; ///< whole rows read
     quint64 published = 0; ///< of these, the ones that somebody received; a broker counts as somebody
-    quint64 skipped = 0;   ///< broken rows; counted at the end of each run
+    quint64 skipped = 0; ///< broken rows; counted at the end of each run
 };
 
 /// Replays the recordings of a folder onto the bus, merged by time of day over all files.
@@ -74,7 +74,10 @@ private:
     {
         std::atomic<quint64> value { 0 };
 
-        void add(quint64 number) { value.store(value.load(std::memory_order_relaxed) + number, std::memory_order_relaxed); }
+        void add(quint64 number)
+        {
+            value.store(value.load(std::memory_order_relaxed) + number, std::memory_order_relaxed);
+        }
     };
     struct Counts
     {

@@ -33,16 +33,18 @@ int runServeCommand(const QStringList &arguments)
 {
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral(
-        "Answers requests from a store and replays recordings on a bus, until SIGINT or SIGTERM. Goes on answering when\n"
-        "the replay has ended. Logs on standard error; the line \"marketd: ready\" stands there once all services are on\n"
+        "Answers requests from a store and replays recordings on a bus, until SIGINT or SIGTERM. Goes on answering "
+        "when\n"
+        "the replay has ended. Logs on standard error; the line \"marketd: ready\" stands there once all services are "
+        "on\n"
         "the bus. Several such services may share a bus: each request is answered by one of them.\n"
         "Records at --speed max are sent in bulk, for throughput; at any other speed each by itself, for latency.\n"
         "Exit codes: 0; 1 if the bus, the store or a recording fails; 2 for a usage error."));
     const QCommandLineOption help({ QStringLiteral("h"), QStringLiteral("help") }, QStringLiteral("Shows this help."));
     parser.addOption(help);
     parser.addPositionalArgument(QStringLiteral("serve"), QStringLiteral("This command."));
-    parser.addOption({ QStringLiteral("data"), QStringLiteral("Replay the recordings in this folder."),
-                       QStringLiteral("DIR") });
+    parser.addOption(
+        { QStringLiteral("data"), QStringLiteral("Replay the recordings in this folder."), QStringLiteral("DIR") });
     parser.addOption({ QStringLiteral("store"), QStringLiteral("Answer requests from this store of marketd import."),
                        QStringLiteral("FILE") });
     ProgramOptions::addReplayOptions(parser, QStringLiteral("1"));

@@ -26,7 +26,9 @@ class Waiter final : public LxBusService
 QString text(const ReplayCount &count)
 {
     return QStringLiteral("%1 records read, %2 published, %3 broken rows skipped")
-        .arg(count.read).arg(count.published).arg(count.skipped);
+        .arg(count.read)
+        .arg(count.published)
+        .arg(count.skipped);
 }
 
 } // namespace
@@ -146,8 +148,8 @@ void Server::replay()
         Qt::QueuedConnection);
 }
 
-// Replay's thread, at full speed. The receivers behind a broker cannot be waited for, but the broker itself can: what is
-// published while it is away would be lost.
+// Replay's thread, at full speed. The receivers behind a broker cannot be waited for, but the broker itself can: what
+// is published while it is away would be lost.
 void Server::waitForBroker()
 {
     QMutexLocker locker(&m_mutex);

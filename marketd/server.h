@@ -14,8 +14,8 @@
 class LxThread;
 class RequestService;
 
-/// The market-data service on a bus: answers requests from a store, replays recordings, or both, and logs what happens to
-/// it (category "lx.marketd").
+/// The market-data service on a bus: answers requests from a store, replays recordings, or both, and logs what happens
+/// to it (category "lx.marketd").
 ///
 ///     Server server(options);
 ///     connect(&server, &Server::failed, ...);

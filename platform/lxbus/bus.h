@@ -34,9 +34,9 @@ public:
         Ok = 0,
         TimedOut = 1,
         NoService = -1, ///< nobody serves the type
-        Closed = -2,    ///< the service left before it answered
+        Closed = -2, ///< the service left before it answered
         QueueFull = -4, ///< the service has stopped taking requests; -3 is what callers that have no endpoint return
-        NotSent = -5,   ///< the body cannot travel, or the broker's connection did not take it
+        NotSent = -5, ///< the body cannot travel, or the broker's connection did not take it
     };
 
     virtual ~LxBusEndpoint() = default;
@@ -84,7 +84,8 @@ public:
     /// Publishes `body` on `topic`. `key` is the symbol of topics that are routed by symbol, else empty. A receiver
     /// whose queue is full holds the call up for a bounded time (LxBusOptions::publishTimeoutMs); after that its
     /// messages are dropped and counted until it has caught up. A callback of the bus is not held up when no delivery
-    /// thread would be left to make room. Returns the number of receivers in this process's sight: a broker counts as one.
+    /// thread would be left to make room. Returns the number of receivers in this process's sight: a broker counts as
+    /// one.
     virtual int publish(const QString &topic, const QString &key, const QVariant &body) = 0;
     /// Publishes to one client only, by its address, if it has subscribed `topic`.
     virtual void publishTo(const QString &client, const QString &topic, const QVariant &body) = 0;
@@ -101,14 +102,14 @@ struct LxBusOptions
 {
     int requestTimeoutMs = 10000; ///< of synchronous requests
     int publishTimeoutMs = 10000; ///< how long a publisher waits for a full receiver
-    int queueLimit = 8192;        ///< messages waiting for one receiver before its publishers are held up
-    int threads = 2;              ///< delivery threads
+    int queueLimit = 8192; ///< messages waiting for one receiver before its publishers are held up
+    int threads = 2; ///< delivery threads
 
     // Of buses with a broker:
     int pendingLimit = 65536; ///< messages waiting for one receiver before its quotes are conflated
-    bool sendAtOnce = true;   ///< each message by itself; otherwise up to a millisecond's worth together, for bulk
-    QString caFile;           ///< certificates (PEM) of who may vouch for the broker; empty: LX_BUS_CA, or the system's
-    QString credentialsFile;  ///< the client's credentials; empty: LX_BUS_CREDENTIALS, or none
+    bool sendAtOnce = true; ///< each message by itself; otherwise up to a millisecond's worth together, for bulk
+    QString caFile; ///< certificates (PEM) of who may vouch for the broker; empty: LX_BUS_CA, or the system's
+    QString credentialsFile; ///< the client's credentials; empty: LX_BUS_CREDENTIALS, or none
 };
 
 /// A transport behind the bus: where endpoints and services meet.
@@ -127,9 +128,9 @@ public:
 /// The process's bus. Any thread.
 namespace LxBus {
 
-/// Starts the bus at `url`: "inproc:" within the process, or through a broker "nats://[user[:password]@]host:port[,...]",
-/// encrypted "tls://...". False within five seconds, with a reason in `error`, if there is no such transport, the broker
-/// cannot be reached or refuses, or a bus runs already.
+/// Starts the bus at `url`: "inproc:" within the process, or through a broker
+/// "nats://[user[:password]@]host:port[,...]", encrypted "tls://...". False within five seconds, with a reason in
+/// `error`, if there is no such transport, the broker cannot be reached or refuses, or a bus runs already.
 LXBUS_EXPORT bool start(const QString &url, const LxBusOptions &options = {}, QString *error = nullptr);
 /// The running bus; starts "inproc:" if none runs. Endpoints and services keep it alive.
 LXBUS_EXPORT std::shared_ptr<LxBusTransport> current();

@@ -8,11 +8,11 @@
 namespace {
 
 constexpr size_t MessagesPerTurn = 512; // then the next mailbox has its turn
-constexpr size_t MessagesPerWake = 64;  // how often waiting publishers are looked after
+constexpr size_t MessagesPerWake = 64; // how often waiting publishers are looked after
 constexpr quint64 UnconflatedLimit = 4; // in limits: what may wait of messages that cannot replace each other
 
-// How long a thread without work looks out for more before it sleeps. Putting it to sleep and waking it for each message of
-// a fast publisher costs both of them more than the message does.
+// How long a thread without work looks out for more before it sleeps. Putting it to sleep and waking it for each
+// message of a fast publisher costs both of them more than the message does.
 constexpr std::chrono::microseconds LookOut(5);
 
 } // namespace

@@ -37,8 +37,8 @@ public:
     enum Outcome {
         Taken,
         TakenAndFull, ///< taken; call waitForRoom() before the next one
-        Stalled,      ///< refused: a waitForRoom() timed out and the receiver has not caught up yet
-        Closed,       ///< refused
+        Stalled, ///< refused: a waitForRoom() timed out and the receiver has not caught up yet
+        Closed, ///< refused
     };
     enum class Fate {
         Queued,
@@ -55,9 +55,9 @@ public:
 
     /// Queues a message, unless the receiver has stopped taking them.
     Outcome offer(LxDelivery delivery);
-    /// Queues a message for a receiver whose sender cannot be held up. In a full mailbox a message replaces the one of the
-    /// same `conflationKey` that waits since it is full; without a key (0) four times the limit may wait, then it is
-    /// refused.
+    /// Queues a message for a receiver whose sender cannot be held up. In a full mailbox a message replaces the one of
+    /// the same `conflationKey` that waits since it is full; without a key (0) four times the limit may wait, then it
+    /// is refused.
     Fate offerOrConflate(LxDelivery delivery, quint64 conflationKey);
     /// Queues a message that must not be lost while the receiver lives. False if the mailbox is closed.
     bool post(LxDelivery delivery);
@@ -74,7 +74,7 @@ private:
 
     quint64 waiting() const { return m_posted - m_delivered.load(); } // under m_mutex
     bool queue(LxDelivery &&delivery); // under m_mutex; true if the pool must be told
-    bool deliverSome();                // pool thread; true if more is waiting
+    bool deliverSome(); // pool thread; true if more is waiting
 
     LxDeliveryPool *const m_pool;
     const quint64 m_limit;
@@ -120,7 +120,7 @@ private:
     void work();
     std::shared_ptr<LxMailbox> take(); // null when the pool ends
 
-    std::atomic<int> m_waiting { 0 };   // threads of the pool between beginWait() and endWait()
+    std::atomic<int> m_waiting { 0 }; // threads of the pool between beginWait() and endWait()
     std::atomic<size_t> m_queued { 0 }; // the size of m_queue, written under m_mutex
 
     QMutex m_mutex; // guards what follows

@@ -268,7 +268,8 @@ void Bus::receiveRequest(Service *service, const LxNatsMessage &message)
         return;
     }
     quint64 number = 0;
-    if (!reply.isEmpty() && !reply.startsWith(LxNatsSubjects::client(request.client) + LxNatsSubjects::Own::nothingAwaited)) {
+    if (!reply.isEmpty()
+        && !reply.startsWith(LxNatsSubjects::client(request.client) + LxNatsSubjects::Own::nothingAwaited)) {
         QMutexLocker locker(&m_pending);
         number = m_unanswered.add(reply);
     }

@@ -19,7 +19,8 @@
 /// The parts of the bus through a NATS broker.
 namespace LxNats {
 
-/// Texts may be literals in the memory of a library that is unloaded before the bus ends; what the bus keeps, it copies.
+/// Texts may be literals in the memory of a library that is unloaded before the bus ends; what the bus keeps, it
+/// copies.
 inline QString ownCopy(const QString &text)
 {
     return QString(text.constData(), text.size());
@@ -33,7 +34,7 @@ struct Client
     QString address;
     QByteArray subject; ///< what its own subjects begin with
     std::shared_ptr<LxMailbox> mailbox;
-    QSet<QString> topics;            // this and what follows: guarded by the bus's m_routing
+    QSet<QString> topics; // this and what follows: guarded by the bus's m_routing
     QHash<QString, int> interest[4]; ///< by kind - 1: symbol -> how often asked for
     LxNatsSubscription own;
 };
@@ -178,15 +179,15 @@ private:
 
     QMutex m_routing; // guards what follows; held while posting, so that messages keep their order
     QHash<QByteArray, std::shared_ptr<Route>> m_routes; // by path
-    QVector<std::shared_ptr<LxMailbox>> m_mailboxes;    // of the clients
+    QVector<std::shared_ptr<LxMailbox>> m_mailboxes; // of the clients
     quint64 m_lastRoute = 0;
 
     QMutex m_pending; // guards what follows
-    Expiring<QString> m_awaited;       // types of asynchronous requests, until their answer comes
+    Expiring<QString> m_awaited; // types of asynchronous requests, until their answer comes
     Expiring<QByteArray> m_unanswered; // return addresses of what services were asked
 
     QMutex m_stateMutex; // guards what follows
-    QString m_lost;      // why, while the connection is lost
+    QString m_lost; // why, while the connection is lost
     int m_slowClients = 0;
     bool m_showingState = false; // a thread announces the state
     bool m_stateChanged = false; // since that thread looked

@@ -14,14 +14,14 @@
 namespace {
 
 constexpr int ConnectTimeoutMs = 1500; // of one server
-constexpr int GiveUpMs = 4500;         // of all servers, and the look-up of their names
+constexpr int GiveUpMs = 4500; // of all servers, and the look-up of their names
 constexpr int ReconnectWaitMs = 200;
 constexpr int PingIntervalMs = 5000; // two without an answer, and the connection counts as lost
 constexpr int WriteDeadlineMs = 5000;
 constexpr int ClosingFlushMs = 2000;
 
-// The NATS library's words, without the place in its source, "(conn.c:123): ". Called on its threads, also while the process
-// exits: nothing of Qt that is made on first use, as regular expressions are.
+// The NATS library's words, without the place in its source, "(conn.c:123): ". Called on its threads, also while the
+// process exits: nothing of Qt that is made on first use, as regular expressions are.
 QString textOf(natsStatus status, const char *details)
 {
     const QString text = QString::fromUtf8(natsStatus_GetText(status));
@@ -215,7 +215,7 @@ bool apply(const LxNatsUrl &url, const LxBusOptions &options, natsOptions *nats,
     }
     if (status != NATS_OK) {
         *error = QStringLiteral("cannot use the credentials in \"%1\": %2")
-                         .arg(QString::fromLocal8Bit(credentials), textOf(status, nats_GetLastError(nullptr)));
+                     .arg(QString::fromLocal8Bit(credentials), textOf(status, nats_GetLastError(nullptr)));
         return false;
     }
     // A broker may want encryption whatever the URL says.
@@ -226,7 +226,7 @@ bool apply(const LxNatsUrl &url, const LxBusOptions &options, natsOptions *nats,
         status = natsOptions_SetSecure(nats, true);
     if (status != NATS_OK)
         *error = QStringLiteral("cannot use the certificates in \"%1\": %2")
-                         .arg(QString::fromLocal8Bit(ca), textOf(status, nats_GetLastError(nullptr)));
+                     .arg(QString::fromLocal8Bit(ca), textOf(status, nats_GetLastError(nullptr)));
     return status == NATS_OK;
 }
 
@@ -309,9 +309,9 @@ LxNatsSubscription LxNatsConnection::subscribe(const QByteArray &subject, const 
     natsSubscription *subscription = nullptr;
     Callbacks::Handler *const entered = m_callbacks->enter(std::move(handler));
     const natsStatus status = queueGroup
-            ? natsConnection_QueueSubscribe(&subscription, m_connection, subject.constData(), queueGroup,
-                                            &Callbacks::arrived, entered)
-            : natsConnection_Subscribe(&subscription, m_connection, subject.constData(), &Callbacks::arrived, entered);
+        ? natsConnection_QueueSubscribe(&subscription, m_connection, subject.constData(), queueGroup,
+                                        &Callbacks::arrived, entered)
+        : natsConnection_Subscribe(&subscription, m_connection, subject.constData(), &Callbacks::arrived, entered);
     if (status != NATS_OK) {
         Callbacks::leave(entered);
         return LxNatsSubscription();
@@ -330,15 +330,15 @@ bool LxNatsConnection::publishRequest(const QByteArray &subject, const QByteArra
 {
     return natsConnection_PublishRequest(m_connection, subject.constData(), reply.constData(), bytes.constData(),
                                          bytes.size())
-            == NATS_OK;
+        == NATS_OK;
 }
 
 natsStatus LxNatsConnection::request(const QByteArray &subject, const QByteArray &bytes, int timeoutMs,
                                      std::unique_ptr<LxNatsMessage> *answer)
 {
     natsMsg *message = nullptr;
-    const natsStatus status = natsConnection_Request(&message, m_connection, subject.constData(), bytes.constData(),
-                                                     bytes.size(), timeoutMs);
+    const natsStatus status =
+        natsConnection_Request(&message, m_connection, subject.constData(), bytes.constData(), bytes.size(), timeoutMs);
     if (status == NATS_OK)
         *answer = std::make_unique<LxNatsMessage>(message);
     return status;

@@ -37,7 +37,10 @@ class LxNatsSubscription
 {
 public:
     LxNatsSubscription() = default;
-    explicit LxNatsSubscription(natsSubscription *subscription) : m_subscription(subscription, &natsSubscription_Destroy) { }
+    explicit LxNatsSubscription(natsSubscription *subscription)
+        : m_subscription(subscription, &natsSubscription_Destroy)
+    {
+    }
 
 private:
     std::unique_ptr<natsSubscription, decltype(&natsSubscription_Destroy)> m_subscription { nullptr, nullptr };
@@ -61,7 +64,8 @@ protected:
 
 /// A connection to a NATS broker, which it keeps up by itself. Any thread.
 ///
-/// Handlers of all subscriptions are called on one thread, in the order in which the messages came. They must not block.
+/// Handlers of all subscriptions are called on one thread, in the order in which the messages came. They must not
+/// block.
 class LxNatsConnection
 {
 public:

@@ -10,8 +10,8 @@
 
 /// Publishes records through a broker, and answers those who ask for the latest one of a symbol. Any thread.
 ///
-/// Records of a symbol are numbered, so that a reader who receives one by two ways takes it once, and sees what is missing.
-/// The publisher of a symbol answers for it, in a queue group: of several publishers of one symbol, one.
+/// Records of a symbol are numbered, so that a reader who receives one by two ways takes it once, and sees what is
+/// missing. The publisher of a symbol answers for it, in a queue group: of several publishers of one symbol, one.
 ///
 /// Outlives the connection, which calls it.
 class LxNatsPublisher
@@ -21,8 +21,8 @@ public:
 
     /// False if the record cannot be written or the connection does not take it, which is counted.
     bool publish(const QString &topic, const QString &key, const QVariant &body);
-    /// Publishes the latest record of each symbol once more. For after a reconnection: readers who had it do not take it
-    /// again, and those who missed it, however long they wait for the next one, do.
+    /// Publishes the latest record of each symbol once more. For after a reconnection: readers who had it do not take
+    /// it again, and those who missed it, however long they wait for the next one, do.
     void publishLatestAgain();
 
 private:

@@ -18,7 +18,8 @@ bool LxNatsUrl::hasScheme(const QString &text)
 bool LxNatsUrl::parse(const QString &text, LxNatsUrl *url, QString *error)
 {
     url->encrypted = text.startsWith(encryptedScheme);
-    const QStringList servers = text.mid((url->encrypted ? encryptedScheme : plainScheme).size()).split(QLatin1Char(','));
+    const QStringList servers =
+        text.mid((url->encrypted ? encryptedScheme : plainScheme).size()).split(QLatin1Char(','));
     for (const QString &server : servers) {
         const QUrl parsed(plainScheme + server, QUrl::StrictMode);
         const bool rest = !parsed.path().isEmpty() && parsed.path() != QLatin1String("/");

@@ -62,9 +62,10 @@ bool NatsBroker::start()
     // A file takes all it writes; a pipe that nobody reads would hold it up.
     m_process->setStandardOutputFile(filePath(logFile), QIODevice::Append);
     m_process->setProcessChannelMode(QProcess::MergedChannels);
-    m_process->start(program(), { QStringLiteral("-c"), configFile, QStringLiteral("-a"), address,
-                                  QStringLiteral("-p"), QString::number(m_port > 0 ? m_port : -1),
-                                  QStringLiteral("-m"), QStringLiteral("-1"), QStringLiteral("--ports_file_dir"), folder() });
+    m_process->start(program(),
+                     { QStringLiteral("-c"), configFile, QStringLiteral("-a"), address, QStringLiteral("-p"),
+                       QString::number(m_port > 0 ? m_port : -1), QStringLiteral("-m"), QStringLiteral("-1"),
+                       QStringLiteral("--ports_file_dir"), folder() });
     if (!m_process->waitForStarted(PatienceMs))
         return false;
     const QDeadlineTimer deadline(PatienceMs);

@@ -7,8 +7,8 @@
 
 #include <memory>
 
-/// A nats-server of the test's own on the loopback, on a port that is free. Killed by the destructor, and by the kernel if
-/// the test dies. Used on one thread, which has to outlive it.
+/// A nats-server of the test's own on the loopback, on a port that is free. Killed by the destructor, and by the kernel
+/// if the test dies. Used on one thread, which has to outlive it.
 ///
 ///     NatsBroker broker;
 ///     QVERIFY2(broker.start(), broker.log());

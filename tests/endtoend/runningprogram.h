@@ -4,7 +4,8 @@
 #include <QProcess>
 #include <QStringList>
 
-/// A program that runs beside the test, whose event loop takes in what it writes: for QTRY_VERIFY. Killed by the destructor.
+/// A program that runs beside the test, whose event loop takes in what it writes: for QTRY_VERIFY. Killed by the
+/// destructor.
 class RunningProgram
 {
 public:

@@ -9,11 +9,12 @@ const QString serviceUser = QStringLiteral("service:secret-1");
 const QString clientUser = QStringLiteral("client:secret-2");
 const QString tls = QStringLiteral("tls");
 
-const QByteArray passwords = "service_password: \"secret-1\"\nclient_password: \"secret-2\"\nadmin_password: \"secret-3\"\n";
+const QByteArray passwords =
+    "service_password: \"secret-1\"\nclient_password: \"secret-2\"\nadmin_password: \"secret-3\"\n";
 const QByteArray smallRecording = "MDDate,MDTime,Symbol,PreClosePx,LastPx\n20230201,093000000,600519.SH,1800,1800\n";
 
 // The programs, and what each needs beside the bus.
-const QStringList programs { QStringLiteral("service"), QStringLiteral("watch"), QStringLiteral("snapshot"),
+const QStringList programs { QStringLiteral("service"), QStringLiteral("watch"),    QStringLiteral("snapshot"),
                              QStringLiteral("kline"),   QStringLiteral("tradeday"), QStringLiteral("pe") };
 
 QByteArray contentOf(const QString &path)
@@ -32,7 +33,7 @@ void write(const QString &path, const QByteArray &content)
 QByteArray configOf(const QByteArray &password, const QByteArray &publish, const QByteArray &subscribe)
 {
     return "trace: true\nmax_traced_msg_len: 16\nauthorization { users: [ { user: \"name\", password: \"" + password
-            + "\", permissions { publish: " + publish + ", subscribe: " + subscribe + " } } ] }\n";
+        + "\", permissions { publish: " + publish + ", subscribe: " + subscribe + " } } ] }\n";
 }
 
 const QByteArray all = "\">\"";
@@ -58,7 +59,8 @@ private Q_SLOTS:
     void documentedConfigurationNeedsAPassword();
 
 private:
-    std::unique_ptr<RunningProgram> start(const QString &program, const QString &url, const QStringList &more = {}) const;
+    std::unique_ptr<RunningProgram> start(const QString &program, const QString &url,
+                                          const QStringList &more = {}) const;
 
     RecordingFolder m_recordings;
 };
@@ -75,9 +77,11 @@ std::unique_ptr<RunningProgram> tst_BusFailures::start(const QString &program, c
 {
     const QStringList bus = QStringList { QStringLiteral("--bus"), url } + more;
     if (program == QLatin1String("service")) {
-        return std::make_unique<RunningProgram>(
-            marketd, QStringList { QStringLiteral("serve"), QStringLiteral("--store"), m_store, QStringLiteral("--data"),
-                                   m_recordings.path(), QStringLiteral("--speed"), QStringLiteral("max") } + bus);
+        return std::make_unique<RunningProgram>(marketd,
+                                                QStringList { QStringLiteral("serve"), QStringLiteral("--store"),
+                                                              m_store, QStringLiteral("--data"), m_recordings.path(),
+                                                              QStringLiteral("--speed"), QStringLiteral("max") }
+                                                    + bus);
     }
     QStringList command { program };
     if (program == QLatin1String("kline"))
@@ -97,7 +101,8 @@ void tst_BusFailures::unreachableBrokerEndsThem_data()
 
     for (const QString &program : programs) {
         const auto row = [&program](const char *name, const char *url, const char *complaint) {
-            QTest::addRow("%s, %s", qPrintable(program), name) << program << QString::fromLatin1(url) << QByteArray(complaint);
+            QTest::addRow("%s, %s", qPrintable(program), name)
+                << program << QString::fromLatin1(url) << QByteArray(complaint);
         };
         row("refused port", "nats://127.0.0.1:1", "127.0.0.1:1");
         row("unknown host", "nats://no-such-host.invalid:4222", "no-such-host.invalid");
@@ -159,8 +164,10 @@ void tst_BusFailures::foreignBrokerEndsThem_data()
     QTest::addColumn<bool>("sameAuthority");
 
     for (const char *program : { "service", "watch", "kline" }) {
-        QTest::addRow("%s, unknown authority", program) << QString::fromLatin1(program) << QStringLiteral("IP:127.0.0.1") << false;
-        QTest::addRow("%s, another host", program) << QString::fromLatin1(program) << QStringLiteral("DNS:elsewhere.example") << true;
+        QTest::addRow("%s, unknown authority", program)
+            << QString::fromLatin1(program) << QStringLiteral("IP:127.0.0.1") << false;
+        QTest::addRow("%s, another host", program)
+            << QString::fromLatin1(program) << QStringLiteral("DNS:elsewhere.example") << true;
     }
 }
 
@@ -173,7 +180,8 @@ void tst_BusFailures::foreignBrokerEndsThem()
     NatsBroker broker("tls { cert_file: \"server-cert.pem\", key_file: \"server-key.pem\" }\n");
     QVERIFY(Certificates::make(broker.folder(), host));
     QVERIFY2(broker.start(), broker.log());
-    const QString authority = sameAuthority ? broker.filePath(QStringLiteral("ca.pem")) : m_folder.filePath(QStringLiteral("ca.pem"));
+    const QString authority =
+        sameAuthority ? broker.filePath(QStringLiteral("ca.pem")) : m_folder.filePath(QStringLiteral("ca.pem"));
     const auto running = start(program, broker.url(QString(), tls), { QStringLiteral("--bus-ca"), authority });
     QCOMPARE(running->exitCode(), 1);
     QVERIFY2(running->err().contains("SSL"), running->err());

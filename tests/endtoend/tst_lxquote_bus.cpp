@@ -64,7 +64,8 @@ void tst_LxQuoteBus::queriesOverTheBusEqualThoseWithin()
     RunningProgram service(marketd, serveStore());
     VERIFY_SOON(service.err().contains("marketd: ready\n"));
     const Program::Result within = Program::run(
-        command + QStringList { QStringLiteral("--store"), m_store, QStringLiteral("--data"), QStringLiteral(LX_DATA_DIR) });
+        command
+        + QStringList { QStringLiteral("--store"), m_store, QStringLiteral("--data"), QStringLiteral(LX_DATA_DIR) });
     const Program::Result over = ask(command);
     QCOMPARE(over.out, within.out);
     QCOMPARE(complaints(over), complaints(within));
@@ -92,7 +93,7 @@ void tst_LxQuoteBus::watchOverTheBusEqualsTheOneWithin()
 
     const RecordingFolder folder({ recording, QStringLiteral("securities.csv") });
     const QStringList command = QStringList { QStringLiteral("watch"), QStringLiteral("--data"), folder.path(), symbol }
-            + words("--format ndjson --kinds") + QStringList { kind };
+        + words("--format ndjson --kinds") + QStringList { kind };
     const Program::Result within = Program::run(command + words("--speed max"));
     QVERIFY2(within.exitCode == 0, within.err);
     QVERIFY(within.lines().size() > 100);
@@ -109,8 +110,8 @@ void tst_LxQuoteBus::watchOverTheBusEqualsTheOneWithin()
 
 void tst_LxQuoteBus::snapshotIsTheLatestAfterTheReplay()
 {
-    const QStringList command = words("snapshot --format json 600519.SH 000333.SZ --data")
-            + QStringList { QStringLiteral(LX_DATA_DIR) };
+    const QStringList command =
+        words("snapshot --format json 600519.SH 000333.SZ --data") + QStringList { QStringLiteral(LX_DATA_DIR) };
     const Program::Result within = Program::run(command + words("--date 20230202"));
     QVERIFY2(within.exitCode == 0, within.err);
 
@@ -164,8 +165,10 @@ void tst_LxQuoteBus::environmentNamesTheBus()
     const int fromEnvironment = Program::run(query).exitCode;
     const int fromOption = Program::run(query + otherBus).exitCode;
     const int withStore = Program::run(query + QStringList { QStringLiteral("--store"), m_store }).exitCode;
-    const int within = Program::run(query + QStringList { QStringLiteral("--store"), m_store, QStringLiteral("--bus"),
-                                                          QStringLiteral("inproc:") }).exitCode;
+    const int within = Program::run(query
+                                    + QStringList { QStringLiteral("--store"), m_store, QStringLiteral("--bus"),
+                                                    QStringLiteral("inproc:") })
+                           .exitCode;
     qunsetenv("LX_BUS_URL");
     QCOMPARE(fromEnvironment, 0);
     QCOMPARE(fromOption, 1);

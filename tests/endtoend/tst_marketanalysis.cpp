@@ -45,8 +45,8 @@ QVector<Second> secondsOf(const CsvTable &table)
     Stocks stocks;
     for (int i = 0; i < table.rowCount(); ++i) {
         const CsvRow row = table.row(i);
-        stocks[row.text("Symbol")] = { row.number("PreClosePx"), row.number("LastPx"), row.number("HighPx"),
-                                       row.number("LowPx"),      row.number("MaxPx"),  row.number("MinPx"),
+        stocks[row.text("Symbol")] = { row.number("PreClosePx"),     row.number("LastPx"), row.number("HighPx"),
+                                       row.number("LowPx"),          row.number("MaxPx"),  row.number("MinPx"),
                                        row.number("TotalValueTrade") };
         const Second second { row.text("MDDate"), row.text("MDTime"), stocks };
         if (!seconds.isEmpty() && seconds.constLast().time.left(6) == second.time.left(6))
@@ -253,9 +253,10 @@ void tst_MarketAnalysis::rankingsStopAtAHundred()
 void tst_MarketAnalysis::aNewDateBeginsAfresh()
 {
     RecordingFolder folder;
-    folder.write(QStringLiteral("stock_snapshots_2023.csv"), "MDDate,MDTime,Symbol,PreClosePx,LastPx\n"
-                                                             "20230201,150000000,600001.SH,10,11\n"
-                                                             "20230202,093000000,600002.SH,10,9\n");
+    folder.write(QStringLiteral("stock_snapshots_2023.csv"),
+                 "MDDate,MDTime,Symbol,PreClosePx,LastPx\n"
+                 "20230201,150000000,600001.SH,10,11\n"
+                 "20230202,093000000,600002.SH,10,9\n");
     BusEar ear(BusEar::Analyses);
     QVERIFY(Market::replayOntoBus(optionsFor(folder)).ok);
     QCOMPARE(ear.heard.size(), 2);
@@ -269,8 +270,8 @@ void tst_MarketAnalysis::nothingIsPublishedForNobody()
 {
     const RecordingFolder folder({ QStringLiteral("stock_snapshots_20230201.csv.gz") });
     QVERIFY(Market::replayOntoBus(optionsFor(folder)).ok);
-    // The bus hands the latest ranking to whoever asks for it later: there is none, unless behind a broker, where nobody
-    // knows whether somebody listens.
+    // The bus hands the latest ranking to whoever asks for it later: there is none, unless behind a broker, where
+    // nobody knows whether somebody listens.
     const int before = Market::isBehindBroker() ? 1 : 0;
     BusEar ear(BusEar::Analyses);
     ear.ask(LxRecordKind::Ranking, { QStringLiteral("1") });

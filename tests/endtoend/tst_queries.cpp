@@ -118,8 +118,9 @@ void tst_Queries::periodQueryAnswersFromTheCacheOnceTheSlotHasFilledIt()
     QTRY_COMPARE_WITH_TIMEOUT(filled.available(), 1, Timeout);
 
     QMap<QDate, StockPeriod1DInfo> cached;
-    connect(&quota, &LxQuotaHandler::sigOnRspQueryStockPeriod1DInfo, &filler,
-            [&](const QString &, const QMap<QDate, StockPeriod1DInfo> &data) { cached = data; }, Qt::DirectConnection);
+    connect(
+        &quota, &LxQuotaHandler::sigOnRspQueryStockPeriod1DInfo, &filler,
+        [&](const QString &, const QMap<QDate, StockPeriod1DInfo> &data) { cached = data; }, Qt::DirectConnection);
     quota.QueryStockPeriod1DInfo(symbol, from, to, false);
     const CsvTable table(dataFile("kline_daily.csv.gz"));
     int expected = 0;
@@ -165,7 +166,8 @@ void tst_Queries::deepDataComesFromTheCacheTheSecondTime()
     LxQuotaHandler &quota = LxQuotaHandler::instance();
     const QStringList symbols { QStringLiteral("600000.SH"), QStringLiteral("000002.SZ") };
     QSemaphore updated;
-    connect(&quota, &LxQuotaHandler::signalStockDeepDataUpdate, this, [&] { updated.release(); }, Qt::DirectConnection);
+    connect(
+        &quota, &LxQuotaHandler::signalStockDeepDataUpdate, this, [&] { updated.release(); }, Qt::DirectConnection);
     QList<LxStockDeepData> first;
     quota.QueryStockDeepData(symbols, first, false);
     QVERIFY(first.isEmpty());
@@ -204,11 +206,13 @@ void tst_Queries::priceEarningsReachTheSnapshot()
     LxQuotaHandler &quota = LxQuotaHandler::instance();
     const QString symbol = QStringLiteral("600519.SH");
     QSemaphore updated;
-    connect(&quota, &LxQuotaHandler::signalStockDeepDataUpdate, this,
-            [&](const QStringList &symbols) {
-                if (symbols == QStringList { symbol })
-                    updated.release();
-            }, Qt::DirectConnection);
+    connect(
+        &quota, &LxQuotaHandler::signalStockDeepDataUpdate, this,
+        [&](const QStringList &symbols) {
+            if (symbols == QStringList { symbol })
+                updated.release();
+        },
+        Qt::DirectConnection);
     quota.queryPEData({ symbol });
     QVERIFY(updated.tryAcquire(1, Timeout));
     disconnect(&quota, nullptr, this, nullptr);
@@ -224,8 +228,9 @@ void tst_Queries::priceEarningsReachTheSnapshot()
     CPackMessageCommon quote;
     quote.AddVaule(QStringLiteral("Symbol"), symbol);
     quote.AddVaule(QStringLiteral("LastPx"), 1844.97);
-    QMetaObject::invokeMethod(&quota, [&] { quota.slotProcessQuotaMsg(QStringLiteral("MDMARKETRECORD"), quote.GetPackedMsg(false)); },
-                              Qt::BlockingQueuedConnection);
+    QMetaObject::invokeMethod(
+        &quota, [&] { quota.slotProcessQuotaMsg(QStringLiteral("MDMARKETRECORD"), quote.GetPackedMsg(false)); },
+        Qt::BlockingQueuedConnection);
     QCOMPARE(quota.GetLastStockQuotaDataBase(symbol).PERatio, 1844.97 / eps);
 }
 

@@ -71,10 +71,7 @@ private:
 class UnreliableService final : public LxBusService
 {
 public:
-    UnreliableService() : m_late([this] { answerLate(); })
-    {
-        m_port = LxBus::current()->openService(this);
-    }
+    UnreliableService() : m_late([this] { answerLate(); }) { m_port = LxBus::current()->openService(this); }
 
     ~UnreliableService()
     {
@@ -108,7 +105,8 @@ public:
         case 3:
         case 4: {
             QMutexLocker locker(&m_mutex);
-            m_due.emplace(std::chrono::steady_clock::now() + std::chrono::milliseconds(m_random.bounded(2 * RequestTimeoutMs)),
+            m_due.emplace(std::chrono::steady_clock::now()
+                              + std::chrono::milliseconds(m_random.bounded(2 * RequestTimeoutMs)),
                           request);
             m_changed.wakeAll();
             return;
@@ -130,15 +128,18 @@ private:
         const QString symbol = fields.GetValue(QStringLiteral("Symbol"), QVariant()).toString();
         if (request.type == bars) {
             const QVariantMap bar { { QStringLiteral("PeriodType"), 2 }, { QStringLiteral("Symbol"), symbol } };
-            publish(request, QStringLiteral("KLineResponse"), succeeds ? QVariantList { bar } : QVariantList(), succeeds);
+            publish(request, QStringLiteral("KLineResponse"), succeeds ? QVariantList { bar } : QVariantList(),
+                    succeeds);
         } else if (request.type == tradingDay) {
             CPackMessageCommon pack;
             pack.AddVaule(Orca_Fields::System::requestExeStatus, Orca_Values::RequestExeStatus::success);
             pack.AddRow();
             pack.AddVaule(TradingDayFields::TradeDate, QStringLiteral("20230201"));
-            m_port->answer(request, QStringLiteral("181064"), succeeds ? pack.GetPackedMsg(false) : head(QStringLiteral("1")));
+            m_port->answer(request, QStringLiteral("181064"),
+                           succeeds ? pack.GetPackedMsg(false) : head(QStringLiteral("1")));
         } else if (request.type == deepData) {
-            m_port->answer(request, QStringLiteral("181028"), succeeds ? deepAnswer(fields) : head(QStringLiteral("1")));
+            m_port->answer(request, QStringLiteral("181028"),
+                           succeeds ? deepAnswer(fields) : head(QStringLiteral("1")));
         } else {
             CPackMessageCommon pack;
             pack.AddVaule(Orca_Fields::System::requestExeStatus, Orca_Values::RequestExeStatus::success);
@@ -165,8 +166,8 @@ private:
         for (int row = 1; row < request.GetRowCount(); ++row) {
             request.SetCurrentRow(row);
             pack.AddRow();
-            for (const QString &key : { Orca_Fields::Security::securityID, Orca_Fields::UserAccount::SymbolPost,
-                                        QStringLiteral("36046") })
+            for (const QString &key :
+                 { Orca_Fields::Security::securityID, Orca_Fields::UserAccount::SymbolPost, QStringLiteral("36046") })
                 pack.AddVaule(key, request.GetValue(key, QVariant()));
             pack.AddVaule(QStringLiteral("36034"), 1.5);
         }
@@ -198,7 +199,7 @@ private:
 
     std::unique_ptr<LxBusServicePort> m_port;
     QRandomGenerator m_random { 4711 }; // one request at a time is handled
-    QMutex m_mutex;                     // guards what follows
+    QMutex m_mutex; // guards what follows
     QWaitCondition m_changed;
     std::multimap<std::chrono::steady_clock::time_point, LxBusRequest> m_due;
     bool m_ending = false;
@@ -290,13 +291,19 @@ void tst_RequestStorm::everythingSentArrivesAndEveryAnswerIsAnnounced()
 
     Counter announced;
     QObject counting;
-    connect(&quota, &LxQuotaHandler::signalKLineResponse, &counting, [&] { announced.add(bars); }, Qt::DirectConnection);
-    connect(&quota, &LxQuotaHandler::signalRiseDayData, &counting, [&] { announced.add(risingDays); }, Qt::DirectConnection);
+    connect(
+        &quota, &LxQuotaHandler::signalKLineResponse, &counting, [&] { announced.add(bars); }, Qt::DirectConnection);
+    connect(
+        &quota, &LxQuotaHandler::signalRiseDayData, &counting, [&] { announced.add(risingDays); },
+        Qt::DirectConnection);
     // PE and QRR answers are announced on the handler's thread, deep data on the bus's.
-    connect(&quota, &LxQuotaHandler::signalStockDeepDataUpdate, &counting, [&] {
-        if (QThread::currentThread() == quota.thread())
-            announced.add(priceEarnings);
-    }, Qt::DirectConnection);
+    connect(
+        &quota, &LxQuotaHandler::signalStockDeepDataUpdate, &counting,
+        [&] {
+            if (QThread::currentThread() == quota.thread())
+                announced.add(priceEarnings);
+        },
+        Qt::DirectConnection);
 
     // The trade date has to be known before the storm: queries without it send nothing.
     quota.queryRiseDayData({ QStringLiteral("first.SH") });
@@ -326,7 +333,8 @@ void tst_RequestStorm::everythingSentArrivesAndEveryAnswerIsAnnounced()
     const LxBusStatistics &statistics = LxBus::current()->statistics();
     QCOMPARE(statistics.droppedInAll(), statistics.dropped(LxBusDrop::LateAnswer));
     qInfo() << "sent" << sent.of(bars) << "K-line," << sent.of(deepData) << "deep-data," << sent.of(tradingDay)
-            << "trading-day," << sent.of(priceEarnings) + sent.of(volumeRatio) << "indicator requests; late answers dropped:" << statistics.droppedInAll();
+            << "trading-day," << sent.of(priceEarnings) + sent.of(volumeRatio)
+            << "indicator requests; late answers dropped:" << statistics.droppedInAll();
 }
 
 QTEST_GUILESS_MAIN(tst_RequestStorm)

@@ -68,7 +68,8 @@ void tst_Serve::helpExitsWith0()
 {
     RunningProgram service(marketd, words("serve --help"));
     QCOMPARE(service.exitCode(), 0);
-    for (const char *option : { "--bus", "--data", "--store", "--speed", "--loop", "--date", "--bus-ca", "--bus-credentials" })
+    for (const char *option :
+         { "--bus", "--data", "--store", "--speed", "--loop", "--date", "--bus-ca", "--bus-credentials" })
         QVERIFY2(service.out().contains(option), option);
     QCOMPARE(service.err(), QByteArray());
 }
@@ -116,7 +117,8 @@ void tst_Serve::signalsEndItCleanly()
     RecordingFolder folder;
     folder.write(smallFile, smallRecording);
     // The next record is due in a thousand seconds.
-    RunningProgram service(marketd, serveFolder(folder.path(), "--speed 0.001") + QStringList { QStringLiteral("--store"), m_store });
+    RunningProgram service(
+        marketd, serveFolder(folder.path(), "--speed 0.001") + QStringList { QStringLiteral("--store"), m_store });
     VERIFY_SOON(service.err().contains("replay begins"));
     // Ready comes before the first record.
     const int ready = service.err().indexOf("marketd: ready\n");
@@ -124,7 +126,8 @@ void tst_Serve::signalsEndItCleanly()
     QVERIFY(service.err().contains("bus connected since"));
     service.signal(number);
     QCOMPARE(service.exitCode(), 0);
-    QVERIFY2(service.err().contains("replay ends: 2 records read, 2 published, 0 broken rows skipped\n"), service.err());
+    QVERIFY2(service.err().contains("replay ends: 2 records read, 2 published, 0 broken rows skipped\n"),
+             service.err());
 }
 
 void tst_Serve::otherReplicaAnswersWhenOneHasDied()
@@ -157,8 +160,9 @@ void tst_Serve::loopOverNothingEnds()
 {
     RecordingFolder folder;
     folder.write(smallFile, smallRecording);
-    RunningProgram service(marketd, serveFolder(folder.path(), "--speed max --loop --date 20230202")
-                                   + QStringList { QStringLiteral("--store"), m_store });
+    RunningProgram service(marketd,
+                           serveFolder(folder.path(), "--speed max --loop --date 20230202")
+                               + QStringList { QStringLiteral("--store"), m_store });
     VERIFY_SOON(service.err().contains("replay ends: 0 records read"));
     // It goes on answering.
     QCOMPARE(ask(words("tradeday 2023-01-20 5")).exitCode, 0);
@@ -217,7 +221,8 @@ void tst_Serve::brokerRestartIsSurvived()
 {
     RecordingFolder folder;
     folder.write(smallFile, smallRecording);
-    RunningProgram service(marketd, serveFolder(folder.path(), "--speed 0.001") + QStringList { QStringLiteral("--store"), m_store });
+    RunningProgram service(
+        marketd, serveFolder(folder.path(), "--speed 0.001") + QStringList { QStringLiteral("--store"), m_store });
     RunningProgram watch(lxquote, { QStringLiteral("watch"), symbol, QStringLiteral("--bus"), m_broker->url() });
     VERIFY_SOON(watch.out().contains("600519.SH"));
 
@@ -240,7 +245,8 @@ void tst_Serve::endsCleanlyWhileTheBrokerIsAway()
 {
     RecordingFolder folder;
     folder.write(smallFile, smallRecording);
-    RunningProgram service(marketd, serveFolder(folder.path(), "--speed 0.001") + QStringList { QStringLiteral("--store"), m_store });
+    RunningProgram service(
+        marketd, serveFolder(folder.path(), "--speed 0.001") + QStringList { QStringLiteral("--store"), m_store });
     RunningProgram watch(lxquote, { QStringLiteral("watch"), symbol, QStringLiteral("--bus"), m_broker->url() });
     VERIFY_SOON(watch.out().contains("600519.SH"));
     m_broker->kill();

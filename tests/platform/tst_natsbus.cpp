@@ -113,7 +113,8 @@ void tst_NatsBus::onlySubscribedSymbolsAreDelivered()
 void tst_NatsBus::symbolsThatNeedEscaping_data()
 {
     QTest::addColumn<QString>("symbol");
-    for (const char *symbol : { ".", "..", ".SH", "600519.", "600519..SH", "*", ">", "*.SH", "a b", "a\tb", "%", "%2A", "\xe8\x8c\x85\xe5\x8f\xb0" })
+    for (const char *symbol : { ".", "..", ".SH", "600519.", "600519..SH", "*", ">", "*.SH", "a b", "a\tb", "%", "%2A",
+                                "\xe8\x8c\x85\xe5\x8f\xb0" })
         QTest::newRow(symbol) << QString::fromUtf8(symbol);
 }
 
@@ -259,7 +260,7 @@ void tst_NatsBus::synchronousRequestWithoutService()
 
 void tst_NatsBus::synchronousRequestTimesOut()
 {
-    Service service(*m_bus, { requestType }, [](LxBusServicePort *, const LxBusRequest &) { });
+    Service service(*m_bus, { requestType }, [](LxBusServicePort *, const LxBusRequest &) {});
     Client client(*m_bus, QStringLiteral("client"));
     QVERIFY(service.flush());
     QVariant answer;

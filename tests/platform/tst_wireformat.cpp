@@ -125,25 +125,31 @@ void tst_WireFormat::documentedExample()
     quote.body = body({ { { QStringLiteral("Symbol"), QStringLiteral("LastPx"), QStringLiteral("OpenPx"),
                             QStringLiteral("NumTrades") },
                           { QStringLiteral("600519.SH"), 1810.5, 1800.0, qlonglong(1000) } } });
-    const QByteArray bytes = QByteArray::fromHex(
-            "86"                                     // a message
-            "01"                                     // version
-            "6e4d444d41524b45545245434f5244"         // "MDMARKETRECORD"
-            "f6"                                     // no client
-            "1b0000018bcfe56800"                     // epoch
-            "182a"                                   // sequence
-            "da4c585042"                             // a packed body
-            "82"                                     // of two parts
-            "81"                                     // one key block
-            "d818" "5820"                            // embedded CBOR of 32 bytes
-            "84"                                     // four keys
-            "6653796d626f6c" "664c6173745078" "664f70656e5078" "694e756d547261646573"
-            "81"                                     // one row
-            "84"                                     // of a block number and three items
-            "00"                                     // the first key block
-            "693630303531392e5348"                   // "600519.SH"
-            "d856" "50" "00000000004a9c40" "0000000000209c40" // a run of two doubles
-            "1903e8");                               // 1000
+    const QByteArray bytes = QByteArray::fromHex("86" // a message
+                                                 "01" // version
+                                                 "6e4d444d41524b45545245434f5244" // "MDMARKETRECORD"
+                                                 "f6" // no client
+                                                 "1b0000018bcfe56800" // epoch
+                                                 "182a" // sequence
+                                                 "da4c585042" // a packed body
+                                                 "82" // of two parts
+                                                 "81" // one key block
+                                                 "d818"
+                                                 "5820" // embedded CBOR of 32 bytes
+                                                 "84" // four keys
+                                                 "6653796d626f6c"
+                                                 "664c6173745078"
+                                                 "664f70656e5078"
+                                                 "694e756d547261646573"
+                                                 "81" // one row
+                                                 "84" // of a block number and three items
+                                                 "00" // the first key block
+                                                 "693630303531392e5348" // "600519.SH"
+                                                 "d856"
+                                                 "50"
+                                                 "00000000004a9c40"
+                                                 "0000000000209c40" // a run of two doubles
+                                                 "1903e8"); // 1000
     QCOMPARE(written(quote).toHex(), bytes.toHex());
     QCOMPARE(difference(readBack(bytes), quote), QString());
 }
@@ -197,8 +203,8 @@ void tst_WireFormat::values_data()
     text("high surrogate before a pair", fromUtf16({ 0xd83d, 0xd83d, 0xde00 }));
 
     QTest::newRow("texts, none") << QVariant(QStringList());
-    QTest::newRow("texts") << QVariant(QStringList { QString(), QString::fromLatin1(""), QStringLiteral("万"),
-                                                     fromUtf16({ 0xd83d }) });
+    QTest::newRow("texts") << QVariant(
+        QStringList { QString(), QString::fromLatin1(""), QStringLiteral("万"), fromUtf16({ 0xd83d }) });
     QTest::newRow("list, empty") << QVariant(QVariantList());
     QTest::newRow("list") << QVariant(QVariantList { 1, 2LL, 2.5, 2.5, true, QString(), QVariant(),
                                                      QStringList { QStringLiteral("a") }, QVariantList { 1 } });
@@ -289,7 +295,7 @@ void tst_WireFormat::bodies_data()
     QTest::newRow("keys beyond ASCII") << body({ { { QStringLiteral("最新价"), fromUtf16({ 0xd800 }) }, { 1, 2 } } });
     QTest::newRow("rows of equal layouts") << body({ { { a, b }, { 1, 2 } }, { { a, b }, { 3.5, QString() } } });
     QTest::newRow("rows of different layouts")
-            << body({ { { a, b }, { 1, 2 } }, { { a }, { 3.5 } }, { { b, a }, { 1LL, 2LL } }, { { a, b }, { 5, 2 } } });
+        << body({ { { a, b }, { 1, 2 } }, { { a }, { 3.5 } }, { { b, a }, { 1LL, 2LL } }, { { a, b }, { 5, 2 } } });
 
     // Lengths of rows around those where their head grows.
     for (const int count : { 22, 23, 24, 255, 256, 4096 }) {
@@ -416,8 +422,8 @@ void tst_WireFormat::equalKeysAreOneBlock()
     // Packers make a layout of its own for each row that differs from the one before.
     const QString a = QStringLiteral("a");
     const QString b = QStringLiteral("b");
-    const QByteArray bytes = written(message(
-            body({ { { a }, { 1 } }, { { b }, { 2 } }, { { a }, { 3 } }, { { a }, { 4 } }, { { b }, { 5 } } })));
+    const QByteArray bytes = written(
+        message(body({ { { a }, { 1 } }, { { b }, { 2 } }, { { a }, { 3 } }, { { a }, { 4 } }, { { b }, { 5 } } })));
     const QCborArray parts = QCborValue::fromCbor(bytes).toArray().at(5).taggedValue().toArray();
     QCOMPARE(static_cast<int>(parts.at(0).toArray().size()), 2);
     QVector<int> blocks;
@@ -486,7 +492,7 @@ void tst_WireFormat::readerDoesNotKeepLongKeys()
     LxWireReader reader;
     const QByteArray bytes = written(message(body({ { longKeys(), { 1 } } })));
     const std::weak_ptr<const LxRowLayout> layout =
-            LxPackedBody::fromVariant(readBack(bytes, &reader).body).row(0)->layout;
+        LxPackedBody::fromVariant(readBack(bytes, &reader).body).row(0)->layout;
     QVERIFY(layout.expired());
 }
 

@@ -32,9 +32,9 @@ public:
     void publish(const QByteArray &subject, const QByteArray &bytes, const QByteArray &reply = QByteArray())
     {
         const natsStatus status = reply.isEmpty()
-                ? natsConnection_Publish(m_connection.get(), subject.constData(), bytes.constData(), bytes.size())
-                : natsConnection_PublishRequest(m_connection.get(), subject.constData(), reply.constData(),
-                                                bytes.constData(), bytes.size());
+            ? natsConnection_Publish(m_connection.get(), subject.constData(), bytes.constData(), bytes.size())
+            : natsConnection_PublishRequest(m_connection.get(), subject.constData(), reply.constData(),
+                                            bytes.constData(), bytes.size());
         if (status != NATS_OK)
             qFatal("cannot publish on %s", subject.constData());
     }
@@ -74,7 +74,8 @@ public:
 private:
     static constexpr int PatienceMs = 20000;
 
-    std::unique_ptr<natsConnection, decltype(&natsConnection_Destroy)> m_connection { nullptr, &natsConnection_Destroy };
+    std::unique_ptr<natsConnection, decltype(&natsConnection_Destroy)> m_connection { nullptr,
+                                                                                      &natsConnection_Destroy };
     std::unique_ptr<natsSubscription, decltype(&natsSubscription_Destroy)> m_subscription { nullptr,
-                                                                                          &natsSubscription_Destroy };
+                                                                                            &natsSubscription_Destroy };
 };

@@ -18,8 +18,9 @@ struct Outcome
     int wrong; // answers to another request
 
     explicit Outcome(const QString &text)
-        : answered(text.section(QLatin1Char(' '), 0, 0).toInt()), timedOut(text.section(QLatin1Char(' '), 1, 1).toInt()),
-          failed(text.section(QLatin1Char(' '), 2, 2).toInt()), wrong(text.section(QLatin1Char(' '), 3, 3).toInt())
+        : answered(text.section(QLatin1Char(' '), 0, 0).toInt()),
+          timedOut(text.section(QLatin1Char(' '), 1, 1).toInt()), failed(text.section(QLatin1Char(' '), 2, 2).toInt()),
+          wrong(text.section(QLatin1Char(' '), 3, 3).toInt())
     {
     }
 };
@@ -93,8 +94,8 @@ void tst_NatsServices::noRequestIsAnsweredTwice()
     QCOMPARE(caller.call(QStringLiteral("ask asker KLineRequest %1 %2").arg(Requests + 1).arg(2 * Requests)), ok);
     QCOMPARE(caller.call(QStringLiteral("flush")), ok);
     victim.signal(SIGKILL);
-    // The other one has answered all of its own before this one, for which several attempts are needed if the broker has
-    // not noticed yet that one is gone.
+    // The other one has answered all of its own before this one, for which several attempts are needed if the broker
+    // has not noticed yet that one is gone.
     Outcome last(QStringLiteral("0 1 0 0"));
     while (last.timedOut > 0)
         last = Outcome(caller.call(QStringLiteral("storm KLineRequest 1 1 1")));
