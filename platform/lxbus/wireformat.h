@@ -64,8 +64,6 @@ public:
 
     /// False, with the reason in `error`, if the bytes are not exactly one message; `message` is untouched then.
     bool read(const char *bytes, size_t size, LxWireMessage *message, QString *error);
-    /// Reads epoch and sequence alone, and looks at nothing behind them. False if the message does not begin as one.
-    bool readStamp(const char *bytes, size_t size, quint64 *epoch, quint64 *sequence) const;
 
 private:
     struct Private;

@@ -87,20 +87,3 @@ bool Input::readUtf16(QString *text)
     *text = std::move(result);
     return true;
 }
-
-bool Input::skipText()
-{
-    quint8 first;
-    if (!peek(&first))
-        return false;
-    Major major;
-    quint64 number;
-    const char *bytes;
-    if (!readHead(&major, &number))
-        return false;
-    if (first == Null)
-        return true;
-    if (major == Tag && number == Utf16Tag)
-        return readHeadOf(Bytes, &number, "a typed array without bytes") && readBytes(number, &bytes);
-    return major == Text && readBytes(number, &bytes);
-}

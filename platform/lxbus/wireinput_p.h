@@ -121,8 +121,6 @@ public:
     bool readText(NullText nullText, QString *text);
     /// Reads a text in UTF-16, behind its tag.
     bool readUtf16(QString *text);
-    /// Steps over a text without looking at it.
-    bool skipText();
 
 private:
     bool readUtf8(const char *bytes, int size, QString *text);

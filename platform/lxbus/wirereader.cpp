@@ -71,12 +71,6 @@ bool LxWireReader::read(const char *bytes, size_t size, LxWireMessage *message, 
     return true;
 }
 
-bool LxWireReader::readStamp(const char *bytes, size_t size, quint64 *epoch, quint64 *sequence) const
-{
-    Input in(bytes, size);
-    return readVersion(&in) && in.skipText() && in.skipText() && readStampNumbers(&in, epoch, sequence);
-}
-
 bool LxWireReader::Private::readMessage(Input *in, LxWireMessage *message)
 {
     if (in->left() > LxWireLimits::MessageBytes)

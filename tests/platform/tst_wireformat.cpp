@@ -41,7 +41,6 @@ private Q_SLOTS:
     void readerDoesNotKeepLongKeys();
     void writerForgetsTheOldestLayout();
     void writerDoesNotKeepLongKeys();
-    void stampIsReadWithoutTheBody();
 };
 
 static QString fromUtf16(std::initializer_list<ushort> units)
@@ -520,21 +519,6 @@ void tst_WireFormat::writerDoesNotKeepLongKeys()
     QCOMPARE(difference(readBack(written(record, &writer)), record), QString());
     record.body.clear();
     QVERIFY(layout.expired());
-}
-
-void tst_WireFormat::stampIsReadWithoutTheBody()
-{
-    const LxWireMessage record { QStringLiteral("类型"), fromUtf16({ 0xd800 }), 500, 70000, 1 };
-    QByteArray bytes = written(record);
-    bytes.chop(7); // the body: an int
-    const LxWireReader reader;
-    quint64 epoch = 0;
-    quint64 sequence = 0;
-    QVERIFY(reader.readStamp(bytes.constData(), static_cast<size_t>(bytes.size()), &epoch, &sequence));
-    QCOMPARE(epoch, quint64(500));
-    QCOMPARE(sequence, quint64(70000));
-    for (int size = 0; size < bytes.size(); ++size)
-        QVERIFY(!reader.readStamp(bytes.constData(), static_cast<size_t>(size), &epoch, &sequence));
 }
 
 QTEST_APPLESS_MAIN(tst_WireFormat)

@@ -25,8 +25,6 @@ private Q_SLOTS:
     void writerLetsGoOfLongMessages();
     void hostileBytes_data();
     void hostileBytes();
-    void stampRefusals_data();
-    void stampRefusals();
     void limitsOfTheReader_data();
     void limitsOfTheReader();
     void memoryOfSmallMessages_data();
@@ -449,46 +447,6 @@ void tst_WireRefusals::hostileBytes()
     QFETCH(QString, hex);
     QFETCH(QString, reason);
     QCOMPARE(readersRefusal(QByteArray::fromHex(hex.toLatin1())), reason);
-}
-
-void tst_WireRefusals::stampRefusals_data()
-{
-    QTest::addColumn<QByteArray>("bytes");
-    QTest::addColumn<bool>("good");
-    const auto add = [](const char *name, const char *hex, bool good = false) {
-        QTest::newRow(name) << QByteArray::fromHex(hex) << good;
-    };
-    // What a reader of the whole message would refuse behind the stamp does not matter.
-    add("body of an unknown tag", "86016060" "0708" "c0", true);
-    add("type that is no UTF-8", "860161ff60" "0708", true);
-    add("null texts", "8601f6f6" "0708", true);
-    add("UTF-16", "8601d8454200d860" "0708", true);
-    add("no message", "01");
-    add("version 2", "86026060" "0708");
-    add("five items", "85016060" "0708");
-    add("type of bytes", "8601416160" "0708");
-    add("type of a number", "86010160" "0708");
-    add("type of false", "8601f460" "0708");
-    add("type of an array", "86018160" "0708");
-    add("type of another tag", "8601c16160" "0708");
-    add("UTF-16 of a text", "8601d845616160" "0708");
-    add("client of a number", "86016000" "0708");
-    add("negative epoch", "86016060" "2008");
-    add("sequence of a text", "86016060" "0760");
-}
-
-void tst_WireRefusals::stampRefusals()
-{
-    QFETCH(QByteArray, bytes);
-    QFETCH(bool, good);
-    const LxWireReader reader;
-    quint64 epoch = 0;
-    quint64 sequence = 0;
-    QCOMPARE(reader.readStamp(bytes.constData(), static_cast<size_t>(bytes.size()), &epoch, &sequence), good);
-    if (good) {
-        QCOMPARE(epoch, quint64(7));
-        QCOMPARE(sequence, quint64(8));
-    }
 }
 
 static QByteArray head(quint8 major, quint32 number)
