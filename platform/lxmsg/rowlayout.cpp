@@ -46,6 +46,9 @@ LxRowLayout::LxRowLayout(const QVector<QString> &keys) : m_keys(ownCopies(keys))
     m_next = std::make_unique<std::atomic<quint32>[]>(count + 1);
     for (size_t i = 0; i <= count; ++i)
         m_next[i].store(noGuess, std::memory_order_relaxed);
+    m_heldTexts = std::make_unique<std::atomic<const void *>[]>(count + 1);
+    for (size_t i = 0; i <= count; ++i)
+        m_heldTexts[i].store(nullptr, std::memory_order_relaxed);
 }
 
 int LxRowLayout::findElsewhere(const QString &key, int previous) const
@@ -58,7 +61,24 @@ int LxRowLayout::findElsewhere(const QString &key, int previous) const
     if (!m_marks.test(markOf(key) % Marks))
         return -1;
     const int found = m_positions.value(key, -1);
-    if (found >= 0 && m_keys.size() <= static_cast<int>(GuessMask))
+    if (found >= 0 && m_keys.size() <= static_cast<int>(GuessMask)) {
         next.store(guesses << GuessBits | static_cast<quint32>(found), std::memory_order_relaxed);
+        hold(found, key);
+    }
     return found;
+}
+
+void LxRowLayout::hold(int position, const QString &key) const
+{
+    // Characters that are not the text's own may change under it: those of a literal when its library is unloaded and
+    // another one loaded in its place, raw ones at any time.
+    const QStringData *data = const_cast<QString &>(key).data_ptr();
+    if (data->ref.isStatic() || data->offset != sizeof(QStringData))
+        return;
+    const std::lock_guard<std::mutex> locker(m_holdMutex);
+    std::atomic<const void *> &held = m_heldTexts[static_cast<size_t>(position)];
+    if (held.load(std::memory_order_relaxed))
+        return;
+    m_held.push_back(key);
+    held.store(addressOf(key), std::memory_order_relaxed);
 }

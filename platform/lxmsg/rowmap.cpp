@@ -2,7 +2,6 @@
 
 #include "variantcopy.h"
 
-#include <algorithm>
 #include <array>
 #include <cstring>
 #include <vector>
@@ -65,10 +64,11 @@ public:
         // Whoever held the map before has let go of it, perhaps on another thread.
         std::atomic_thread_fence(std::memory_order_acquire);
         const QVariant *value = row.values.constData();
-        for (QVariant *target : m_targets) {
-            if (LxVariantCopy::arePlain(*value, *target))
-                LxVariantCopy::assignPlain(*value, target);
-            else if (!writeOther(*value, target))
+        for (Target &target : m_targets) {
+            // As a rule a cell has the type that it had in the row before.
+            if (LxVariantCopy::kindOf(*value) == target.kind)
+                LxVariantCopy::assignSameKind(*value, target.value);
+            else if (!writeOther(*value, &target))
                 return false;
             ++value;
         }
@@ -78,6 +78,12 @@ public:
     const Map &map() const { return m_map; }
 
 private:
+    struct Target
+    {
+        QVariant *value = nullptr; // in m_map; none for a repeated key
+        LxVariantCopy::Kind kind = LxVariantCopy::NoKind; // of the value, if it is plain
+    };
+
     void makeMap()
     {
         const QVector<QString> &keys = m_layout->keys();
@@ -85,20 +91,27 @@ private:
         for (const QString &key : keys)
             m_map.insert(key, QVariant());
         // A value stays where it is as long as the map is not shared. Of a repeated key the first position counts.
-        m_targets.assign(static_cast<size_t>(keys.size()), &m_unused);
+        m_targets.assign(static_cast<size_t>(keys.size()), Target());
         for (int i = keys.size() - 1; i >= 0; --i) {
-            QVariant *const target = &m_map.find(keys.at(i)).value();
-            std::replace(m_targets.begin(), m_targets.end(), target, &m_unused);
-            m_targets[static_cast<size_t>(i)] = target;
+            QVariant *const value = &m_map.find(keys.at(i)).value();
+            for (Target &target : m_targets) {
+                if (target.value == value)
+                    target.value = nullptr;
+            }
+            m_targets[static_cast<size_t>(i)].value = value;
         }
     }
 
-    static bool writeOther(const QVariant &value, QVariant *target)
+    static bool writeOther(const QVariant &value, Target *target)
     {
-        if (LxVariantCopy::isPlain(value))
-            *target = value;
+        const bool plain = LxVariantCopy::isPlain(value);
+        if (!target->value)
+            return plain || isText(value);
+        target->kind = plain ? LxVariantCopy::kindOf(value) : LxVariantCopy::NoKind;
+        if (plain)
+            *target->value = value;
         else if (isText(value))
-            copyText(*static_cast<const QString *>(value.constData()), target);
+            copyText(*static_cast<const QString *>(value.constData()), target->value);
         else
             return false;
         return true;
@@ -106,8 +119,7 @@ private:
 
     LxRowLayout::Pointer m_layout;
     Map m_map;
-    std::vector<QVariant *> m_targets; // by position: the value in m_map, or m_unused
-    QVariant m_unused;                 // where the values of repeated keys go
+    std::vector<Target> m_targets; // by position
 };
 
 struct KeptMaps

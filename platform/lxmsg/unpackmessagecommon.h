@@ -41,6 +41,6 @@ private:
     const LxPackedBody *m_body = nullptr;
     const LxPackedRow *m_row = nullptr;
     const LxRowLayout *m_layout = nullptr; // of the row
-    const QVariant *m_values = nullptr;    // of the row
-    mutable int m_lastFound = -1;          // position found by the last look-up in this row
+    const QVariant *m_values = nullptr; // of the row
+    mutable int m_lastFound = -1; // position found by the last look-up in this row
 };

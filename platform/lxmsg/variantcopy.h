@@ -3,6 +3,7 @@
 #include <QVariant>
 
 #include <cstring>
+#include <new>
 
 /// Copies of variants without a call into Qt for what most fields of a record are: numbers.
 namespace LxVariantCopy {
@@ -13,10 +14,23 @@ inline bool isPlain(const QVariant &value)
     return value.data_ptr().type <= QVariant::Char;
 }
 
-inline bool arePlain(const QVariant &one, const QVariant &other)
+/// The type of a variant with its flags. Plain variants of one kind differ in nothing but eight bytes.
+using Kind = quint32;
+constexpr Kind NoKind = ~0u; ///< no variant's
+
+inline Kind kindOf(const QVariant &value)
 {
-    static_assert(QVariant::Char == 7, "types up to this one have no bit above the third");
-    return (one.data_ptr().type | other.data_ptr().type) <= QVariant::Char;
+    using Private = QVariant::DataPtr;
+    static_assert(sizeof(Private) == 2 * sizeof(Private::Data), "the value, then type and flags in one number");
+    Kind kind;
+    std::memcpy(&kind, reinterpret_cast<const char *>(&value.data_ptr()) + sizeof(Private::Data), sizeof(kind));
+    return kind;
+}
+
+/// Assigns one plain variant to another of the same kind.
+inline void assignSameKind(const QVariant &from, QVariant *to)
+{
+    to->data_ptr().data = from.data_ptr().data;
 }
 
 /// Assigns one plain variant to another. Member by member, as the language would, it is several times the work.
@@ -27,10 +41,12 @@ inline void assignPlain(const QVariant &from, QVariant *to)
 
 inline QVariant copy(const QVariant &value)
 {
-    if (!isPlain(value))
-        return value;
+    // One variable and one return: it is then built where the caller wants it, without a temporary to be destroyed.
     QVariant result;
-    assignPlain(value, &result);
+    if (isPlain(value))
+        assignPlain(value, &result);
+    else
+        new (&result) QVariant(value); // in the place of an invalid one, which holds nothing
     return result;
 }
 

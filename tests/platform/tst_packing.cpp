@@ -8,6 +8,7 @@
 #include <QtTest>
 
 #include <cmath>
+#include <cstring>
 #include <limits>
 
 class tst_Packing : public QObject
@@ -40,6 +41,8 @@ private Q_SLOTS:
     void variantCopiesShareTheBody();
     void equalRowsShareTheirLayout();
     void layoutOwnsItsKeys();
+    void readersTextMayChange_data();
+    void readersTextMayChange();
     void manyThreadsReadOneBody();
 };
 
@@ -424,6 +427,44 @@ void tst_Packing::layoutOwnsItsKeys()
     QCOMPARE(layout->find(QStringLiteral("Key"), -1), 0);
 }
 
+void tst_Packing::readersTextMayChange_data()
+{
+    QTest::addColumn<QString>("kind");
+    QTest::newRow("text of its own") << QStringLiteral("own");
+    QTest::newRow("raw characters") << QStringLiteral("raw");
+    QTest::newRow("literal of a library that is replaced by another one") << QStringLiteral("literal");
+}
+
+// A text that was looked for before says something else, at the same address.
+void tst_Packing::readersTextMayChange()
+{
+    QFETCH(QString, kind);
+    static QStaticStringData<3> literal = { Q_STATIC_STRING_DATA_HEADER_INITIALIZER(3), u"One" };
+    std::memcpy(literal.data, u"One", 3 * sizeof(ushort));
+    QVector<ushort> raw { 'O', 'n', 'e' };
+    QString key;
+    QChar *characters = nullptr;
+    if (kind == QLatin1String("own")) {
+        key = QString::fromLatin1("One");
+    } else if (kind == QLatin1String("raw")) {
+        characters = reinterpret_cast<QChar *>(raw.data());
+        key = QString::fromRawData(characters, raw.size());
+    } else {
+        characters = reinterpret_cast<QChar *>(literal.data);
+        key = QString(QStringDataPtr { literal.data_ptr() });
+    }
+
+    const LxRowLayout::Pointer layout = LxRowLayout::create({ QStringLiteral("One"), QStringLiteral("Two") });
+    for (int i = 0; i < 3; ++i)
+        QCOMPARE(layout->find(key, -1), 0);
+    std::memcpy(characters ? characters : key.data(), u"Two", 3 * sizeof(ushort));
+    QCOMPARE(key, QStringLiteral("Two"));
+    for (int i = 0; i < 3; ++i)
+        QCOMPARE(layout->find(key, -1), 1);
+    std::memcpy(characters ? characters : key.data(), u"Abc", 3 * sizeof(ushort));
+    QCOMPARE(layout->find(key, -1), -1);
+}
+
 void tst_Packing::manyThreadsReadOneBody()
 {
     constexpr int Keys = 30;
@@ -435,11 +476,16 @@ void tst_Packing::manyThreadsReadOneBody()
     std::vector<std::unique_ptr<QThread>> threads;
     for (const int step : { 1, 7, 11, 29 }) { // every thread has an order of its own
         threads.emplace_back(QThread::create([&body, &wrong, step] {
+            QStringList keys;
+            for (int i = 0; i < Keys; ++i)
+                keys.append(QString::number(i));
             for (int round = 0; round < 500; ++round) {
                 const CUnPackMessageCommon rows = unpacked(body);
                 for (int n = 0; n < Keys; ++n) {
                     const int i = n * step % Keys;
-                    if (rows.GetValue(QString::number(i), -1).toInt() != i)
+                    // Texts that stay, and texts of the moment, whose memory becomes that of another one.
+                    const QString key = round % 2 ? keys.at(i) : QString::number(i);
+                    if (rows.GetValue(key, -1).toInt() != i)
                         ++wrong;
                 }
             }
