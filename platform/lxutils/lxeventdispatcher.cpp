@@ -45,8 +45,8 @@ bool LxEventDispatcher::processEvents(QEventLoop::ProcessEventsFlags flags)
     Q_EMIT awake();
     QCoreApplication::sendPostedEvents();
 
-    // Whoever posts adds the event first and then sets the mark. So after the mark is taken down here, either the queue is
-    // looked at again, by the next call, or nothing was added.
+    // Whoever posts adds the event first and then sets the mark. So after the mark is taken down here, either the queue
+    // is looked at again, by the next call, or nothing was added.
     const bool woken = m_woken.exchange(false);
     const bool mayBlock = flags.testFlag(QEventLoop::WaitForMoreEvents) && !woken && !m_interrupted;
     const bool withTimers = !flags.testFlag(QEventLoop::X11ExcludeTimers);
@@ -91,6 +91,12 @@ void LxEventDispatcher::wait(std::vector<pollfd> *files, bool mayBlock, bool wit
             timeout.tv_nsec = std::chrono::nanoseconds(rest - seconds).count();
             deadline = &timeout;
         }
+        // Not as soon as it has woken this thread: what it was woken for comes first.
+        if (m_wakeFileSet) {
+            eventfd_t count = 0;
+            eventfd_read(m_wakeFile, &count);
+            m_wakeFileSet = false;
+        }
         m_sleeping = true;
         // Either the one who wakes up sees that this thread sleeps, or this thread sees the mark.
         if (m_woken) {
@@ -101,10 +107,7 @@ void LxEventDispatcher::wait(std::vector<pollfd> *files, bool mayBlock, bool wit
     files->push_back({ m_wakeFile, POLLIN, 0 });
     const int ready = ppoll(files->data(), files->size(), deadline, nullptr);
     m_sleeping = false;
-    if (files->back().revents != 0) {
-        eventfd_t count = 0;
-        eventfd_read(m_wakeFile, &count);
-    }
+    m_wakeFileSet = m_wakeFileSet || files->back().revents != 0;
     files->pop_back();
     if (ready < 0) {
         for (pollfd &file : *files)
@@ -199,8 +202,8 @@ bool LxEventDispatcher::unregisterTimer(int id)
 
 bool LxEventDispatcher::unregisterTimers(QObject *object)
 {
-    const auto end = std::remove_if(m_timers.begin(), m_timers.end(),
-                                    [object](const Timer &each) { return each.object == object; });
+    const auto end =
+        std::remove_if(m_timers.begin(), m_timers.end(), [object](const Timer &each) { return each.object == object; });
     const bool any = end != m_timers.end();
     m_timers.erase(end, m_timers.end());
     return any;

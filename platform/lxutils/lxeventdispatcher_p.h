@@ -10,9 +10,9 @@ struct pollfd;
 
 /// The event dispatcher of an LxThread, for threads that take a queued signal for every record.
 ///
-/// Qt's own dispatchers make a system call for the first event posted after each look at the queue, the GLib one for every
-/// event, although the thread is awake and would find it anyway. This one makes one only if the thread sleeps. It supports
-/// all that QThread offers: posted events, timers, socket notifiers, nested loops, interrupts.
+/// Qt's own dispatchers make a system call for the first event posted after each look at the queue, the GLib one for
+/// every event, although the thread is awake and would find it anyway. This one makes one only if the thread sleeps. It
+/// supports all that QThread offers: posted events, timers, socket notifiers, nested loops, interrupts.
 class LxEventDispatcher : public QAbstractEventDispatcher
 {
     Q_OBJECT
@@ -60,7 +60,8 @@ private:
     std::vector<Timer>::iterator timer(int id);
 
     const int m_wakeFile;
-    std::atomic<bool> m_woken { false };    // events may have come since the queue was looked at last
+    bool m_wakeFileSet = false; // m_wakeFile has woken this thread and has to be read; this thread's
+    std::atomic<bool> m_woken { false }; // events may have come since the queue was looked at last
     std::atomic<bool> m_sleeping { false }; // a wake-up has to go through m_wakeFile
     std::atomic<bool> m_interrupted { false };
 
