@@ -221,7 +221,6 @@ private:
     void sendDailyKLineRequest(const QString &symbol, const QDate &from, const QDate &to);
     QString tradeDate();
     bool deriveSnapshot(const QString &symbol, StockQuotaData &quote);
-    void applyDeepDataToCachedQuote(const QString &item, const LxStockDeepData &deepData);
     void endDeepQueryThreads();
 
     // Each lock guards the container below it. One lock is taken at a time and released before a signal, but for

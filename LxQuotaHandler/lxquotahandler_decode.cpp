@@ -1,9 +1,9 @@
 #include "lxquotahandler.h"
 
 #include "lxquotaindexes_p.h"
+#include "lxrowreader_p.h"
 
 #include <lxbusinessdata/businessdatabase.h>
-#include <lxmsg/unpackmessagecommon.h>
 #include <summitutils/summitbusiutils.h>
 
 #include <cmath>
@@ -16,79 +16,9 @@ constexpr double Negligible = 1e-8;
 // The phase code of a stock that is halted.
 const QString HALTED_PHASE_CODE = QStringLiteral("8");
 
-const QVariant absentField { QString::fromLatin1("") };
-
-// What a variant converts to, without a call for what most fields are: a number of the right type, or the empty text of
-// an absent or empty field, which is 0.
-bool isEmptyText(const QVariant &value)
-{
-    return value.data_ptr().type == QVariant::String && static_cast<const QString *>(value.constData())->isEmpty();
-}
-
-double toDouble(const QVariant &value)
-{
-    const QVariant::DataPtr &data = value.data_ptr();
-    if (data.type == QVariant::Double)
-        return data.data.d;
-    return isEmptyText(value) ? 0.0 : value.toDouble();
-}
-
-qint64 toLongLong(const QVariant &value)
-{
-    const QVariant::DataPtr &data = value.data_ptr();
-    if (data.type == QVariant::LongLong)
-        return data.data.ll;
-    return isEmptyText(value) ? 0 : value.toLongLong();
-}
-
-// Reads the current row by key. An absent key reads as "", hence as "" or 0, whatever the field.
-class RowReader
-{
-public:
-    explicit RowReader(const QVariant &msg) { m_unpack.SetUnPackMsg(msg, false); }
-
-    void read(const QString &key, QString &field) const
-    {
-        Value value(m_unpack, key);
-        QVariant &text = *value;
-        if (text.data_ptr().type == QVariant::String)
-            field.swap(*static_cast<QString *>(text.data())); // spares the count of the text's owners a way up and down
-        else
-            field = text.toString();
-    }
-    void read(const QString &key, double &field) const { field = toDouble(*Value(m_unpack, key)); }
-    void read(const QString &key, qint64 &field) const { field = toLongLong(*Value(m_unpack, key)); }
-    void read(const QString &key, int &field) const { field = (*Value(m_unpack, key)).toInt(); }
-
-    int rowCount() const { return m_unpack.GetRowCount(); }
-    void setCurrentRow(int row) { m_unpack.SetCurrentRow(row); }
-    double latestPrice() const { return SummitBusiUtils::GetLastPriceFromTick(m_unpack.GetRowValue()); }
-
-private:
-    // A value that is read and dropped: Qt's destructor is called for those only that hold more than a number.
-    class Value
-    {
-    public:
-        Value(const CUnPackMessageCommon &row, const QString &key) : m_value(row.GetValue(key, absentField)) { }
-        ~Value()
-        {
-            if (m_value.data_ptr().type > QVariant::Char)
-                m_value.~QVariant();
-        }
-        Q_DISABLE_COPY(Value)
-
-        const QVariant &operator*() const { return m_value; }
-        QVariant &operator*() { return m_value; }
-
-    private:
-        union {
-            QVariant m_value;
-        };
-    };
-
-    CUnPackMessageCommon m_unpack;
-};
-
+// Keys are texts of their own instead of literals: the platform may hold on to such a text and know it by its address.
+// And they are constructed when the library is loaded: the worker thread still decodes when what is constructed on
+// first use, and so later than the handler, has been destroyed at exit.
 template<typename Record, typename Type>
 struct Field
 {
@@ -98,7 +28,7 @@ struct Field
 
 // The loops stay functions: inlined a dozen times into one decoder, they run slower.
 template<typename Record, typename Type, size_t Count>
-Q_NEVER_INLINE void readFields(const RowReader &row, const Field<Record, Type> (&fields)[Count], Record &out)
+Q_NEVER_INLINE void readFields(const LxRowReader &row, const Field<Record, Type> (&fields)[Count], Record &out)
 {
     for (const auto &field : fields)
         row.read(field.key, out.*field.member);
@@ -124,19 +54,122 @@ struct BookKeys
     QString buyQty[STOCK_BOOK_LEVELS];
 };
 
-// Not local to its function: the worker thread still decodes when what is constructed on first use, and so later than
-// the handler, has been destroyed at exit.
 const BookKeys bookKeys;
 
+const QString stockPhaseCodeKey(QLatin1String("TradingPhaseCode"));
+const QString stockPreCloseKey(QLatin1String("PreClosePx"));
+const QString stockSymbolKey(QLatin1String("Symbol"));
+const QString stockNumTradesKey(QLatin1String("NumTrades"));
+const Field<StockQuotaData, double> stockBeforeLast[] {
+    { QLatin1String("ClosePx"), &StockQuotaData::ClosePx },
+    { QLatin1String("HighPx"), &StockQuotaData::HighPx },
+};
+const Field<StockQuotaData, double> stockAfterLast[] {
+    { QLatin1String("LowPx"), &StockQuotaData::LowPx },
+    { QLatin1String("MaxPx"), &StockQuotaData::MaxPx },
+    { QLatin1String("MinPx"), &StockQuotaData::MinPx },
+    { QLatin1String("OpenPx"), &StockQuotaData::OpenPx },
+    { QLatin1String("TotalBidQty"), &StockQuotaData::TotalBidQty },
+    { QLatin1String("TotalOfferQty"), &StockQuotaData::TotalOfferQty },
+    { QLatin1String("TotalValueTrade"), &StockQuotaData::TotalValueTrade },
+    { QLatin1String("TotalVolumeTrade"), &StockQuotaData::TotalVolumeTrade },
+    { QLatin1String("WeightedAvgBidPx"), &StockQuotaData::WeightedAvgBidPx },
+    { QLatin1String("WeightedAvgOfferPx"), &StockQuotaData::WeightedAvgOfferPx },
+};
+const Field<StockQuotaData, QString> stockStamps[] {
+    { QLatin1String("MDDate"), &StockQuotaData::MDDate },
+    { QLatin1String("MDTime"), &StockQuotaData::MDTime },
+};
+
+const Field<FutureQuotaData, double> futureBeforeLast[] {
+    { QLatin1String("ClosePx"), &FutureQuotaData::ClosePx },
+    { QLatin1String("HighPx"), &FutureQuotaData::HighPx },
+};
+const Field<FutureQuotaData, double> futureAfterLast[] {
+    { QLatin1String("LowPx"), &FutureQuotaData::LowPx },
+    { QLatin1String("MaxPx"), &FutureQuotaData::MaxPx },
+    { QLatin1String("MinPx"), &FutureQuotaData::MinPx },
+    { QLatin1String("OpenPx"), &FutureQuotaData::OpenPx },
+    { QLatin1String("PreClosePx"), &FutureQuotaData::PreClosePx },
+    { QLatin1String("TotalValueTrade"), &FutureQuotaData::TotalValueTrade },
+    { QLatin1String("TotalVolumeTrade"), &FutureQuotaData::TotalVolumeTrade },
+};
+const Field<FutureQuotaData, QString> futureTexts[] {
+    { QLatin1String("MDDate"), &FutureQuotaData::MDDate },
+    { QLatin1String("MDTime"), &FutureQuotaData::MDTime },
+    { QLatin1String("Symbol"), &FutureQuotaData::Symbol },
+    { QLatin1String("TradingDate"), &FutureQuotaData::TradingDate },
+};
+const Field<FutureQuotaData, double> futureFigures[] {
+    { QLatin1String("PreOpenInterest"), &FutureQuotaData::PreOpenInterest },
+    { QLatin1String("PreSettlePrice"), &FutureQuotaData::PreSettlePrice },
+    { QLatin1String("OpenInterest"), &FutureQuotaData::OpenInterest },
+    { QLatin1String("SettlePrice"), &FutureQuotaData::SettlePrice },
+    { QLatin1String("PreDelta"), &FutureQuotaData::PreDelta },
+    { QLatin1String("CurrDelta"), &FutureQuotaData::CurrDelta },
+};
+
+const Field<IndexQuotaData, double> indexBeforeLast[] {
+    { QLatin1String("ClosePx"), &IndexQuotaData::ClosePx },
+    { QLatin1String("HighPx"), &IndexQuotaData::HighPx },
+};
+const Field<IndexQuotaData, double> indexAfterLast[] {
+    { QLatin1String("LowPx"), &IndexQuotaData::LowPx },
+    { QLatin1String("OpenPx"), &IndexQuotaData::OpenPx },
+    { QLatin1String("PreClosePx"), &IndexQuotaData::PreClosePx },
+    { QLatin1String("TotalValueTrade"), &IndexQuotaData::TotalValueTrade },
+    { QLatin1String("TotalVolumeTrade"), &IndexQuotaData::TotalVolumeTrade },
+};
+const Field<IndexQuotaData, QString> indexTexts[] {
+    { QLatin1String("MDDate"), &IndexQuotaData::MDDate },
+    { QLatin1String("MDTime"), &IndexQuotaData::MDTime },
+    { QLatin1String("Symbol"), &IndexQuotaData::Symbol },
+};
+
+const Field<StockTransactionRecordData, QString> transactionTexts[] {
+    { QLatin1String("MDDate"), &StockTransactionRecordData::MDDate },
+    { QLatin1String("MDTime"), &StockTransactionRecordData::MDTime },
+    { QLatin1String("Symbol"), &StockTransactionRecordData::Symbol },
+    { QLatin1String("TradingPhaseCode"), &StockTransactionRecordData::TradingPhaseCode },
+};
+const Field<StockTransactionRecordData, qint64> transactionNumbers[] {
+    // The serial number is filled from the buy number too: meant.
+    { QLatin1String("TradeBuyNo"), &StockTransactionRecordData::TradeSerialNo },
+    { QLatin1String("TradeBuyNo"), &StockTransactionRecordData::TradeBuyNo },
+    { QLatin1String("TradeSellNo"), &StockTransactionRecordData::TradeSellNo },
+};
+const QString tradeTypeKey(QLatin1String("TradeType"));
+const QString tradePriceKey(QLatin1String("TradePrice"));
+const QString tradeQtyKey(QLatin1String("TradeQty"));
+const QString tradeMoneyKey(QLatin1String("TradeMoney"));
+const QString tradeSideKey(QLatin1String("TradeBSFlag"));
+
+const Field<PEData, QString> peTexts[] {
+    { QLatin1String("Symbol"), &PEData::Symbol },
+    { QLatin1String("MDDate"), &PEData::MDDate },
+    { QLatin1String("tradeDay"), &PEData::tradeDay },
+};
+const Field<PEData, double> peFigures[] {
+    { QLatin1String("ClosePx"), &PEData::ClosePx },     { QLatin1String("eps"), &PEData::eps },
+    { QLatin1String("ttmEps"), &PEData::ttmEps },       { QLatin1String("staticPE"), &PEData::staticPE },
+    { QLatin1String("dynamicPE"), &PEData::dynamicPE }, { QLatin1String("ttmPE"), &PEData::ttmPE },
+};
+
+const Field<QRRData, QString> qrrTexts[] {
+    { QLatin1String("Symbol"), &QRRData::Symbol },
+    { QLatin1String("MDDate"), &QRRData::MDDate },
+};
+const QString qrrVolumePerMinuteKey(QLatin1String("last5DayVolumePerMinute"));
+
 template<typename Type, size_t Levels>
-Q_NEVER_INLINE void readLevels(const RowReader &row, const QString *keys, Type (&levels)[Levels])
+Q_NEVER_INLINE void readLevels(const LxRowReader &row, const QString *keys, Type (&levels)[Levels])
 {
     for (size_t level = 0; level < Levels; ++level)
         row.read(keys[level], levels[level]);
 }
 
 template<typename Record>
-void readBook(const RowReader &row, Record &out)
+void readBook(const LxRowReader &row, Record &out)
 {
     readLevels(row, bookKeys.buyPrice, out.BuyPrice);
     readLevels(row, bookKeys.sellPrice, out.SellPrice);
@@ -177,36 +210,10 @@ double priceToBook(double price, double netAssets)
 
 void LxQuotaHandler::AssembleStockQuotaData(const QVariant &msg, StockQuotaData &out)
 {
-    using Record = StockQuotaData;
-    static const QString phaseCode = QStringLiteral("TradingPhaseCode");
-    static const QString preClose = QStringLiteral("PreClosePx");
-    static const QString symbol = QStringLiteral("Symbol");
-    static const Field<Record, double> beforeLast[] {
-        { QStringLiteral("ClosePx"), &Record::ClosePx },
-        { QStringLiteral("HighPx"), &Record::HighPx },
-    };
-    static const Field<Record, double> afterLast[] {
-        { QStringLiteral("LowPx"), &Record::LowPx },
-        { QStringLiteral("MaxPx"), &Record::MaxPx },
-        { QStringLiteral("MinPx"), &Record::MinPx },
-        { QStringLiteral("OpenPx"), &Record::OpenPx },
-        { QStringLiteral("TotalBidQty"), &Record::TotalBidQty },
-        { QStringLiteral("TotalOfferQty"), &Record::TotalOfferQty },
-        { QStringLiteral("TotalValueTrade"), &Record::TotalValueTrade },
-        { QStringLiteral("TotalVolumeTrade"), &Record::TotalVolumeTrade },
-        { QStringLiteral("WeightedAvgBidPx"), &Record::WeightedAvgBidPx },
-        { QStringLiteral("WeightedAvgOfferPx"), &Record::WeightedAvgOfferPx },
-    };
-    static const QString numTrades = QStringLiteral("NumTrades");
-    static const Field<Record, QString> stamps[] {
-        { QStringLiteral("MDDate"), &Record::MDDate },
-        { QStringLiteral("MDTime"), &Record::MDTime },
-    };
-
-    const RowReader row(msg);
-    row.read(phaseCode, out.TradingPhaseCode);
-    row.read(preClose, out.PreClosePx);
-    row.read(symbol, out.Symbol);
+    const LxRowReader row(msg);
+    row.read(stockPhaseCodeKey, out.TradingPhaseCode);
+    row.read(stockPreCloseKey, out.PreClosePx);
+    row.read(stockSymbolKey, out.Symbol);
     const bool halted = out.TradingPhaseCode == HALTED_PHASE_CODE;
 
     // A halted quote keeps the marks of no value in its trading fields: meant.
@@ -216,16 +223,16 @@ void LxQuotaHandler::AssembleStockQuotaData(const QVariant &msg, StockQuotaData 
         const double asks = sum(out.SellOrderQty);
         if (bids > 0 || asks > 0)
             out.BidAskRatio = (bids - asks) * Percent / (bids + asks);
-        readFields(row, beforeLast, out);
-        out.LastPx = row.latestPrice();
-        readFields(row, afterLast, out);
-        row.read(numTrades, out.NumTrades);
+        readFields(row, stockBeforeLast, out);
+        out.LastPx = SummitBusiUtils::GetLastPriceFromTick(row.rowValue());
+        readFields(row, stockAfterLast, out);
+        row.read(stockNumTradesKey, out.NumTrades);
         deriveChange(out);
         // Unguarded: no volume or no previous close gives inf or NaN, which is meant.
         out.AvgPx = out.TotalValueTrade / out.TotalVolumeTrade;
         out.Amplitude = (out.HighPx - out.LowPx) / out.PreClosePx * Percent;
     }
-    readFields(row, stamps, out);
+    readFields(row, stockStamps, out);
     readSecurityName(out);
 
     QMutexLocker locker(m_pStockDeepDataMutex);
@@ -243,46 +250,17 @@ void LxQuotaHandler::AssembleStockQuotaData(const QVariant &msg, StockQuotaData 
 
 void LxQuotaHandler::AssembleFutureQuotaData(const QVariant &msg, FutureQuotaData &out)
 {
-    using Record = FutureQuotaData;
-    static const Field<Record, double> beforeLast[] {
-        { QStringLiteral("ClosePx"), &Record::ClosePx },
-        { QStringLiteral("HighPx"), &Record::HighPx },
-    };
-    static const Field<Record, double> afterLast[] {
-        { QStringLiteral("LowPx"), &Record::LowPx },
-        { QStringLiteral("MaxPx"), &Record::MaxPx },
-        { QStringLiteral("MinPx"), &Record::MinPx },
-        { QStringLiteral("OpenPx"), &Record::OpenPx },
-        { QStringLiteral("PreClosePx"), &Record::PreClosePx },
-        { QStringLiteral("TotalValueTrade"), &Record::TotalValueTrade },
-        { QStringLiteral("TotalVolumeTrade"), &Record::TotalVolumeTrade },
-    };
-    static const Field<Record, QString> texts[] {
-        { QStringLiteral("MDDate"), &Record::MDDate },
-        { QStringLiteral("MDTime"), &Record::MDTime },
-        { QStringLiteral("Symbol"), &Record::Symbol },
-        { QStringLiteral("TradingDate"), &Record::TradingDate },
-    };
-    static const Field<Record, double> futureFigures[] {
-        { QStringLiteral("PreOpenInterest"), &Record::PreOpenInterest },
-        { QStringLiteral("PreSettlePrice"), &Record::PreSettlePrice },
-        { QStringLiteral("OpenInterest"), &Record::OpenInterest },
-        { QStringLiteral("SettlePrice"), &Record::SettlePrice },
-        { QStringLiteral("PreDelta"), &Record::PreDelta },
-        { QStringLiteral("CurrDelta"), &Record::CurrDelta },
-    };
-
-    const RowReader row(msg);
+    const LxRowReader row(msg);
     readBook(row, out);
     // Test and order of the operations differ from those of a stock: meant.
     const double bids = sum(out.BuyOrderQty);
     const double asks = sum(out.SellOrderQty);
     if (bids + asks > 0)
         out.BidAskRatio = (bids - asks) / (bids + asks) * Percent;
-    readFields(row, beforeLast, out);
-    out.LastPx = row.latestPrice();
-    readFields(row, afterLast, out);
-    readFields(row, texts, out);
+    readFields(row, futureBeforeLast, out);
+    out.LastPx = SummitBusiUtils::GetLastPriceFromTick(row.rowValue());
+    readFields(row, futureAfterLast, out);
+    readFields(row, futureTexts, out);
     readFields(row, futureFigures, out);
     readSecurityName(out);
     deriveChange(out);
@@ -303,102 +281,45 @@ void LxQuotaHandler::AssembleFutureQuotaData(const QVariant &msg, FutureQuotaDat
 
 void LxQuotaHandler::AssembleIndexQuotaData(const QVariant &msg, IndexQuotaData &out)
 {
-    using Record = IndexQuotaData;
-    static const Field<Record, double> beforeLast[] {
-        { QStringLiteral("ClosePx"), &Record::ClosePx },
-        { QStringLiteral("HighPx"), &Record::HighPx },
-    };
-    static const Field<Record, double> afterLast[] {
-        { QStringLiteral("LowPx"), &Record::LowPx },
-        { QStringLiteral("OpenPx"), &Record::OpenPx },
-        { QStringLiteral("PreClosePx"), &Record::PreClosePx },
-        { QStringLiteral("TotalValueTrade"), &Record::TotalValueTrade },
-        { QStringLiteral("TotalVolumeTrade"), &Record::TotalVolumeTrade },
-    };
-    static const Field<Record, QString> texts[] {
-        { QStringLiteral("MDDate"), &Record::MDDate },
-        { QStringLiteral("MDTime"), &Record::MDTime },
-        { QStringLiteral("Symbol"), &Record::Symbol },
-    };
-
-    const RowReader row(msg);
-    readFields(row, beforeLast, out);
-    out.LastPx = row.latestPrice();
-    readFields(row, afterLast, out);
-    readFields(row, texts, out);
+    const LxRowReader row(msg);
+    readFields(row, indexBeforeLast, out);
+    out.LastPx = SummitBusiUtils::GetLastPriceFromTick(row.rowValue());
+    readFields(row, indexAfterLast, out);
+    readFields(row, indexTexts, out);
     readSecurityName(out);
     deriveChange(out);
 }
 
 void LxQuotaHandler::AssembleStockTransactionRecordData(const QVariant &msg, StockTransactionRecordData &out)
 {
-    using Record = StockTransactionRecordData;
-    static const Field<Record, QString> texts[] {
-        { QStringLiteral("MDDate"), &Record::MDDate },
-        { QStringLiteral("MDTime"), &Record::MDTime },
-        { QStringLiteral("Symbol"), &Record::Symbol },
-        { QStringLiteral("TradingPhaseCode"), &Record::TradingPhaseCode },
-    };
-    static const Field<Record, qint64> numbers[] {
-        // The serial number is filled from the buy number too: meant.
-        { QStringLiteral("TradeBuyNo"), &Record::TradeSerialNo },
-        { QStringLiteral("TradeBuyNo"), &Record::TradeBuyNo },
-        { QStringLiteral("TradeSellNo"), &Record::TradeSellNo },
-    };
-    static const QString type = QStringLiteral("TradeType");
-    static const QString price = QStringLiteral("TradePrice");
-    static const QString quantity = QStringLiteral("TradeQty");
-    static const QString money = QStringLiteral("TradeMoney");
-    static const QString side = QStringLiteral("TradeBSFlag");
-
-    const RowReader row(msg);
-    readFields(row, texts, out);
-    readFields(row, numbers, out);
-    row.read(type, out.TradeType);
-    row.read(price, out.TradePrice);
-    row.read(quantity, out.TradeQty);
-    row.read(money, out.TradeMoney);
-    row.read(side, out.TradeBSFlag);
+    const LxRowReader row(msg);
+    readFields(row, transactionTexts, out);
+    readFields(row, transactionNumbers, out);
+    row.read(tradeTypeKey, out.TradeType);
+    row.read(tradePriceKey, out.TradePrice);
+    row.read(tradeQtyKey, out.TradeQty);
+    row.read(tradeMoneyKey, out.TradeMoney);
+    row.read(tradeSideKey, out.TradeBSFlag);
 }
 
 void LxQuotaHandler::AssemblePEData(const QVariant &msg, PEData &out)
 {
-    static const Field<PEData, QString> texts[] {
-        { QStringLiteral("Symbol"), &PEData::Symbol },
-        { QStringLiteral("MDDate"), &PEData::MDDate },
-        { QStringLiteral("tradeDay"), &PEData::tradeDay },
-    };
-    static const Field<PEData, double> figures[] {
-        { QStringLiteral("ClosePx"), &PEData::ClosePx },
-        { QStringLiteral("eps"), &PEData::eps },
-        { QStringLiteral("ttmEps"), &PEData::ttmEps },
-        { QStringLiteral("staticPE"), &PEData::staticPE },
-        { QStringLiteral("dynamicPE"), &PEData::dynamicPE },
-        { QStringLiteral("ttmPE"), &PEData::ttmPE },
-    };
-
-    RowReader row(msg);
+    LxRowReader row(msg);
     if (row.rowCount() < 2)
         return;
     row.setCurrentRow(1);
-    readFields(row, texts, out);
-    readFields(row, figures, out);
+    readFields(row, peTexts, out);
+    readFields(row, peFigures, out);
 }
 
 void LxQuotaHandler::AssembleQRRData(const QVariant &msg, QRRData &out)
 {
-    static const Field<QRRData, QString> texts[] {
-        { QStringLiteral("Symbol"), &QRRData::Symbol },
-        { QStringLiteral("MDDate"), &QRRData::MDDate },
-    };
-    static const QString volumePerMinute = QStringLiteral("last5DayVolumePerMinute");
-
-    RowReader row(msg);
+    LxRowReader row(msg);
     if (row.rowCount() < 2)
         return;
     row.setCurrentRow(1);
-    readFields(row, texts, out);
-    row.read(volumePerMinute, out.last5DayVolumePerMinute);
+    readFields(row, qrrTexts, out);
+    row.read(qrrVolumePerMinuteKey, out.last5DayVolumePerMinute);
 }
 
 void LxQuotaHandler::AssembleBaseQuotaData(const StockQuotaData &src, BaseQuotaData &dst)

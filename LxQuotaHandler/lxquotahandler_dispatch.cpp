@@ -3,11 +3,13 @@
 #include "lxbrieflocker_p.h"
 #include "lxlog_p.h"
 #include "lxquotaindexes_p.h"
+#include "lxrowreader_p.h"
 
 #include <lxdefine/lxfields.h>
-#include <lxmsg/unpackmessagecommon.h>
 
+#include <algorithm>
 #include <cmath>
+#include <vector>
 
 namespace {
 
@@ -18,6 +20,86 @@ constexpr double Negligible = 1e-8;
 const QString deepDataAnswer = QStringLiteral("181028");
 const QString itemKey = QStringLiteral("36046"); // which figure a row of the answer brings
 const QString valueKey = QStringLiteral("36034");
+
+// One of the figures that an answer brings: where it is kept, and what of a cached quote follows from it.
+struct Figure
+{
+    QString name;
+    void (*store)(double value, LxStockDeepData &deepData);
+    void (*derive)(const LxStockDeepData &deepData, StockQuotaData &quote);
+
+    // The figure, or null.
+    static const Figure *named(const QString &name);
+};
+
+const Figure figures[] {
+    { QStringLiteral("NetAssets"), [](double value, LxStockDeepData &deepData) { deepData.NetAssets = value; },
+      [](const LxStockDeepData &deepData, StockQuotaData &quote) {
+          // The test of a quote that arrives, the other way round: here net assets that are NaN give NaN. Meant.
+          const double netAssets = deepData.NetAssets;
+          const bool unknown = std::fabs(netAssets) <= Negligible || netAssets == QUOTA_INVALID_VALUE;
+          quote.PBRatio = unknown ? QUOTA_INVALID_VALUE : quote.LastPx / netAssets;
+      } },
+    { QStringLiteral("ListedShare"),
+      [](double value, LxStockDeepData &deepData) { deepData.ListedShare = value * SharesPerBusUnit; },
+      [](const LxStockDeepData &deepData, StockQuotaData &quote) {
+          quote.CirculatingMarketValue = quote.LastPx * deepData.ListedShare;
+      } },
+    { QStringLiteral("TotalShare"),
+      [](double value, LxStockDeepData &deepData) { deepData.TotalShare = value * SharesPerBusUnit; },
+      [](const LxStockDeepData &deepData, StockQuotaData &quote) {
+          // On the total, not on the listed shares: meant, as for a quote that arrives.
+          if (deepData.TotalShare > 0.0)
+              quote.TurnoverRate = quote.TotalVolumeTrade / deepData.TotalShare * Percent;
+          quote.TotalMarketValue = quote.LastPx * deepData.TotalShare;
+      } },
+    { QStringLiteral("DividentRate"),
+      [](double value, LxStockDeepData &deepData) { deepData.DividentRate = value * Percent; },
+      [](const LxStockDeepData &, StockQuotaData &) {} },
+};
+
+const Figure *Figure::named(const QString &name)
+{
+    const auto found = std::find_if(std::begin(figures), std::end(figures),
+                                    [&name](const Figure &figure) { return figure.name == name; });
+    return found == std::end(figures) ? nullptr : found;
+}
+
+// The texts of a record that is replaced. They have not been touched for long, so that giving each of them back waits
+// for memory: fetched together they wait once, and not under the lock of the cache.
+class ReplacedTexts
+{
+public:
+    void take(StockQuotaData &quote)
+    {
+        QString *const texts[] { &quote.MDDate, &quote.MDTime, &quote.Symbol, &quote.TradingPhaseCode,
+                                 &quote.SecurityName };
+        static_assert(std::size(texts) == Count, "every text of a quote");
+        for (size_t i = 0; i < Count; ++i) {
+            m_texts[i].swap(*texts[i]);
+#ifdef __GNUC__
+            __builtin_prefetch(m_texts[i].data_ptr(), 1);
+#endif
+        }
+    }
+
+private:
+    static constexpr size_t Count = 5;
+    QString m_texts[Count];
+};
+
+// Their symbols, each once, in order.
+QStringList symbolsOf(std::vector<const LxStockDeepData *> records)
+{
+    std::sort(records.begin(), records.end());
+    records.erase(std::unique(records.begin(), records.end()), records.end());
+    QStringList symbols;
+    symbols.reserve(static_cast<int>(records.size()));
+    for (const LxStockDeepData *record : records)
+        symbols.append(record->Symbol);
+    std::sort(symbols.begin(), symbols.end());
+    return symbols;
+}
 
 } // namespace
 
@@ -49,7 +131,11 @@ void LxQuotaHandler::slotProcessQuotaMsg(const QVariant &msgType, const QVariant
         { QStringLiteral("MSG_QUERY_UP_N_DAY_RESPONSE"), &LxQuotaHandler::processRiseDays },
     };
 
-    const QString type = msgType.toString();
+    // A text is compared where it is: the count of its owners is what bus and worker thread would wait for each other
+    // at.
+    const bool isText = msgType.type() == QVariant::String;
+    const QString converted = isText ? QString() : msgType.toString();
+    const QString &type = isText ? *static_cast<const QString *>(msgType.constData()) : converted;
     for (const Route &route : routes) {
         if (type == route.type) {
             if (route.logLine)
@@ -66,10 +152,13 @@ void LxQuotaHandler::processStockQuote(const QVariant &data)
     AssembleStockQuotaData(data, quote);
     BaseQuotaData base;
     AssembleBaseQuotaData(quote, base);
+    ReplacedTexts replaced;
+    const LxSymbolKey symbol(quote.Symbol);
     {
         LxBriefLocker locker(m_pStockQuotaMutex);
-        StockQuotaData &cached = m_indexes->stockQuota.entry(m_mapStockQuota, quote.Symbol);
+        StockQuotaData &cached = m_indexes->stockQuota.entry(m_mapStockQuota, symbol);
         quote.LastTradeLots = cached.LastTradeLots; // the decoder does not know it
+        replaced.take(cached);
         cached = quote;
     }
     Q_EMIT signalStockQuotaUpdate(quote);
@@ -155,14 +244,14 @@ void LxQuotaHandler::processQRR(const QVariant &data)
 
 void LxQuotaHandler::processRiseDays(const QVariant &data)
 {
-    CUnPackMessageCommon answer;
-    answer.SetUnPackMsg(data, false);
-    if (answer.GetRowCount() < 2)
+    LxRowReader answer(data);
+    if (answer.rowCount() < 2)
         return;
-    answer.SetCurrentRow(1);
-    const QVariant absent { QString::fromLatin1("") };
-    const QString symbol = answer.GetValue(QStringLiteral("Symbol"), absent).toString();
-    const int days = answer.GetValue(QStringLiteral("days"), absent).toInt();
+    answer.setCurrentRow(1);
+    QString symbol;
+    int days = 0;
+    answer.read(QStringLiteral("Symbol"), symbol);
+    answer.read(QStringLiteral("days"), days);
     {
         QWriteLocker locker(m_pRiseDayLock);
         m_mapRiseDays[symbol] = days;
@@ -174,62 +263,48 @@ void LxQuotaHandler::ProcAsyncCallBack(int, QString, QVariant vA, QVariant vB)
 {
     if (vA.toString() != deepDataAnswer)
         return;
-    CUnPackMessageCommon answer;
-    answer.SetUnPackMsg(vB, false);
-    const QVariant absent { QString::fromLatin1("") };
-    if (answer.GetValue(Orca_Fields::System::requestExeStatus, absent).toInt() != 0)
+    LxRowReader answer(vB);
+    int status = 0;
+    answer.read(Orca_Fields::System::requestExeStatus, status);
+    if (status != 0)
         return;
 
-    QMap<QString, int> touched;
+    QStringList touched;
     {
         QMutexLocker locker(m_pStockDeepDataMutex);
-        const int rowCount = answer.GetRowCount();
+        std::vector<const LxStockDeepData *> stored; // one a row; entries stay where they are
+        const int rowCount = answer.rowCount();
+        stored.reserve(static_cast<size_t>(rowCount));
+        QString code;
+        QString market;
+        QString symbol; // of the row; its memory serves one row after the other
+        QString item;
         for (int number = 1; number < rowCount; ++number) {
-            answer.SetCurrentRow(number);
-            const QString code = answer.GetValue(Orca_Fields::Security::securityID, absent).toString();
-            const QString market = answer.GetValue(Orca_Fields::UserAccount::SymbolPost, absent).toString();
-            QString symbol;
-            symbol.reserve(code.size() + 1 + market.size());
+            answer.setCurrentRow(number);
+            answer.read(Orca_Fields::Security::securityID, code);
+            answer.read(Orca_Fields::UserAccount::SymbolPost, market);
+            symbol.resize(0);
             symbol.append(code).append(QLatin1Char('.')).append(market);
-            LxStockDeepData &deepData = m_indexes->stockDeepData.entry(m_mapStockDeepData, symbol);
+            const LxSymbolKey key(symbol);
+            LxStockDeepData &deepData = m_indexes->stockDeepData.entry(m_mapStockDeepData, key);
             if (deepData.Symbol.isEmpty())
                 deepData.Symbol = symbol;
+            stored.push_back(&deepData);
 
-            const QString item = answer.GetValue(itemKey, absent).toString();
-            const double value = answer.GetValue(valueKey, absent).toDouble();
-            if (item == QLatin1String("NetAssets"))
-                deepData.NetAssets = value;
-            else if (item == QLatin1String("ListedShare"))
-                deepData.ListedShare = value * SharesPerBusUnit;
-            else if (item == QLatin1String("TotalShare"))
-                deepData.TotalShare = value * SharesPerBusUnit;
-            else if (item == QLatin1String("DividentRate"))
-                deepData.DividentRate = value * Percent;
+            double value = 0.0;
+            answer.read(itemKey, item);
+            answer.read(valueKey, value);
+            const Figure *figure = Figure::named(item);
+            if (figure)
+                figure->store(value, deepData);
 
-            applyDeepDataToCachedQuote(item, deepData);
-            touched.insert(deepData.Symbol, 1);
+            LxBriefLocker quotaLocker(m_pStockQuotaMutex);
+            StockQuotaData *cached = m_indexes->stockQuota.find(m_mapStockQuota, key);
+            if (cached && figure)
+                figure->derive(deepData, *cached);
         }
+        touched = symbolsOf(std::move(stored));
     }
     if (!touched.isEmpty())
-        Q_EMIT signalStockDeepDataUpdate(touched.keys());
-}
-
-void LxQuotaHandler::applyDeepDataToCachedQuote(const QString &item, const LxStockDeepData &deepData)
-{
-    LxBriefLocker locker(m_pStockQuotaMutex);
-    StockQuotaData *cached = m_indexes->stockQuota.find(m_mapStockQuota, deepData.Symbol);
-    if (!cached)
-        return;
-    if (item == QLatin1String("TotalShare")) {
-        // On the total, not on the listed shares: meant, as for a quote that arrives.
-        if (deepData.TotalShare > 0.0)
-            cached->TurnoverRate = cached->TotalVolumeTrade / deepData.TotalShare * Percent;
-        cached->TotalMarketValue = cached->LastPx * deepData.TotalShare;
-    } else if (item == QLatin1String("NetAssets")) {
-        // The test of a quote that arrives, the other way round: here net assets that are NaN give NaN. Meant.
-        const bool unknown = std::fabs(deepData.NetAssets) <= Negligible || deepData.NetAssets == QUOTA_INVALID_VALUE;
-        cached->PBRatio = unknown ? QUOTA_INVALID_VALUE : cached->LastPx / deepData.NetAssets;
-    } else if (item == QLatin1String("ListedShare")) {
-        cached->CirculatingMarketValue = cached->LastPx * deepData.ListedShare;
-    }
+        Q_EMIT signalStockDeepDataUpdate(touched);
 }

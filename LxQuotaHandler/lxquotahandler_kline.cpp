@@ -3,10 +3,14 @@
 #include "lxbardate.h"
 #include "lxlog_p.h"
 #include "lxquotahandlerobject.h"
+#include "lxrowreader_p.h"
 
 #include <lxdefine/lxfields.h>
 #include <lxmsg/messagecommon.h>
 #include <lxmsg/packmessagecommon.h>
+
+#include <algorithm>
+#include <vector>
 
 namespace {
 
@@ -26,59 +30,77 @@ struct Bar
     StockPeriod1DInfo info;
 };
 
-double toDouble(const QVariant &value)
+// Reads the bars of one answer.
+class BarReader
 {
-    return value.data_ptr().type == QVariant::Double ? value.data_ptr().data.d : value.toDouble();
-}
+public:
+    explicit BarReader(EMD_KLINE_PERIOD period) : m_period(period) { }
 
-// Both the keys of a row and the ones that are read stand in order, so one way through the row finds them all.
-Bar readBar(const QVariantMap &row)
-{
-    using Read = void (*)(const QVariant &value, Bar &bar);
+    // Whether the row is a bar of the period with a symbol; the first that is not ends an answer. A row of the period
+    // without a symbol empties `symbol`, so that the answer announces nothing.
+    bool read(const QVariantMap &row, Bar &bar, QString &symbol)
+    {
+        bar = {};
+        size_t place = 0;
+        for (auto cell = row.constBegin(); cell != row.constEnd(); ++cell) {
+            if (const Field *field = fieldAt(place++, cell.key()))
+                field->read(*cell, bar);
+        }
+        if (bar.period != m_period)
+            return false;
+        if (bar.info.symbol != symbol)
+            symbol = bar.info.symbol;
+        return !symbol.isEmpty();
+    }
+
+private:
     struct Field
     {
         QString key;
-        Read read;
-    };
-    static const Field fields[] {
-        // in the order of their keys
-        { QStringLiteral("ClosePx"), [](const QVariant &value, Bar &bar) { bar.info.closePx = toDouble(value); } },
-        { QStringLiteral("HighPx"), [](const QVariant &value, Bar &bar) { bar.info.highPx = toDouble(value); } },
-        { QStringLiteral("LowPx"), [](const QVariant &value, Bar &bar) { bar.info.lowPx = toDouble(value); } },
-        { QStringLiteral("MDDate"), [](const QVariant &value, Bar &bar) { bar.date = value.toString(); } },
-        { QStringLiteral("OpenPx"), [](const QVariant &value, Bar &bar) { bar.info.openPx = toDouble(value); } },
-        { QStringLiteral("PeriodType"), [](const QVariant &value, Bar &bar) { bar.period = value.toInt(); } },
-        { QStringLiteral("Symbol"), [](const QVariant &value, Bar &bar) { bar.info.symbol = value.toString(); } },
-        { QStringLiteral("TotalValueTrade"),
-          [](const QVariant &value, Bar &bar) { bar.info.totalValueTrade = toDouble(value); } },
-        { QStringLiteral("TotalVolumeTrade"),
-          [](const QVariant &value, Bar &bar) { bar.info.totalVolumeTrade = toDouble(value); } },
+        void (*read)(const QVariant &value, Bar &bar);
     };
 
-    Bar bar;
-    const Field *field = std::begin(fields);
-    for (auto cell = row.constBegin(); cell != row.constEnd(); ++cell) {
-        int order = 0;
-        while (field != std::end(fields) && (order = field->key.compare(cell.key())) < 0)
-            ++field;
-        if (field == std::end(fields))
-            break;
-        if (order == 0)
-            (field++)->read(*cell, bar);
+    // A cell of the row before, and what it is; null: nothing that is read.
+    struct Cell
+    {
+        QString key;
+        const Field *field;
+    };
+
+    // The rows of an answer have the same keys, by the same texts as a rule: there is nothing to compare then.
+    const Field *fieldAt(size_t place, const QString &key)
+    {
+        if (place == m_cells.size())
+            m_cells.push_back({ key, fieldOf(key) });
+        else if (!m_cells[place].key.isSharedWith(key))
+            m_cells[place] = { key, fieldOf(key) };
+        return m_cells[place].field;
     }
-    return bar;
-}
 
-// Whether the row is a bar of this period with a symbol; the first that is not ends an answer. A row of the period
-// without a symbol empties `symbol`, so that the answer announces nothing.
-bool readBarOf(EMD_KLINE_PERIOD period, const QVariantMap &row, Bar &bar, QString &symbol)
-{
-    bar = readBar(row);
-    if (bar.period != period)
-        return false;
-    symbol = bar.info.symbol;
-    return !symbol.isEmpty();
-}
+    static const Field *fieldOf(const QString &key)
+    {
+        using LxFieldValue::toDouble;
+        static const Field fields[] {
+            { QStringLiteral("PeriodType"), [](const QVariant &value, Bar &bar) { bar.period = value.toInt(); } },
+            { QStringLiteral("Symbol"), [](const QVariant &value, Bar &bar) { bar.info.symbol = value.toString(); } },
+            { QStringLiteral("MDDate"), [](const QVariant &value, Bar &bar) { bar.date = value.toString(); } },
+            { QStringLiteral("OpenPx"), [](const QVariant &value, Bar &bar) { bar.info.openPx = toDouble(value); } },
+            { QStringLiteral("HighPx"), [](const QVariant &value, Bar &bar) { bar.info.highPx = toDouble(value); } },
+            { QStringLiteral("LowPx"), [](const QVariant &value, Bar &bar) { bar.info.lowPx = toDouble(value); } },
+            { QStringLiteral("ClosePx"), [](const QVariant &value, Bar &bar) { bar.info.closePx = toDouble(value); } },
+            { QStringLiteral("TotalVolumeTrade"),
+              [](const QVariant &value, Bar &bar) { bar.info.totalVolumeTrade = toDouble(value); } },
+            { QStringLiteral("TotalValueTrade"),
+              [](const QVariant &value, Bar &bar) { bar.info.totalValueTrade = toDouble(value); } },
+        };
+        const auto found =
+            std::find_if(std::begin(fields), std::end(fields), [&key](const Field &field) { return field.key == key; });
+        return found == std::end(fields) ? nullptr : found;
+    }
+
+    const EMD_KLINE_PERIOD m_period;
+    std::vector<Cell> m_cells;
+};
 
 // The bars from `from` to `to`. Both are looked up by exact day, which is meant: a start without a bar gives nothing,
 // an end without one gives everything from the start on.
@@ -178,16 +200,22 @@ void LxQuotaHandler::slotProcessPeriod1DKLineDate(const QList<QVariantMap> &lstD
 void LxQuotaHandler::processPeriod1D(const QList<QVariantMap> &rows)
 {
     QMutexLocker locker(&m_period1DMutex);
+    BarReader reader(EMD_KLINE_PERIOD_1DAY);
     QString symbol;
     Bar bar;
+    QString cachedSymbol;
+    QMap<QDate, StockPeriod1DInfo> *cached = nullptr; // of that symbol
     for (const QVariantMap &row : rows) {
-        if (!readBarOf(EMD_KLINE_PERIOD_1DAY, row, bar, symbol))
+        if (!reader.read(row, bar, symbol))
             break;
+        if (!cached || symbol != cachedSymbol) {
+            cachedSymbol = symbol;
+            cached = &m_hashPeriod1DInfo[symbol];
+        }
         const QDate date = LxBarDate::fromString(bar.date);
-        QMap<QDate, StockPeriod1DInfo> &cached = m_hashPeriod1DInfo[symbol];
-        const auto place = std::as_const(cached).lowerBound(date);
-        if (place == cached.constEnd() || place.key() != date)
-            cached.insert(place, date, bar.info); // at once, when the days come in order
+        const auto place = std::as_const(*cached).lowerBound(date);
+        if (place == cached->constEnd() || place.key() != date)
+            cached->insert(place, date, bar.info); // at once, when the days come in order
     }
     const auto known = m_hashPeriod1DInfo.constFind(symbol);
     if (known != m_hashPeriod1DInfo.constEnd() && !known->isEmpty())
@@ -197,10 +225,11 @@ void LxQuotaHandler::processPeriod1D(const QList<QVariantMap> &rows)
 void LxQuotaHandler::processPeriod1M(const QList<QVariantMap> &rows)
 {
     QMutexLocker locker(&m_period1MMutex);
+    BarReader reader(EMD_KLINE_PERIOD_1MIN);
     QString symbol;
     Bar bar;
     for (const QVariantMap &row : rows) {
-        if (!readBarOf(EMD_KLINE_PERIOD_1MIN, row, bar, symbol))
+        if (!reader.read(row, bar, symbol))
             break;
         const StockPeriod1DInfo &info = bar.info;
         const QDate date = LxBarDate::fromString(bar.date);

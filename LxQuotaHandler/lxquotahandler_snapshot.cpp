@@ -39,8 +39,9 @@ IndexQuotaData LxQuotaHandler::GetLastIndexQuotaData(const QString &symbol)
 
 StockQuotaData LxQuotaHandler::GetLastStockQuotaData(const QString &symbol)
 {
+    const LxSymbolKey key(symbol);
     LxBriefLocker locker(m_pStockQuotaMutex);
-    const StockQuotaData *cached = m_indexes->stockQuota.constFind(m_mapStockQuota, symbol);
+    const StockQuotaData *cached = m_indexes->stockQuota.constFind(m_mapStockQuota, key);
     return cached ? *cached : StockQuotaData();
 }
 
@@ -70,9 +71,10 @@ StockQuotaData LxQuotaHandler::GetLastStockQuotaDataTotal(const QString &symbol)
 
 bool LxQuotaHandler::deriveSnapshot(const QString &symbol, StockQuotaData &quote)
 {
+    const LxSymbolKey key(symbol);
     {
         LxBriefLocker locker(m_pStockQuotaMutex);
-        const StockQuotaData *cached = m_indexes->stockQuota.constFind(m_mapStockQuota, symbol);
+        const StockQuotaData *cached = m_indexes->stockQuota.constFind(m_mapStockQuota, key);
         if (!cached)
             return false;
         quote = *cached;
@@ -81,7 +83,7 @@ bool LxQuotaHandler::deriveSnapshot(const QString &symbol, StockQuotaData &quote
     double eps = -1.0;
     {
         QReadLocker locker(m_pPELock);
-        if (const PEData *pe = m_indexes->peData.constFind(m_mapPEData, symbol))
+        if (const PEData *pe = m_indexes->peData.constFind(m_mapPEData, key))
             eps = pe->eps;
     }
     if (eps > SmallestEps)
@@ -90,7 +92,7 @@ bool LxQuotaHandler::deriveSnapshot(const QString &symbol, StockQuotaData &quote
     double volumePerMinute = 0.0;
     {
         QReadLocker locker(m_pQRRLock);
-        if (const QRRData *qrr = m_indexes->qrrData.constFind(m_mapQRRData, symbol))
+        if (const QRRData *qrr = m_indexes->qrrData.constFind(m_mapQRRData, key))
             volumePerMinute = qrr->last5DayVolumePerMinute;
     }
     // The clock is read last, and only if it matters: reading it costs more than all the rest.

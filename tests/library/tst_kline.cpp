@@ -102,6 +102,7 @@ private Q_SLOTS:
 
     void dailyBarIsReadByItsKeys();
     void otherKeysOfABarAreIgnored();
+    void barsOfAnAnswerMayHaveDifferentKeys();
     void missingNumbersReadAsZero();
     void dailyAnswerAnnouncesAllCachedDays();
     void firstBarOfADayStays();
@@ -367,6 +368,35 @@ void tst_kline::otherKeysOfABarAreIgnored()
     QCOMPARE(info.openPx, 7.5);
     QCOMPARE(info.totalVolumeTrade, 1e10);
     QCOMPARE(info.totalValueTrade, 2e10);
+}
+
+void tst_kline::barsOfAnAnswerMayHaveDifferentKeys()
+{
+    Kept<QString, Days> answers(&LxQuotaHandler::sigOnRspQueryStockPeriod1DInfo);
+    const QString symbol = u"650031.SH"_s;
+    QList<QVariantMap> bars;
+    for (int day = 10; day <= 15; ++day)
+        bars.append(dailyBar(symbol, march(day), day));
+    bars[1].insert(u"A"_s, 99); // all others stand one place later
+    bars[2].remove(u"ClosePx"_s);
+    bars[3].insert(u"HighPx2"_s, 99);
+    QVariantMap ownTexts;
+    for (auto cell = bars[4].constBegin(); cell != bars[4].constEnd(); ++cell)
+        ownTexts.insert(QString(cell.key().constData(), cell.key().size()), cell.value());
+    bars[4] = ownTexts;
+    invokeSlot(bars, 2);
+    const Days days = answers.last<1>();
+    QCOMPARE(days.size(), bars.size());
+    for (int day = 10; day <= 15; ++day) {
+        const StockPeriod1DInfo info = days.value(march(day));
+        QCOMPARE(info.closePx, day == 12 ? 0.0 : day);
+        QCOMPARE(info.highPx, day + 1.0);
+        QCOMPARE(info.lowPx, day - 1.0);
+        QCOMPARE(info.openPx, day + 0.5);
+        QCOMPARE(info.totalVolumeTrade, 1e10);
+        QCOMPARE(info.totalValueTrade, 2e10);
+        QCOMPARE(info.symbol, symbol);
+    }
 }
 
 void tst_kline::missingNumbersReadAsZero()

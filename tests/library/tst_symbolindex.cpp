@@ -29,6 +29,7 @@ private Q_SLOTS:
     void entriesOfTheMapAloneAreFound();
     void symbolsAreComparedExactly();
     void equalHashesAreToldApart();
+    void hashesOfSymbolsDiffer();
 };
 
 void tst_symbolindex::absentSymbolsAreNotInserted()
@@ -111,12 +112,12 @@ void tst_symbolindex::symbolsAreComparedExactly()
 
 void tst_symbolindex::equalHashesAreToldApart()
 {
-    QHash<uint, QString> known;
+    QHash<quint32, QString> known;
     QString one;
     QString other;
     for (int i = 0; one.isEmpty() && i < 1000000; ++i) {
         const QString text = QString::number(i * 7919LL, 36);
-        const uint hash = qHash(text, 0);
+        const quint32 hash = LxSymbolKey::hashOf(text);
         if (known.contains(hash)) {
             one = known.value(hash);
             other = text;
@@ -132,6 +133,25 @@ void tst_symbolindex::equalHashesAreToldApart()
     index.entry(map, other) = 2;
     QCOMPARE(*index.constFind(map, one), 1);
     QCOMPARE(*index.constFind(map, other), 2);
+}
+
+void tst_symbolindex::hashesOfSymbolsDiffer()
+{
+    constexpr int Symbols = 20000;
+    constexpr quint32 LowBits = 0xffff; // what a table of 65,536 places looks at
+    QSet<quint32> hashes;
+    QSet<quint32> places;
+    for (int i = 0; i < Symbols; ++i) {
+        for (const QString &text : { symbol(i), symbol(i).replace(QLatin1String("SH"), QLatin1String("SZ")) }) {
+            hashes.insert(LxSymbolKey::hashOf(text));
+            places.insert(LxSymbolKey::hashOf(text) & LowBits);
+        }
+    }
+    QVERIFY2(hashes.size() > 2 * Symbols - 10, qPrintable(QString::number(hashes.size())));
+    // 40,000 balls thrown at random leave 30,000 of 65,536 boxes with one.
+    QVERIFY2(places.size() > 29000, qPrintable(QString::number(places.size())));
+    QVERIFY(LxSymbolKey::hashOf(QStringLiteral("600000.SH")) != LxSymbolKey::hashOf(QStringLiteral("600000.S")));
+    QCOMPARE(LxSymbolKey::hashOf(QString()), LxSymbolKey::hashOf(QString::fromLatin1("")));
 }
 
 QTEST_GUILESS_MAIN(tst_symbolindex)
