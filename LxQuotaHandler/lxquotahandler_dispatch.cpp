@@ -155,7 +155,7 @@ void LxQuotaHandler::processStockQuote(const QVariant &data)
     ReplacedTexts replaced;
     const LxSymbolKey symbol(quote.Symbol);
     {
-        LxBriefLocker locker(m_pStockQuotaMutex);
+        LxBriefLocker locker(m_pStockQuotaMutex, LxBriefLocker::Write);
         StockQuotaData &cached = m_indexes->stockQuota.entry(m_mapStockQuota, symbol);
         quote.LastTradeLots = cached.LastTradeLots; // the decoder does not know it
         replaced.take(cached);
@@ -298,7 +298,7 @@ void LxQuotaHandler::ProcAsyncCallBack(int, QString, QVariant vA, QVariant vB)
             if (figure)
                 figure->store(value, deepData);
 
-            LxBriefLocker quotaLocker(m_pStockQuotaMutex);
+            LxBriefLocker quotaLocker(m_pStockQuotaMutex, LxBriefLocker::Write);
             StockQuotaData *cached = m_indexes->stockQuota.find(m_mapStockQuota, key);
             if (cached && figure)
                 figure->derive(deepData, *cached);

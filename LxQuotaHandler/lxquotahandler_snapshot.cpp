@@ -40,7 +40,7 @@ IndexQuotaData LxQuotaHandler::GetLastIndexQuotaData(const QString &symbol)
 StockQuotaData LxQuotaHandler::GetLastStockQuotaData(const QString &symbol)
 {
     const LxSymbolKey key(symbol);
-    LxBriefLocker locker(m_pStockQuotaMutex);
+    LxBriefLocker locker(m_pStockQuotaMutex, LxBriefLocker::Read);
     const StockQuotaData *cached = m_indexes->stockQuota.constFind(m_mapStockQuota, key);
     return cached ? *cached : StockQuotaData();
 }
@@ -73,7 +73,7 @@ bool LxQuotaHandler::deriveSnapshot(const QString &symbol, StockQuotaData &quote
 {
     const LxSymbolKey key(symbol);
     {
-        LxBriefLocker locker(m_pStockQuotaMutex);
+        LxBriefLocker locker(m_pStockQuotaMutex, LxBriefLocker::Read);
         const StockQuotaData *cached = m_indexes->stockQuota.constFind(m_mapStockQuota, key);
         if (!cached)
             return false;
