@@ -43,8 +43,10 @@ void MarketAnalysis::observe(RecordingKind kind, const CsvRecording::Row &row, L
         return;
     if (row.day != m_day || row.time / 1000 != m_time / 1000)
         publish(port);
-    if (row.day != m_day)
+    if (row.day != m_day) {
         m_stocks.clear();
+        m_markets.clear();
+    }
     m_day = row.day;
     m_date = row.date;
     m_time = row.time;
@@ -52,10 +54,35 @@ void MarketAnalysis::observe(RecordingKind kind, const CsvRecording::Row &row, L
     quote.SetUnPackMsg(row.body, false);
     const QVariant none;
     const auto number = [&](const QString &key) { return quote.GetValue(key, none).toDouble(); };
-    m_stocks[row.symbol] = { number(QStringLiteral("PreClosePx")), number(QStringLiteral("LastPx")),
-                             number(QStringLiteral("HighPx")),     number(QStringLiteral("LowPx")),
-                             number(QStringLiteral("MaxPx")),      number(QStringLiteral("MinPx")),
-                             number(QStringLiteral("TotalValueTrade")) };
+    Stock &stock = m_stocks[row.symbol];
+    if (!stock.market)
+        stock.market = &m_markets[row.symbol.section(QLatin1Char('.'), -1)];
+    stock.market->add(stock, -1);
+    stock = { stock.market,
+              number(QStringLiteral("PreClosePx")),
+              number(QStringLiteral("LastPx")),
+              number(QStringLiteral("HighPx")),
+              number(QStringLiteral("LowPx")),
+              number(QStringLiteral("MaxPx")),
+              number(QStringLiteral("MinPx")),
+              number(QStringLiteral("TotalValueTrade")) };
+    stock.market->add(stock, 1);
+}
+
+// Adds the stock, or with -1 takes it away.
+void MarketAnalysis::Counts::add(const Stock &stock, int times)
+{
+    if (!stock.isTraded())
+        return;
+    traded += times;
+    if (samePrice(stock.lastPx, stock.preClosePx))
+        unchanged += times;
+    else
+        (stock.lastPx > stock.preClosePx ? rising : falling) += times;
+    if (stock.maxPx > 0 && samePrice(stock.lastPx, stock.maxPx))
+        limitUp += times;
+    if (stock.minPx > 0 && samePrice(stock.lastPx, stock.minPx))
+        limitDown += times;
 }
 
 void MarketAnalysis::publish(LxBusServicePort &port) const
@@ -80,7 +107,7 @@ void MarketAnalysis::publishRanking(int ranking, LxBusServicePort &port) const
     };
     QVector<Entry> entries;
     for (auto stock = m_stocks.cbegin(); stock != m_stocks.cend(); ++stock) {
-        if (stock->lastPx <= 0 || stock->preClosePx <= 0) // not traded yet
+        if (!stock->isTraded())
             continue;
         double value = stock->totalValueTrade;
         if (ranking == ChangeRatio)
@@ -107,32 +134,11 @@ void MarketAnalysis::publishRanking(int ranking, LxBusServicePort &port) const
 
 void MarketAnalysis::publishUpsDowns(LxBusServicePort &port) const
 {
-    struct Counts
-    {
-        int rising = 0;
-        int falling = 0;
-        int unchanged = 0;
-        int limitUp = 0;
-        int limitDown = 0;
-    };
-    QMap<QString, Counts> markets;
-    for (auto stock = m_stocks.cbegin(); stock != m_stocks.cend(); ++stock) {
-        if (stock->lastPx <= 0 || stock->preClosePx <= 0)
-            continue;
-        Counts &counts = markets[stock.key().section(QLatin1Char('.'), -1)];
-        if (samePrice(stock->lastPx, stock->preClosePx))
-            ++counts.unchanged;
-        else
-            ++(stock->lastPx > stock->preClosePx ? counts.rising : counts.falling);
-        if (stock->maxPx > 0 && samePrice(stock->lastPx, stock->maxPx))
-            ++counts.limitUp;
-        if (stock->minPx > 0 && samePrice(stock->lastPx, stock->minPx))
-            ++counts.limitDown;
-    }
-
     CPackMessageCommon pack;
     addHead(pack, upsDownsTopic, m_date, m_time);
-    for (auto market = markets.cbegin(); market != markets.cend(); ++market) {
+    for (auto market = m_markets.cbegin(); market != m_markets.cend(); ++market) {
+        if (market->traded == 0)
+            continue;
         pack.AddRow();
         pack.AddVaule(QStringLiteral("Market"), market.key());
         pack.AddVaule(QStringLiteral("Rising"), market->rising);

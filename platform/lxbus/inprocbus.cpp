@@ -472,9 +472,11 @@ int InprocBus::publish(const QString &topic, const QString &key, const QVariant 
         }
     }
     m_statistics.drop(LxBusDrop::QueueFull, topic, dropped);
-    const QDeadlineTimer deadline(m_options.publishTimeoutMs); // one for all that are full
-    for (const auto &mailbox : full)
-        mailbox->waitForRoom(deadline);
+    if (!full.isEmpty()) {
+        const QDeadlineTimer deadline(m_options.publishTimeoutMs); // one for all
+        for (const auto &mailbox : full)
+            mailbox->waitForRoom(deadline);
+    }
     return receivers;
 }
 
