@@ -111,6 +111,13 @@ bool LxWireReader::Private::readPackedBody(Input *in, QVariant *body)
     int rowCount = 0;
     if (!in->readCount(Array, LxWireLimits::Rows, &rowCount, "rows that are no array"))
         return false;
+    if (rowCount == 1) {
+        LxPackedRow row;
+        if (!readRow(in, &row))
+            return false;
+        *body = LxPackedBody::ofRow(std::move(row)).toVariant();
+        return true;
+    }
     QVector<LxPackedRow> rows(rowCount);
     for (LxPackedRow &row : rows) {
         if (!readRow(in, &row))

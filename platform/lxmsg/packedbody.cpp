@@ -31,7 +31,10 @@ const LxPackedBody &LxPackedBody::fromVariant(const QVariant &message)
     return *static_cast<const LxPackedBody *>(message.constData());
 }
 
-QVariant LxPackedBody::toVariant() const
+QVariant LxPackedBody::toVariant() &&
 {
-    return QVariant::fromValue(*this);
+    // Moved in: a copy would count the owners of the layout up and down, which all threads that have rows of it count at.
+    QVariant message(qMetaTypeId<LxPackedBody>(), nullptr);
+    *static_cast<LxPackedBody *>(message.data()) = std::move(*this);
+    return message;
 }

@@ -30,7 +30,8 @@ public:
     /// The body in `message`, or a body of no rows when `message` holds something else. Valid as long as `message` or a
     /// copy of it.
     static const LxPackedBody &fromVariant(const QVariant &message);
-    QVariant toVariant() const;
+    QVariant toVariant() const & { return LxPackedBody(*this).toVariant(); }
+    QVariant toVariant() &&;
 
     int rowCount() const { return m_rowCount; }
     /// The row, or null when the number is out of range.
