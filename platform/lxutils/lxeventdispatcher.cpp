@@ -51,7 +51,9 @@ bool LxEventDispatcher::processEvents(QEventLoop::ProcessEventsFlags flags)
     const bool mayBlock = flags.testFlag(QEventLoop::WaitForMoreEvents) && !woken && !m_interrupted;
     const bool withTimers = !flags.testFlag(QEventLoop::X11ExcludeTimers);
     std::vector<pollfd> files = watched(flags);
-    if (mayBlock || !files.empty())
+    if (mayBlock && files.empty() && (!withTimers || m_timers.empty()))
+        waitForWakeUp();
+    else if (mayBlock || !files.empty())
         wait(&files, mayBlock, withTimers);
     bool activated = !files.empty() && activateNotifiers(files);
     if (withTimers && !m_timers.empty())
@@ -73,6 +75,19 @@ std::vector<pollfd> LxEventDispatcher::watched(QEventLoop::ProcessEventsFlags fl
     for (const QSocketNotifier *notifier : m_notifiers)
         files.push_back({ static_cast<int>(notifier->socket()), pollEvents(notifier->type()), 0 });
     return files;
+}
+
+void LxEventDispatcher::waitForWakeUp()
+{
+    Q_EMIT aboutToBlock();
+    // One that came as this thread decided not to sleep, the last time, is not needed any more.
+    m_wakeSemaphore.tryAcquire(m_wakeSemaphore.available());
+    m_sleeping = OnSemaphore;
+    // Either the one who wakes up sees that this thread sleeps, or this thread sees the mark.
+    if (!m_woken)
+        m_wakeSemaphore.acquire();
+    m_sleeping = Awake;
+    m_woken = false; // the caller looks at the queue, and at its reason to leave, before it comes here again
 }
 
 void LxEventDispatcher::wait(std::vector<pollfd> *files, bool mayBlock, bool withTimers)
@@ -97,7 +112,7 @@ void LxEventDispatcher::wait(std::vector<pollfd> *files, bool mayBlock, bool wit
             eventfd_read(m_wakeFile, &count);
             m_wakeFileSet = false;
         }
-        m_sleeping = true;
+        m_sleeping = OnFile;
         // Either the one who wakes up sees that this thread sleeps, or this thread sees the mark.
         if (m_woken) {
             timeout = {};
@@ -106,7 +121,7 @@ void LxEventDispatcher::wait(std::vector<pollfd> *files, bool mayBlock, bool wit
     }
     files->push_back({ m_wakeFile, POLLIN, 0 });
     const int ready = ppoll(files->data(), files->size(), deadline, nullptr);
-    m_sleeping = false;
+    m_sleeping = Awake;
     m_wakeFileSet = m_wakeFileSet || files->back().revents != 0;
     files->pop_back();
     if (ready < 0) {
@@ -230,8 +245,18 @@ int LxEventDispatcher::remainingTime(int id)
 
 void LxEventDispatcher::wakeUp()
 {
-    if (!m_woken.exchange(true) && m_sleeping)
+    if (m_woken.exchange(true))
+        return;
+    switch (m_sleeping.load()) {
+    case Awake:
+        break;
+    case OnSemaphore:
+        m_wakeSemaphore.release();
+        break;
+    case OnFile:
         eventfd_write(m_wakeFile, 1);
+        break;
+    }
 }
 
 void LxEventDispatcher::interrupt()

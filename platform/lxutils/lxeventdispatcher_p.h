@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QAbstractEventDispatcher>
+#include <QSemaphore>
 
 #include <atomic>
 #include <chrono>
@@ -41,6 +42,11 @@ public:
     void closingDown() override;
 
 private:
+    enum Sleep {
+        Awake,
+        OnSemaphore, // nothing to wait for but a wake-up: the quickest way to be woken
+        OnFile,
+    };
     using Clock = std::chrono::steady_clock;
 
     struct Timer
@@ -54,6 +60,7 @@ private:
     };
 
     std::vector<pollfd> watched(QEventLoop::ProcessEventsFlags flags) const;
+    void waitForWakeUp();
     void wait(std::vector<pollfd> *files, bool mayBlock, bool withTimers);
     bool activateNotifiers(const std::vector<pollfd> &files);
     bool activateTimers();
@@ -62,7 +69,8 @@ private:
     const int m_wakeFile;
     bool m_wakeFileSet = false; // m_wakeFile has woken this thread and has to be read; this thread's
     std::atomic<bool> m_woken { false }; // events may have come since the queue was looked at last
-    std::atomic<bool> m_sleeping { false }; // a wake-up has to go through m_wakeFile
+    std::atomic<Sleep> m_sleeping { Awake }; // how a wake-up has to be done
+    QSemaphore m_wakeSemaphore;
     std::atomic<bool> m_interrupted { false };
 
     // The dispatcher's thread.
