@@ -70,7 +70,8 @@ BenchRow deepData()
     }
 
     MicroBench bench;
-    bench.add("answer", [&] { handler.ProcAsyncCallBack(0, QString(), type, answer); }, DeepRows);
+    bench.add(
+        "answer", [&] { handler.ProcAsyncCallBack(0, QString(), type, answer); }, DeepRows);
     bench.add(
         "insert",
         [&] {
@@ -80,8 +81,9 @@ BenchRow deepData()
         DeepRows);
     bench.run();
     return { QStringLiteral("15 deep"), QStringLiteral("row of a deep-data answer of 300 / QMap insertion"),
-             QStringLiteral("ns"), bench.median("answer"), bench.median("insert"), bench.ratio("answer", "insert"),
-             BenchRow::AtMost, 4 };
+             QStringLiteral("ns"),      bench.median("answer"),
+             bench.median("insert"),    bench.ratio("answer", "insert"),
+             BenchRow::AtMost,          4 };
 }
 
 QVariantList barsOf(const QString &symbol)
@@ -130,8 +132,9 @@ BenchRow dailyBars()
         Bars);
     Measure::runOn(&handler, [&bench] { bench.run(); });
     return { QStringLiteral("15 bars"), QStringLiteral("daily bar of a K-line answer of 1000 / QMap insertion"),
-             QStringLiteral("ns"), bench.median("answer"), bench.median("insert"), bench.ratio("answer", "insert"),
-             BenchRow::AtMost, 4 };
+             QStringLiteral("ns"),      bench.median("answer"),
+             bench.median("insert"),    bench.ratio("answer", "insert"),
+             BenchRow::AtMost,          4 };
 }
 
 } // namespace

@@ -10,8 +10,6 @@
 
 #include <lxquotahandler.h>
 
-#include <random>
-
 namespace {
 
 constexpr int Symbols = 5000;
@@ -41,8 +39,14 @@ BenchRow decodeAgainst(const QString &number, const QString &name, double target
     bench.add(subject, [&] { handler.slotProcessQuotaMsg(type, record); });
     bench.add("reference", std::move(reference));
     Measure::runOn(&handler, [&bench] { bench.run(); });
-    return { number, name, QStringLiteral("ns"), bench.median(subject), bench.median("reference"),
-             bench.ratio(subject, "reference"), BenchRow::AtMost, target };
+    return { number,
+             name,
+             QStringLiteral("ns"),
+             bench.median(subject),
+             bench.median("reference"),
+             bench.ratio(subject, "reference"),
+             BenchRow::AtMost,
+             target };
 }
 
 FixFigures toFixFigures(const QVariant &record)
@@ -56,11 +60,21 @@ FixFigures toFixFigures(const QVariant &record)
     figures.time = text(QStringLiteral("MDTime"));
     figures.phase = text(QStringLiteral("TradingPhaseCode"));
     const QString others[FixFigures::Others] {
-        QStringLiteral("PreClosePx"),  QStringLiteral("NumTrades"),        QStringLiteral("TotalVolumeTrade"),
-        QStringLiteral("LastPx"),      QStringLiteral("TotalValueTrade"),  QStringLiteral("OpenPx"),
-        QStringLiteral("ClosePx"),     QStringLiteral("HighPx"),           QStringLiteral("LowPx"),
-        QStringLiteral("MaxPx"),       QStringLiteral("MinPx"),            QStringLiteral("TotalBidQty"),
-        QStringLiteral("TotalOfferQty"), QStringLiteral("WeightedAvgBidPx"), QStringLiteral("WeightedAvgOfferPx"),
+        QStringLiteral("PreClosePx"),
+        QStringLiteral("NumTrades"),
+        QStringLiteral("TotalVolumeTrade"),
+        QStringLiteral("LastPx"),
+        QStringLiteral("TotalValueTrade"),
+        QStringLiteral("OpenPx"),
+        QStringLiteral("ClosePx"),
+        QStringLiteral("HighPx"),
+        QStringLiteral("LowPx"),
+        QStringLiteral("MaxPx"),
+        QStringLiteral("MinPx"),
+        QStringLiteral("TotalBidQty"),
+        QStringLiteral("TotalOfferQty"),
+        QStringLiteral("WeightedAvgBidPx"),
+        QStringLiteral("WeightedAvgOfferPx"),
     };
     for (int i = 0; i < FixFigures::Others; ++i)
         figures.others[i] = number(others[i]);
@@ -74,32 +88,6 @@ FixFigures toFixFigures(const QVariant &record)
     return figures;
 }
 
-// Nanoseconds a quote with so many symbols in the cache. The bodies are made a few at a time, in random order of the
-// symbols, so that they are equally warm whatever the number of symbols: only the cache differs.
-double costWithSymbols(const RecordSource &source, int symbols)
-{
-    constexpr int BodiesAtATime = 256;
-    constexpr int Bodies = 40000;
-
-    LxQuotaHandler &handler = LxQuotaHandler::instance();
-    const QVariant type(source.topic());
-    std::mt19937 random(1);
-    std::uniform_int_distribution<int> anySymbol(0, symbols - 1);
-    qint64 nanoseconds = 0;
-    Measure::runOn(&handler, [&] {
-        for (int done = 0; done < Bodies; done += BodiesAtATime) {
-            QVector<QVariant> records;
-            for (int i = 0; i < BodiesAtATime; ++i)
-                records.append(source.record(done + i, RecordSource::symbol(anySymbol(random))));
-            const qint64 begin = Measure::nowNs();
-            for (const QVariant &record : std::as_const(records))
-                handler.slotProcessQuotaMsg(type, record);
-            nanoseconds += Measure::nowNs() - begin;
-        }
-    });
-    return static_cast<double>(nanoseconds) / Bodies;
-}
-
 } // namespace
 
 QVector<BenchRow> decodeAgainstMap()
@@ -108,8 +96,7 @@ QVector<BenchRow> decodeAgainstMap()
     MapDecoder decoder;
     for (int i = 0; i < Symbols; ++i)
         decoder.decodeAndCache(MapDecoder::toMap(source.record(i, RecordSource::symbol(i))));
-    const QVariantMap row =
-            MapDecoder::toMap(source.record(Symbols / 2, RecordSource::symbol(Symbols / 2)));
+    const QVariantMap row = MapDecoder::toMap(source.record(Symbols / 2, RecordSource::symbol(Symbols / 2)));
     return { decodeAgainst(QStringLiteral("3"), QStringLiteral("decode and cache a quote / read from a QVariantMap"),
                            0.2, source, [&] { decoder.decodeAndCache(row); }) };
 }
@@ -140,31 +127,4 @@ QVector<BenchRow> allocationsOfAQuote()
     });
     return { { QStringLiteral("5"), QStringLiteral("heap allocations a quote, worker thread"),
                QStringLiteral("a quote"), static_cast<double>(allocations) / next.size(), 0, 0, BenchRow::AtMost, 0 } };
-}
-
-QVector<BenchRow> costByNumberOfSymbols()
-{
-    constexpr int Rounds = 5;
-    constexpr int Few = 100;
-
-    const RecordSource source = RecordSource::stockQuotes();
-    const QVariant type(source.topic());
-    QVector<BenchRow> rows;
-    int known = 0;
-    std::vector<double> costOfFew;
-    for (int symbols : { Few, 1000, 10000, 100000 }) {
-        for (; known < symbols; ++known)
-            takeIn(type, { source.record(known, RecordSource::symbol(known)) });
-        std::vector<double> costs;
-        for (int round = 0; round < Rounds; ++round)
-            costs.push_back(costWithSymbols(source, symbols));
-        if (symbols == Few)
-            costOfFew = costs;
-        const double cost = Measure::median(costs);
-        const double few = Measure::median(costOfFew);
-        rows.append({ QStringLiteral("10 %1").arg(symbols),
-                      QStringLiteral("cost of a quote with %1 symbols / with 100").arg(symbols), QStringLiteral("ns"),
-                      cost, few, cost / few, BenchRow::AtMost, 2 });
-    }
-    return rows;
 }

@@ -83,7 +83,7 @@ void MicroBench::addPrepared(const std::string &name, std::function<void()> prep
                                          work();
                                      }
                                  })
-            ->Repetitions(Repetitions);
+        ->Repetitions(Repetitions);
 }
 
 void MicroBench::run()
