@@ -12,7 +12,7 @@ namespace {
 
 constexpr int RecordsPerSecond = 20000;
 constexpr int RecordsPerRound = 20000;
-constexpr int Rounds = 9;
+constexpr int Rounds = 15;
 constexpr int Symbols = 5000;
 
 // Written by the emitter before a record goes out and by the receiving thread when it has come; one record at a time

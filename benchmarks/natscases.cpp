@@ -23,7 +23,7 @@ using NatsBench::Symbols;
 
 namespace {
 
-constexpr int Rounds = 5;
+constexpr int Rounds = 9;
 constexpr int RecordsPerRound = 40000; // fewer than a receiver may have waiting
 constexpr int PacedPerRound = 20000;
 constexpr int RequestsPerRound = 5000;

@@ -10,7 +10,7 @@ namespace {
 
 constexpr int Symbols = 5000;
 constexpr int PassesPerRound = 20;
-constexpr int Rounds = 9;
+constexpr int Rounds = 15;
 
 // Records a second of `send` through the event queue of `receiver`.
 double rate(const QVector<QVariant> &records, QObject *receiver, const std::function<void(const QVariant &)> &send)
