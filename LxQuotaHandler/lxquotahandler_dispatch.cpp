@@ -131,8 +131,7 @@ void LxQuotaHandler::slotProcessQuotaMsg(const QVariant &msgType, const QVariant
         { QStringLiteral("MSG_QUERY_UP_N_DAY_RESPONSE"), &LxQuotaHandler::processRiseDays },
     };
 
-    // A text is compared where it is: the count of its owners is what bus and worker thread would wait for each other
-    // at.
+    // Compared where it is: a copy would count the owners of the text, as the bus thread does at the same time.
     const bool isText = msgType.type() == QVariant::String;
     const QString converted = isText ? QString() : msgType.toString();
     const QString &type = isText ? *static_cast<const QString *>(msgType.constData()) : converted;

@@ -2,7 +2,11 @@
 
 #include <algorithm>
 #include <chrono>
+#include <future>
 #include <iterator>
+#include <list>
+#include <mutex>
+#include <thread>
 #include <utility>
 
 namespace {
@@ -200,6 +204,64 @@ private:
 
     LxDeliveryPool *const m_pool;
 };
+
+namespace {
+
+// Threads that destroy pools.
+class Destroyers
+{
+public:
+    ~Destroyers()
+    {
+        const auto deadline = std::chrono::steady_clock::now() + PatienceAtExit;
+        for (Destroyer &each : m_destroyers) {
+            if (each.done.wait_until(deadline) == std::future_status::ready)
+                each.thread.join();
+            else
+                each.thread.detach();
+        }
+    }
+
+    void start(std::unique_ptr<LxDeliveryPool> pool)
+    {
+        const std::lock_guard<std::mutex> locker(m_mutex);
+        m_destroyers.remove_if([](Destroyer &each) {
+            const bool done = each.done.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+            if (done)
+                each.thread.join();
+            return done;
+        });
+        std::promise<void> done;
+        m_destroyers.emplace_back();
+        m_destroyers.back().done = done.get_future();
+        m_destroyers.back().thread = std::thread([pool = std::move(pool), done = std::move(done)]() mutable {
+            pool.reset();
+            done.set_value();
+        });
+    }
+
+private:
+    struct Destroyer
+    {
+        std::future<void> done;
+        std::thread thread;
+    };
+
+    static constexpr std::chrono::seconds PatienceAtExit { 2 };
+
+    std::mutex m_mutex;
+    std::list<Destroyer> m_destroyers; // guarded by m_mutex
+};
+
+Destroyers destroyers;
+
+} // namespace
+
+void LxDeliveryPool::destroy(std::unique_ptr<LxDeliveryPool> pool)
+{
+    if (pool->isCurrentThread())
+        destroyers.start(std::move(pool));
+}
 
 LxDeliveryPool::LxDeliveryPool(int threads)
 {

@@ -105,6 +105,9 @@ class LxDeliveryPool
 public:
     explicit LxDeliveryPool(int threads);
     ~LxDeliveryPool();
+    /// Destroys a pool whose last user may be a delivery of its own. No thread can wait for itself to end, so from
+    /// there another one does it; the process waits for that one, though not for ever, before it ends.
+    static void destroy(std::unique_ptr<LxDeliveryPool> pool);
 
     void schedule(std::shared_ptr<LxMailbox> mailbox);
 

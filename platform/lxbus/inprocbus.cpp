@@ -9,7 +9,6 @@
 #include <QVarLengthArray>
 
 #include <map>
-#include <thread>
 
 namespace {
 
@@ -185,9 +184,7 @@ private:
 
 InprocBus::~InprocBus()
 {
-    // The last endpoint may be destroyed by its own callback, and no thread can wait for itself to end.
-    if (m_pool->isCurrentThread())
-        std::thread([pool = std::move(m_pool)]() mutable { pool.reset(); }).detach();
+    LxDeliveryPool::destroy(std::move(m_pool)); // the last endpoint may be destroyed by its own callback
 }
 
 std::unique_ptr<LxBusEndpoint> InprocBus::openEndpoint(const QString &name, LxBusListener *listener)

@@ -6,7 +6,6 @@
 #include <QLoggingCategory>
 
 #include <cstdlib>
-#include <thread>
 #include <utility>
 
 Q_LOGGING_CATEGORY(lxNatsLog, "lx.bus.nats")
@@ -70,9 +69,7 @@ Bus::Bus(const LxBusOptions &options)
 Bus::~Bus()
 {
     m_nats.reset();
-    // The last endpoint may be destroyed by its own callback, and no thread can wait for itself to end.
-    if (m_pool->isCurrentThread())
-        std::thread([pool = std::move(m_pool)]() mutable { pool.reset(); }).detach();
+    LxDeliveryPool::destroy(std::move(m_pool)); // the last endpoint may be destroyed by its own callback
 }
 
 bool Bus::connect(const QString &url, QString *error)

@@ -33,7 +33,7 @@ const LxPackedBody &LxPackedBody::fromVariant(const QVariant &message)
 
 QVariant LxPackedBody::toVariant() &&
 {
-    // Moved in: a copy would count the owners of the layout up and down, which all threads that have rows of it count at.
+    // Moved in: a copy would count the owners of the layout up and down, as all threads do that have rows of it.
     QVariant message(qMetaTypeId<LxPackedBody>(), nullptr);
     *static_cast<LxPackedBody *>(message.data()) = std::move(*this);
     return message;

@@ -67,13 +67,13 @@ private:
     std::vector<Timer>::iterator timer(int id);
 
     const int m_wakeFile;
-    bool m_wakeFileSet = false; // m_wakeFile has woken this thread and has to be read; this thread's
     std::atomic<bool> m_woken { false }; // events may have come since the queue was looked at last
     std::atomic<Sleep> m_sleeping { Awake }; // how a wake-up has to be done
     QSemaphore m_wakeSemaphore;
     std::atomic<bool> m_interrupted { false };
 
     // The dispatcher's thread.
+    bool m_wakeFileSet = false; // m_wakeFile has woken the thread and has to be read
     std::vector<QSocketNotifier *> m_notifiers;
     std::vector<Timer> m_timers;
 };
