@@ -253,14 +253,15 @@ private:
     std::list<Destroyer> m_destroyers; // guarded by m_mutex
 };
 
-Destroyers destroyers;
-
 } // namespace
 
 void LxDeliveryPool::destroy(std::unique_ptr<LxDeliveryPool> pool)
 {
-    if (pool->isCurrentThread())
-        destroyers.start(std::move(pool));
+    if (!pool->isCurrentThread())
+        return;
+    // Made on first use, and so ended before what deliveries need of Qt: the types of their variants.
+    static Destroyers destroyers;
+    destroyers.start(std::move(pool));
 }
 
 LxDeliveryPool::LxDeliveryPool(int threads)
