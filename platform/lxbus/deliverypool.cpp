@@ -213,6 +213,7 @@ class Destroyers
 public:
     ~Destroyers()
     {
+        const std::lock_guard<std::mutex> locker(m_mutex);
         const auto deadline = std::chrono::steady_clock::now() + PatienceAtExit;
         for (Destroyer &each : m_destroyers) {
             if (each.done.wait_until(deadline) == std::future_status::ready)
