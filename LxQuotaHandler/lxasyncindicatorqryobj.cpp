@@ -1,13 +1,14 @@
-#include "lxasyncindicatorqryobj.h"
+#include "lxasyncindicatorqryobj_p.h"
 
-#include "lxindicatorrequest_p.h"
 #include "lxlog_p.h"
-#include "lxquotahandlerobject.h"
+#include "lxmessagetypes_p.h"
+#include "lxquotahandlerobject_p.h"
+#include "lxrequests_p.h"
 
 namespace {
 
 constexpr int MessagesPerBurst = 20;
-constexpr unsigned long PauseMs = 100;
+constexpr unsigned long BurstPauseMs = 100;
 constexpr unsigned long EndTimeoutMs = 3000;
 
 } // namespace
@@ -20,7 +21,7 @@ LxAsyncIndicatorQryObj *LxAsyncIndicatorQryObj::instance()
 
 LxAsyncIndicatorQryObj::LxAsyncIndicatorQryObj()
 {
-    m_thread.setObjectName(QStringLiteral("LxAsyncIndicatorQryObj_Thread"));
+    m_thread.setObjectName(QLatin1String("LxAsyncIndicatorQryObj_Thread"));
     moveToThread(&m_thread);
     m_thread.start(QThread::InheritPriority);
 }
@@ -32,40 +33,43 @@ LxAsyncIndicatorQryObj::~LxAsyncIndicatorQryObj()
 
 void LxAsyncIndicatorQryObj::stop()
 {
-    // A long list is cut short: its pauses alone could outlast the time-out, and a running thread cannot be destroyed.
-    m_thread.requestInterruption();
     m_thread.quit();
-    m_thread.wait(EndTimeoutMs);
+    if (m_thread.wait(EndTimeoutMs))
+        return;
+    // The thread must not outlive this object, so the rest of a long list is not sent.
+    m_thread.requestInterruption();
+    m_thread.wait();
 }
 
 void LxAsyncIndicatorQryObj::slotQueryPEData(const QStringList &symbolList, const QString &tradeDate)
 {
     if (symbolList.isEmpty() || tradeDate.isEmpty())
         return;
-    sendPaced(QStringLiteral("MSG_QUERY_P_E_RATIO_REQUEST"), symbolList, tradeDate);
-    LX_LOG("lxasyncindicatorqryobj", 46).debug() << "查询市盈率结束" << tradeDate;
+    if (sendPaced(LxMessageType::PERequest, symbolList, tradeDate))
+        LX_DEBUG("lxasyncindicatorqryobj", 46) << "查询市盈率结束" << tradeDate;
 }
 
 void LxAsyncIndicatorQryObj::slotQueryQRRData(const QStringList &symbolList, const QString &tradeDate)
 {
     if (symbolList.isEmpty() || tradeDate.isEmpty())
         return;
-    sendPaced(QStringLiteral("MSG_QUERY_QUANTITY_RELATIVE_RATIO_REQUEST"), symbolList, tradeDate);
-    LX_LOG("lxasyncindicatorqryobj", 72).debug() << "查询量比结束" << tradeDate;
+    if (sendPaced(LxMessageType::QRRRequest, symbolList, tradeDate))
+        LX_DEBUG("lxasyncindicatorqryobj", 72) << "查询量比结束" << tradeDate;
 }
 
-void LxAsyncIndicatorQryObj::sendPaced(const QString &messageType, const QStringList &symbols,
-                                       const QString &tradeDate)
+bool LxAsyncIndicatorQryObj::sendPaced(const QString &messageType, const QStringList &symbols, const QString &tradeDate)
 {
     int sent = 0;
     for (const QString &symbol : symbols) {
         if (m_thread.isInterruptionRequested())
-            return;
-        LxPresenterClassMgr::instance()->Put(createIndicatorRequest(messageType, symbol, tradeDate));
-        // Also after the last message of a full burst: meant.
+            return false;
+        LxPresenterClassMgr::instance()->Put(LxRequests::createIndicatorQuery(messageType, symbol, tradeDate));
+        // Fixed behaviour: also after the last message of a list, so that there is a pause before the next list's
+        // burst.
         if (++sent == MessagesPerBurst) {
-            QThread::msleep(PauseMs);
+            QThread::msleep(BurstPauseMs);
             sent = 0;
         }
     }
+    return true;
 }

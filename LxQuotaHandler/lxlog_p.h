@@ -1,8 +1,17 @@
 #pragma once
 
 #include <QDebug>
-#include <QMessageLogger>
+#include <QLoggingCategory>
 
-// Log lines carry the name of a source file and a line number that readers of the logs search for; both are given
-// by hand, so that they outlive changes of the code. Lines that nobody searches for use __LINE__.
-#define LX_LOG(file, line) QMessageLogger(file, line, Q_FUNC_INFO)
+/// The library's logging category, "lx.quota". Debug lines are off unless a filter rule turns them on. Any thread.
+const QLoggingCategory &lxQuotaLog();
+
+// The source file name and the line number of a log line are fixed, hence literals; lines without an established number
+// use __LINE__. The operands of
+// << are evaluated only if the level is enabled.
+#define LX_DEBUG(file, line)                                                                                           \
+    for (bool lxEnabled = lxQuotaLog().isDebugEnabled(); lxEnabled; lxEnabled = false)                                 \
+    QMessageLogger(file, line, Q_FUNC_INFO, lxQuotaLog().categoryName()).debug()
+#define LX_WARNING(file, line)                                                                                         \
+    for (bool lxEnabled = lxQuotaLog().isWarningEnabled(); lxEnabled; lxEnabled = false)                               \
+    QMessageLogger(file, line, Q_FUNC_INFO, lxQuotaLog().categoryName()).warning()

@@ -1,11 +1,11 @@
-#include "lxquerydeephqthread.h"
+#include "lxquerydeephqthread_p.h"
 
+#include "lxconstants_p.h"
 #include "lxquotahandler.h"
 
 namespace {
 
-constexpr int SymbolsPerRequest = 100;
-constexpr unsigned long PauseMs = 10;
+constexpr unsigned long RequestPauseMs = 10;
 
 } // namespace
 
@@ -23,13 +23,13 @@ void LxQueryDeepHQThread::run()
         if (isInterruptionRequested())
             return;
         batch.append(symbol);
-        if (batch.size() == SymbolsPerRequest) {
+        if (batch.size() == LxConstants::SymbolsPerDeepDataRequest) {
             handler.QueryStockDeepDataFromBackendServiceImpl(batch);
             batch.clear();
-            msleep(PauseMs);
+            msleep(RequestPauseMs);
         }
     }
-    // Also when nothing is left: a list of whole hundreds ends with a request without symbols. Meant.
+    // Fixed behaviour: also if no symbol is left, in which case the request is empty.
     handler.QueryStockDeepDataFromBackendServiceImpl(batch);
     Q_EMIT sigThreadRunFinish(this);
 }

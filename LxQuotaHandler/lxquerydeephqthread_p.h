@@ -6,21 +6,22 @@
 
 class LxPresenterClass;
 
-/// Requests the deep data of a list of symbols, 100 a request with pauses of 10 ms, and tells when it has sent the last.
+/// Requests the deep data of a list of symbols, 100 symbols per request with pauses of 10 ms, and signals when the last
+/// request has been sent.
 class LxQueryDeepHQThread : public LxThread
 {
     Q_OBJECT
 
 public:
-    /// Without a presenter the thread ends at once and tells nothing.
+    /// If `presenter` is null, the thread ends at once and does not emit its signal.
     explicit LxQueryDeepHQThread(LxPresenterClass *presenter);
     ~LxQueryDeepHQThread() override;
 
-    /// Before the thread starts.
+    /// Must be called before the thread is started.
     void setSymbols(const QStringList &symbols) { m_symbols = symbols; }
 
 Q_SIGNALS:
-    /// This thread; after the last request.
+    /// Emitted by the thread after its last request, unless it was interrupted. `thread` is this object.
     void sigThreadRunFinish(QThread *thread);
 
 protected:

@@ -1,35 +1,18 @@
 #include "lxquotahandler.h"
 
-#include "lxasyncindicatorqryobj.h"
+#include "lxasyncindicatorqryobj_p.h"
 #include "lxlog_p.h"
-#include "lxquerydeephqthread.h"
-#include "lxquotahandlerobject.h"
-#include "lxquotaindexes_p.h"
+#include "lxmessagetypes_p.h"
+#include "lxquerydeephqthread_p.h"
+#include "lxquotahandlerobject_p.h"
+#include "lxsymbolindex_p.h"
 
 namespace {
 
 constexpr int SubscribeFlag = 1;
 
-const QString subscribedTopics[] = {
-    QStringLiteral("MDMARKETRECORD"),
-    QStringLiteral("MDFUTURERECORD"),
-    QStringLiteral("MDINDEXRECORD"),
-    QStringLiteral("MDOPTIONRECORD"),
-    QStringLiteral("MDTRANSACTIONRECORD"),
-    QStringLiteral("MDORDERRECORD"),
-    QStringLiteral("TickResponse"),
-    QStringLiteral("TickFutureResponse"),
-    QStringLiteral("KLineResponse"),
-    QStringLiteral("181028"),
-    QStringLiteral("ADINDICATORSRANKINGRECORD"),
-    QStringLiteral("ADUPSDOWNSANALYSISRECORD"),
-    QStringLiteral("MSG_QUERY_P_E_RATIO_RESPONSE"),
-    QStringLiteral("MSG_QUERY_QUANTITY_RELATIVE_RATIO_RESPONSE"),
-    QStringLiteral("MSG_QUERY_UP_N_DAY_RESPONSE"),
-};
-
-// Automatic connections do not register what they queue, so the library does. Types that are left out here are for
-// those who queue them to register.
+// Automatic connections made by member pointer do not register argument types, and a queued signal of an unregistered
+// type is dropped. The remaining argument types must be registered by the receivers that queue them.
 void registerArgumentTypes()
 {
     qRegisterMetaType<StockQuotaData>();
@@ -43,18 +26,33 @@ void registerArgumentTypes()
 
 } // namespace
 
+// The handler that instance() returns. Only its destructor ends what all handlers share: the indicator worker and the
+// bus endpoint.
+class LxQuotaHandler::Singleton : public LxQuotaHandler
+{
+public:
+    // Bus callbacks call the handler through instance(), so they must have ended before its members are destroyed.
+    ~Singleton() override
+    {
+        endOwnThreads();
+        LxAsyncIndicatorQryObj::instance()->stop();
+        LxQuotaHandlerObject::libraryObject().closePresenter();
+    }
+};
+
 LxQuotaHandler &LxQuotaHandler::instance()
 {
-    static LxQuotaHandler handler;
+    static Singleton handler;
     return handler;
 }
 
-LxQuotaHandler::LxQuotaHandler() : m_indexes(std::make_unique<Indexes>())
+LxQuotaHandler::LxQuotaHandler()
+    : m_stockDeepDataIndex(std::make_unique<LxSymbolIndex<LxStockDeepData>>()),
+      m_stockQuotaIndex(std::make_unique<LxSymbolIndex<StockQuotaData>>())
 {
     registerArgumentTypes();
 
-    m_lstDeepQueryFields << QStringLiteral("TotalShare") << QStringLiteral("ListedShare")
-                         << QStringLiteral("NetAssets");
+    m_lstDeepQueryFields << LxDeepDataItem::TotalShare << LxDeepDataItem::ListedShare << LxDeepDataItem::NetAssets;
 
     m_pStockDeepDataMutex = new QMutex(QMutex::Recursive);
     m_pStockQuotaMutex = new QMutex(QMutex::Recursive);
@@ -64,16 +62,13 @@ LxQuotaHandler::LxQuotaHandler() : m_indexes(std::make_unique<Indexes>())
     m_pRiseDayLock = new QReadWriteLock(QReadWriteLock::Recursive);
     m_pTransactionLock = new QReadWriteLock(QReadWriteLock::Recursive);
 
-    m_thread.setObjectName(QStringLiteral("LxQuotaHandler_Thread"));
+    m_thread.setObjectName(QLatin1String("LxQuotaHandler_Thread"));
     moveToThread(&m_thread);
-    LxQuotaHandlerObject &pluginObject = LxQuotaHandlerObject::libraryObject();
-    if (pluginObject.thread() == QThread::currentThread())
-        pluginObject.moveToThread(&m_thread);
     m_thread.start(QThread::InheritPriority);
 
     connect(this, &LxQuotaHandler::sigRecvQuotaData, this, &LxQuotaHandler::slotProcessQuotaMsg);
-    // One-argument signatures for a signal and a slot of two: Qt refuses this connection with a warning. Meant: the
-    // slot runs only when it is invoked by name.
+    // Fixed behaviour: these signatures name one argument, but the signal and the slot have two, so Qt refuses the
+    // connection with a warning, and bars are cached only if a plug-in invokes the slot by name.
     connect(this, SIGNAL(signalKLineResponse(QList<QVariantMap>)), this,
             SLOT(slotProcessPeriod1DKLineDate(QList<QVariantMap>)));
     connect(this, SIGNAL(sigQueryPEData(QStringList, QString)), LxAsyncIndicatorQryObj::instance(),
@@ -87,12 +82,7 @@ LxQuotaHandler::LxQuotaHandler() : m_indexes(std::make_unique<Indexes>())
 
 LxQuotaHandler::~LxQuotaHandler()
 {
-    m_thread.quit();
-    m_thread.wait();
-    // Everything that sends or calls back has to end while the caches are still there.
-    LxAsyncIndicatorQryObj::instance()->stop();
-    endDeepQueryThreads();
-    LxQuotaHandlerObject::libraryObject().closePresenter();
+    endOwnThreads();
 
     delete m_pStockDeepDataMutex;
     delete m_pStockQuotaMutex;
@@ -101,6 +91,20 @@ LxQuotaHandler::~LxQuotaHandler()
     delete m_pQRRLock;
     delete m_pRiseDayLock;
     delete m_pTransactionLock;
+}
+
+void LxQuotaHandler::endOwnThreads()
+{
+    m_thread.quit();
+    m_thread.wait();
+
+    QMutexLocker locker(&m_deepQueryThreadsMutex);
+    for (LxQueryDeepHQThread *thread : std::as_const(m_deepQueryThreads)) {
+        thread->requestInterruption();
+        thread->wait();
+        delete thread;
+    }
+    m_deepQueryThreads.clear();
 }
 
 void LxQuotaHandler::slotInitQuotaHandlerObj()
@@ -113,10 +117,17 @@ void LxQuotaHandler::Init()
     LxPresenterClassMgr *manager = LxPresenterClassMgr::instance();
     manager->lockForRead();
     if (LxPresenterClass *presenter = manager->getPresenterClass()) {
-        for (const QString &topic : subscribedTopics)
+        const QString topics[] {
+            LxMessageType::StockQuote,     LxMessageType::FutureQuote,      LxMessageType::IndexQuote,
+            LxMessageType::OptionQuote,    LxMessageType::Transaction,      LxMessageType::Order,
+            LxMessageType::StockTicks,     LxMessageType::FutureTicks,      LxMessageType::KLineAnswer,
+            LxMessageType::DeepDataAnswer, LxMessageType::IndicatorRanking, LxMessageType::UpDownAnalysis,
+            LxMessageType::PEAnswer,       LxMessageType::QRRAnswer,        LxMessageType::RiseDaysAnswer,
+        };
+        for (const QString &topic : topics)
             presenter->Sub(presenter->pluginPid(), QVariant(topic), SubscribeFlag);
     } else {
-        LX_LOG("lxquotahandler", 60).warning() << "LxQuotaHandler get presenter class null ptr";
+        LX_WARNING("lxquotahandler", 60) << "LxQuotaHandler get presenter class null ptr";
     }
     manager->slotReadOver();
 }
@@ -124,9 +135,10 @@ void LxQuotaHandler::Init()
 void LxQuotaHandler::waitForPresenterClassInit()
 {
     while (!LxQuotaHandlerObject::libraryObject().isInited()) {
-        LX_LOG("lxquotahandler", 109).debug() << "wait for presenter class init";
+        LX_DEBUG("lxquotahandler", 109) << "wait for presenter class init";
         QThread::msleep(1);
-        // At shut-down only, for the library's own threads; callers may interrupt theirs for reasons of their own.
+        // Gives up at shut-down, but only on the library's own threads: plug-ins may interrupt theirs for other
+        // reasons.
         const auto *ownThread = qobject_cast<LxQueryDeepHQThread *>(QThread::currentThread());
         if (ownThread && ownThread->isInterruptionRequested())
             return;

@@ -17,189 +17,238 @@
 #include <QTime>
 #include <QVariant>
 
-#include <atomic>
 #include <memory>
 
 class LxPresenterClass;
 class LxQueryDeepHQThread;
 class LxQuotaHandlerObject;
+template<typename Record>
+class LxSymbolIndex;
 
-/// The one place through which a client's plug-ins get their market data.
+/// The interface through which the client's plug-ins get market data.
 ///
-/// A process-wide singleton that lives on a worker thread of its own, "LxQuotaHandler_Thread". Market records come from
-/// the bus, are decoded and cached there and announced by signals; requests go out from the thread of the caller;
-/// snapshot queries copy out of the caches on any thread.
+/// A process-wide singleton. Market records arrive from the bus, are decoded and cached on the handler's worker thread,
+/// "LxQuotaHandler_Thread", and announced by signals. Requests are sent from the caller's thread unless stated
+/// otherwise. Snapshot queries return copies of cached records.
 ///
 ///     LxQuotaHandler &quota = LxQuotaHandler::instance();
 ///     QObject::connect(&quota, &LxQuotaHandler::signalStockQuotaUpdate, this, &View::showQuote);
 ///     QStringList symbols { QStringLiteral("600000.SH") };
 ///     quota.SubscribeQuote(symbols, true);
 ///
-/// Symbols are texts of the form code, point, market suffix ("600000.SH").
+/// A symbol is a security code, a dot and a market suffix ("600000.SH").
 ///
-/// The first call of instance() constructs the handler and starts it; its bus endpoint opens a moment later on the
-/// worker thread. Every request first waits until that has happened, without time-out. The handler ends when the
-/// library is unloaded. Nothing is thrown: a missing endpoint, an empty answer or a failed request is logged or
-/// ignored, as each method says.
+/// **Threads.** Public methods may be called from any thread unless stated otherwise. Signals are emitted on the worker
+/// thread unless stated otherwise; the handler lives there, so an automatic connection to a receiver on another thread
+/// is queued. No lock is held while a signal is emitted, except for sigOnRspQueryStockPeriod1DInfo.
+///
+/// **Errors.** Nothing is thrown. A missing bus endpoint, an empty answer or a failed request is logged or ignored, as
+/// each method states.
+///
+/// **Lifetime.** The first call of instance() constructs the handler. Unless the host has initialised the library's
+/// plug-in object before, the worker thread then opens the bus endpoint. Every request first waits until the endpoint
+/// is open, without a time-out. The handler is destroyed when the library is unloaded or the process exits; it then
+/// waits until the slot that its worker thread is executing has returned. Once the QCoreApplication has been destroyed,
+/// no queued message is processed any more.
+///
+/// **Exit.** Before main() returns or the library is unloaded, the host must ensure that
+/// - no other thread calls the handler any more: join such threads first;
+/// - no signal is connected by Qt::BlockingQueuedConnection to a receiver on a thread that has left its event loop, for
+///   example an object that outlives main(): the worker thread would wait for the receiver forever, and the exit for
+///   the worker thread;
+/// - slotProcessPeriod1DKLineDate() is not invoked after an answer to a `wholeRangeOnly` query has left the daily cache
+///   locked (see QueryStockPeriod1DInfo()): the worker thread would block, and the exit with it.
+///
+/// The exit also waits for bus callbacks that are executing and for the threads of deep-data queries, which stop after
+/// the request that they are sending. The list of indicator requests that is being sent delays the exit by up to 3
+/// seconds; what is left of it then, and every list behind it, is discarded.
 class LXQUOTAHANDLER_EXPORT LxQuotaHandler : public QObject
 {
     Q_OBJECT
 
 public:
-    /// The handler; constructs it on the first call. Any thread.
+    /// The handler, constructed by the first call.
     static LxQuotaHandler &instance();
 
-    // --- Subscriptions. Any thread. The records arrive by signal; what is subscribed is not remembered here. ---
+    // --- Subscriptions. Records arrive by signal. The handler does not keep track of subscriptions. ---
 
-    /// Starts or stops the quotes of `symbols`. The list is only read.
+    /// Subscribes to the quotes of `symbols`, or unsubscribes. The list is not modified.
     virtual void SubscribeQuote(QStringList &symbols, bool subscribe);
-    /// Starts or stops the tick-by-tick transactions of `symbols`. The list is only read.
+    /// Subscribes to the tick-by-tick transactions of `symbols`, or unsubscribes. The list is not modified.
     virtual void SubscribeRecordTransaction(QStringList &symbols, bool subscribe);
-    /// Starts or stops the tick-by-tick orders of `symbols`. The list is only read. Orders are subscribed on the bus,
-    /// but not decoded.
+    /// Subscribes to the tick-by-tick orders of `symbols`, or unsubscribes. The list is not modified. The bus delivers
+    /// the orders, but the handler drops them.
     virtual void SubscribeRecordOrder(QStringList &symbols, bool subscribe);
-    /// Starts or stops indicator rankings of `kind`, a number that the business-data service defines. 0, or -3 without
-    /// an endpoint.
+    /// Subscribes to indicator rankings, or unsubscribes. The platform's business-data interface defines the values of
+    /// `kind`. Returns 0, or -3 if there is no bus endpoint.
     int SubscribeRankingData(const QStringList &symbols, int kind, bool subscribe);
 
-    // --- K-lines. Any thread. ---
+    // --- K-lines ---
 
-    /// Requests the bars of `symbol` from `start` to `stop`. Returns the request's client message id at once; the bars
-    /// come by signalKLineResponse.
+    /// Requests the bars of `symbol` from `start` to `stop`. Returns the client message id of the request without
+    /// waiting for the answer, even if there is no bus endpoint; signalKLineResponse announces the bars.
     virtual QString AsyncRequestKLineData(const QString &symbol, const QDateTime &start, const QDateTime &stop,
                                           EMD_KLINE_PERIOD period, EMD_EXRIGHTS_TYPE exrights);
 
-    // --- Entries of the bus. Bus threads; for the library's endpoint only. ---
+    // --- Called by the library's bus endpoint on bus threads ---
 
-    /// Hands a published message to the worker thread.
+    /// Passes a published message on to the worker thread.
     virtual void ProcQuotationMsg(QString strSrc, QVariant msgType, QVariant msgData);
-    /// Takes in the answer to an asynchronous request. Emits signalStockDeepDataUpdate on the calling thread.
+    /// Handles the answer to an asynchronous request; emits signalStockDeepDataUpdate on the calling thread.
     void ProcAsyncCallBack(int nId, QString str, QVariant vA, QVariant vB);
 
-    // --- Deep data: share capital and finance figures. Any thread. ---
+    // --- Deep data: share capital and finance figures. signalStockDeepDataUpdate announces what has arrived. ---
 
-    /// Appends to `out` what is known of `symbols`, in their order, and requests the rest, 100 symbols a request;
-    /// signalStockDeepDataUpdate tells what has come. The flag is not used.
+    /// Appends to `out` the cached records of `symbols`, in their order, and requests the missing ones, 100 symbols per
+    /// request. `flag` has no meaning.
     virtual void QueryStockDeepData(const QStringList &symbols, QList<LxStockDeepData> &out, bool flag);
-    /// Requests all of `symbols` from a thread of its own, 100 a request with pauses of 10 ms. Nothing is requested if
-    /// `presenter` is null.
+    /// Requests all of `symbols` from a new thread, 100 symbols per request with pauses of 10 ms. `presenter` is not
+    /// used, but if it is null nothing is requested.
     void QueryStockDeepDataFromBackendService(LxPresenterClass *presenter, const QStringList &symbols);
-    /// Sends one request for all of `symbols`, those without exactly one point left out.
+    /// Sends one request for those of `symbols` that contain exactly one dot.
     void QueryStockDeepDataFromBackendServiceImpl(const QStringList &symbols);
 
-    /// The days from `start` to `end`, both included, by sigOnRspQueryStockPeriod1DInfo: what is cached at once, within
-    /// the call; the days before and after it are requested. Nothing comes at once if the range and the cached span do
-    /// not meet. With `wholeRangeOnly` only a range wholly inside the cached span is answered from the cache.
+    // --- Period information ---
+
+    /// Answers with the daily bars from `start` to `end`, inclusive, by sigOnRspQueryStockPeriod1DInfo.
     ///
-    /// A start that is no cached day gives an empty answer, an end that is none gives all that is cached from the start
-    /// on. An answer to `wholeRangeOnly` leaves the daily cache locked: no later call that needs it returns.
+    /// The cache covers the days from its first to its last bar of `symbol`. The part of the range that it covers is
+    /// announced before the call returns; the days before and after that part are requested. If it covers nothing of
+    /// the range, the whole range is requested and nothing is announced. The bars of a request arrive by
+    /// signalKLineResponse, and are cached and announced only if a plug-in passes them to
+    /// slotProcessPeriod1DKLineDate(). With `wholeRangeOnly` the cache answers only if it
+    /// covers the whole range; otherwise the whole range is requested.
+    ///
+    /// If there is no cached bar of the first day, the answer is empty; if there is none of the last day, the answer
+    /// contains everything cached from the first day on.
+    ///
+    /// \warning An answer to a `wholeRangeOnly` query leaves the daily cache locked forever. Every later call of this
+    /// method, and every later daily answer in slotProcessPeriod1DKLineDate(), then blocks.
     void QueryStockPeriod1DInfo(const QString &symbol, const QDate &start, const QDate &end, bool wholeRangeOnly);
-    /// Requests the one-minute bars of the days from `start` to `end` (its midnight). The flag is not used.
+    /// Requests the one-minute bars from 00:00 on `start` to 00:00 on `end`. `wholeRangeOnly` has no meaning.
     void QueryStockPeriod1MInfo(const QString &symbol, const QDate &start, const QDate &end, bool wholeRangeOnly);
 
-    // --- Indicators and calendar. Any thread but a bus callback's. Symbols already answered are not asked again. ---
+    // --- Indicators and calendar. These calls may wait for an answer: do not call them on a bus thread. ---
 
-    /// Requests price-earnings data in the background; signalStockDeepDataUpdate tells what has come. The first call
-    /// asks for the trade date and waits for it.
+    /// Requests price-earnings data in the background for those of `symbols` that are not cached;
+    /// signalStockDeepDataUpdate announces what has arrived. The first call waits for the trade date, which is kept
+    /// until the process ends; if it cannot be obtained, nothing is requested and the next call tries again.
     void queryPEData(const QStringList &symbols);
-    /// Requests quantity-relative-ratio data; as queryPEData.
+    /// Like queryPEData, for quantity-relative-ratio data.
     void queryQRRData(const QStringList &symbols);
-    /// Requests the counts of consecutive rising days; signalRiseDayData brings them.
+    /// Requests the numbers of consecutive rising days for those of `symbols` that are not cached; signalRiseDayData
+    /// announces them. The first call waits for the trade date, as that of queryPEData does.
     void queryRiseDayData(QStringList symbols);
-    /// The trading day `days` trading days from `date` (negative: before it), as the service writes it. Waits for the
-    /// answer; empty if the date is invalid, and on time-out or failure.
+    /// Returns the day that the calendar service answers for `days` trading days from `date` (negative: before it), in
+    /// the format of the service. Waits for the answer. Returns an empty string if the date is invalid, on time-out and
+    /// on failure.
     QString queryTradeDay(QDate date, int days);
 
-    // --- Snapshots. Any thread. Nothing is requested; a symbol not seen yet gives a default record. ---
+    // --- Snapshots. Nothing is requested: for a symbol without a cached record they return a default record. ---
 
+    /// The last quote of an index as decoded.
     IndexQuotaData GetLastIndexQuotaData(const QString &symbol);
     /// The last quote as decoded.
     StockQuotaData GetLastStockQuotaData(const QString &symbol);
-    /// The same operation under a second name.
+    /// Same as GetLastStockQuotaData.
     StockQuotaData GetLastStockQuotaDataBrief(const QString &symbol);
-    /// The last quote with PERatio and, from 09:30 local time on, QuantityRelativeRatio.
+    /// The last quote with PERatio and, after 09:30 local time, QuantityRelativeRatio.
     StockQuotaData GetLastStockQuotaDataBase(const QString &symbol);
-    /// As GetLastStockQuotaDataBase, with LastTradeLots.
+    /// Like GetLastStockQuotaDataBase, with LastTradeLots.
     StockQuotaData GetLastStockQuotaDataTotal(const QString &symbol);
 
-    // The order of signals and slots is their method index, and part of the interface, as are the parameters' names.
+    // The order of signals and slots (their method index) and the names of their parameters are part of the interface.
 Q_SIGNALS:
-    /// Worker thread; after each stock quote, once it is cached. Then signalQuotaUpdate and signalQuoteTickUpdate.
+    /// After each stock quote has been cached; signalQuotaUpdate and signalQuoteTickUpdate follow.
     void signalStockQuotaUpdate(const StockQuotaData &data);
-    /// Worker thread; after each future quote. Then signalQuotaUpdate and signalQuoteTickUpdate.
+    /// After each future quote; signalQuotaUpdate and signalQuoteTickUpdate follow.
     void signalFutureQuotaUpdate(const FutureQuotaData &data);
-    /// Worker thread; after each index quote, once it is cached. Then signalQuotaUpdate and signalQuoteTickUpdate.
+    /// After each index quote has been cached; signalQuotaUpdate and signalQuoteTickUpdate follow.
     void signalIndexQuotaUpdate(const IndexQuotaData &data);
-    /// Declared for plug-ins; not emitted by the library.
+    /// Never emitted.
     void signalStockOrderRecordUpdate(const StockOrderRecordData &data);
-    /// Declared for plug-ins; not emitted by the library (see signalRecordTransactionUpdate).
+    /// Never emitted; see signalRecordTransactionUpdate.
     void signalStockTransactionRecordUpdate(const StockTransactionRecordData &data);
-    /// Worker thread; each K-line answer, as it came. A queued receiver has to register EMD_KLINE_PERIOD.
+    /// The bars of each K-line answer, unchanged. A queued receiver must register EMD_KLINE_PERIOD as a meta-type.
     void signalKLineResponse(const QList<QVariantMap> &lstData, EMD_KLINE_PERIOD type);
-    /// Worker thread; the second signal of each quote. A queued receiver has to register the argument's type.
+    /// The second signal of each quote. A queued receiver must register the argument's type.
     void signalQuotaUpdate(BaseQuotaData &record);
-    /// Symbols whose PE, QRR (worker thread) or deep data (bus thread) have come.
+    /// PE or QRR data (worker thread) or deep data (bus thread) of these symbols have been cached.
     void signalStockDeepDataUpdate(QStringList strSymbol);
-    /// Within the library: a message on its way from the bus to the worker thread.
+    /// Internal: passes a message from a bus thread to the worker thread. Emitted on the bus thread.
     void sigRecvQuotaData(const QVariant &type, const QVariant &data);
-    /// Daily period information: on the caller's thread from the cache, on the worker thread from an answer. Emitted
-    /// while the daily cache is locked. A queued receiver has to register the map's type.
+    /// Daily bars of a symbol: after a query, on the caller's thread, those that are cached; after an answer has been
+    /// stored, on the thread that stored it, all of the symbol. Emitted while the daily cache is locked. A queued
+    /// receiver must register the type of the map.
     void sigOnRspQueryStockPeriod1DInfo(const QString &symbol, const QMap<QDate, StockPeriod1DInfo> &data);
-    /// Declared for plug-ins; not emitted by the library.
+    /// Never emitted.
     void sigOnRspQueryStockPeriod1MInfo(const QString &symbol, const QMap<QDate, QMap<QTime, StockPeriod1DInfo>> &data);
-    /// Worker thread; each indicator ranking, undecoded.
+    /// Each indicator ranking, undecoded.
     void signalIndicatorRankingData(const QVariant &data);
-    /// Worker thread; each analysis of rising and falling symbols, undecoded.
+    /// Each analysis of rising and falling symbols, undecoded.
     void signalUpDownAnalyzeData(const QVariant &data);
-    /// Worker thread; a count of consecutive rising days.
+    /// A number of consecutive rising days has been cached.
     void signalRiseDayData(const QString &symbol, const int &day);
-    /// Worker thread; the third and last signal of each quote.
+    /// The third and last signal of each quote.
     void signalQuoteTickUpdate(const QString &symbol);
-    /// Worker thread; after each transaction, once it is cached.
+    /// After each transaction has been cached.
     void signalRecordTransactionUpdate(const QString &symbol);
-    /// Within the library: work for the indicator worker.
+    /// Internal: passes work to the indicator worker. Emitted on the caller's thread.
     void sigQueryPEData(const QStringList &symbolList, const QString &tradeDate);
+    /// Internal: like sigQueryPEData.
     void sigQueryQRRData(const QStringList &symbolList, const QString &tradeDate);
-    /// Declared for plug-ins; not emitted by the library.
+    /// Never emitted.
     void sigAsyncQryOver();
-    /// Within the library: starts it up on the worker thread.
+    /// Internal: starts the initialisation on the worker thread.
     void sigInitQuotaHandlerObject();
 
 public Q_SLOTS:
-    /// Worker thread; ends and deletes a thread of QueryStockDeepDataFromBackendService.
+    /// Internal: joins and deletes a thread of QueryStockDeepDataFromBackendService.
     void slotDeepQuotaQueryThreadFinish(QThread *thread);
-    /// Worker thread; decodes, caches and announces one published message.
+    /// Internal: decodes, caches and announces a published message.
     void slotProcessQuotaMsg(const QVariant &type, const QVariant &data);
-    /// Takes K-line bars into the period caches. Nothing in the library drives it; invoke it by name.
+    /// Stores K-line bars in the period caches. The library does not connect this slot to signalKLineResponse; a
+    /// plug-in invokes it by name with the answers whose bars are to be cached.
     void slotProcessPeriod1DKLineDate(const QList<QVariantMap> &lstData, EMD_KLINE_PERIOD type);
-    /// Worker thread; opens the bus endpoint.
+    /// Internal: opens the bus endpoint.
     void slotInitQuotaHandlerObj();
 
 protected:
     LxQuotaHandler();
     ~LxQuotaHandler() override;
 
-    /// Worker thread; subscribes the topics. Called once, by the plug-in object.
+    /// Subscribes the topics. Called once, by the plug-in object.
     void Init();
-    /// Any thread; waits until the bus endpoint is open.
+    /// Waits until the bus endpoint is open.
     void waitForPresenterClassInit();
 
-    // Decoders. Worker thread. `out` is a fresh record; `msg` is a message body as the bus delivers it. Absent keys
-    // read as "" or 0, never as the invalid mark.
+    // Decoders; called on the worker thread. `msg` is a message body as delivered by the bus, `out` a
+    // default-constructed record. Absent keys read as "" or 0, never as the invalid mark.
+
+    /// Decodes a stock quote.
     void AssembleStockQuotaData(const QVariant &msg, StockQuotaData &out);
+    /// Decodes a future quote.
     void AssembleFutureQuotaData(const QVariant &msg, FutureQuotaData &out);
+    /// Decodes an index quote.
     void AssembleIndexQuotaData(const QVariant &msg, IndexQuotaData &out);
+    /// Decodes a transaction.
     void AssembleStockTransactionRecordData(const QVariant &msg, StockTransactionRecordData &out);
+    /// Decodes a price-earnings answer.
     void AssemblePEData(const QVariant &msg, PEData &out);
+    /// Decodes a quantity-relative-ratio answer.
     void AssembleQRRData(const QVariant &msg, QRRData &out);
+    /// Copies what quotes of all kinds have in common from a stock quote.
     void AssembleBaseQuotaData(const StockQuotaData &src, BaseQuotaData &dst);
+    /// Copies what quotes of all kinds have in common from a future quote.
     void AssembleBaseFutureQuotaData(const FutureQuotaData &src, BaseQuotaData &dst);
+    /// Copies what quotes of all kinds have in common from an index quote.
     void AssembleBaseIndexQuotaData(const IndexQuotaData &src, BaseQuotaData &dst);
 
 private:
     friend class LxQuotaHandlerObject; // calls Init()
+    class Singleton;
 
-    // A one-minute bar with the time that it is filed under.
+    // A one-minute bar and the key that it is stored under.
     struct Period1MInfo
     {
         StockPeriod1DInfo info;
@@ -221,11 +270,12 @@ private:
     void sendDailyKLineRequest(const QString &symbol, const QDate &from, const QDate &to);
     QString tradeDate();
     bool deriveSnapshot(const QString &symbol, StockQuotaData &quote);
-    void endDeepQueryThreads();
+    // Joins the worker thread and the deep-query threads. Called twice at exit, since a bus callback may have started a
+    // deep-data query before the bus endpoint was closed.
+    void endOwnThreads();
 
-    // Each lock guards the container below it. One lock is taken at a time and released before a signal, but for
-    // ProcAsyncCallBack, which takes the stock quotes inside the deep data, and the period caches, whose signals are
-    // emitted under their mutex.
+    // Each lock guards the container below it. A thread holds one lock at a time, with one exception: ProcAsyncCallBack
+    // locks the stock quotes while it holds the deep data.
     QMutex *m_pStockDeepDataMutex;
     QMap<QString, LxStockDeepData> m_mapStockDeepData;
     QStringList m_lstDeepQueryFields; // constant after construction
@@ -246,13 +296,12 @@ private:
     QMap<QString, QRRData> m_mapQRRData;
     QReadWriteLock *m_pRiseDayLock;
     QMap<QString, int> m_mapRiseDays;
-    QString m_strTradeDate; // written once, by the holder of the claim; read once known
-    std::atomic_flag m_tradeDateClaimed = ATOMIC_FLAG_INIT;
-    std::atomic<bool> m_tradeDateKnown { false };
+    QString m_strTradeDate; // guarded by m_tradeDateMutex
 
+    // Each index is guarded by the lock of its cache.
+    const std::unique_ptr<LxSymbolIndex<LxStockDeepData>> m_stockDeepDataIndex;
+    const std::unique_ptr<LxSymbolIndex<StockQuotaData>> m_stockQuotaIndex;
+    QMutex m_tradeDateMutex;
     QMutex m_deepQueryThreadsMutex;
-    QList<LxQueryDeepHQThread *> m_deepQueryThreads; // alive, for the destructor to end
-
-    struct Indexes;
-    const std::unique_ptr<Indexes> m_indexes; // of the caches, each guarded by the lock of its cache
+    QList<LxQueryDeepHQThread *> m_deepQueryThreads; // those that have not ended, for the destructor to join
 };

@@ -1,18 +1,14 @@
 #include "lxquotahandler.h"
 
-#include "lxquerydeephqthread.h"
-#include "lxquotahandlerobject.h"
+#include "lxconstants_p.h"
+#include "lxmessagetypes_p.h"
+#include "lxquerydeephqthread_p.h"
+#include "lxquotahandlerobject_p.h"
+#include "lxrequests_p.h"
 
 #include <lxbusinessdata/businessdatabase.h>
 #include <lxdefine/lxfields.h>
-#include <lxmsg/messagecommon.h>
 #include <lxmsg/packmessagecommon.h>
-
-namespace {
-
-constexpr int SymbolsPerRequest = 100;
-
-} // namespace
 
 void LxQuotaHandler::QueryStockDeepData(const QStringList &symbols, QList<LxStockDeepData> &out, bool)
 {
@@ -26,7 +22,7 @@ void LxQuotaHandler::QueryStockDeepData(const QStringList &symbols, QList<LxStoc
         if (cached)
             continue;
         pending.append(symbol);
-        if (pending.size() == SymbolsPerRequest) {
+        if (pending.size() == LxConstants::SymbolsPerDeepDataRequest) {
             QueryStockDeepDataFromBackendServiceImpl(pending);
             pending.clear();
         }
@@ -38,12 +34,11 @@ void LxQuotaHandler::QueryStockDeepData(const QStringList &symbols, QList<LxStoc
 void LxQuotaHandler::QueryStockDeepDataFromBackendService(LxPresenterClass *presenter, const QStringList &symbols)
 {
     auto *thread = new LxQueryDeepHQThread(presenter);
-    thread->setObjectName(QStringLiteral("LxQueryDeepHQ_Thread"));
+    thread->setObjectName(QLatin1String("LxQueryDeepHQ_Thread"));
     thread->setSymbols(symbols);
-    {
-        QMutexLocker locker(&m_deepQueryThreadsMutex);
-        m_deepQueryThreads.append(thread);
-    }
+    // The destructor joins the listed threads under this mutex, so each of them has been started by then.
+    QMutexLocker locker(&m_deepQueryThreadsMutex);
+    m_deepQueryThreads.append(thread);
     connect(thread, &LxQueryDeepHQThread::sigThreadRunFinish, this, &LxQuotaHandler::slotDeepQuotaQueryThreadFinish);
     thread->start(QThread::InheritPriority);
 }
@@ -51,9 +46,8 @@ void LxQuotaHandler::QueryStockDeepDataFromBackendService(LxPresenterClass *pres
 void LxQuotaHandler::QueryStockDeepDataFromBackendServiceImpl(const QStringList &symbols)
 {
     waitForPresenterClassInit();
-    const QString type = QStringLiteral("181027");
     CPackMessageCommon pack;
-    pack.AddVaule(Orca_Fields::System::msgType, type);
+    pack.AddVaule(Orca_Fields::System::msgType, LxMessageType::DeepDataRequest);
     int rows = 0;
     for (const QString &field : std::as_const(m_lstDeepQueryFields)) {
         for (const QString &symbol : symbols) {
@@ -64,17 +58,14 @@ void LxQuotaHandler::QueryStockDeepDataFromBackendServiceImpl(const QStringList 
             pack.AddVaule(Orca_Fields::MDCFieldDefine::mdcSecurityType,
                           CBusinessDataBase::GetInstance()->GetSecurityTypeBySymbol(symbol));
             pack.AddVaule(Orca_Fields::Security::securityID, parts.at(0));
-            pack.AddVaule(QStringLiteral("36046"), field);
+            pack.AddVaule(LxFieldKey::DeepDataItem, field);
             pack.AddVaule(Orca_Fields::UserAccount::SymbolPost, parts.at(1));
             ++rows;
         }
     }
     pack.SetCurrentRow(0);
     pack.AddVaule(Orca_Fields::System::subGroupNumber, QString::number(rows));
-    auto *message = new CMessageCommon;
-    message->SetType(type);
-    message->SetMsg(pack.GetPackedMsg(false));
-    LxPresenterClassMgr::instance()->sendRequest_Async(message);
+    LxPresenterClassMgr::instance()->sendRequest_Async(LxRequests::create(LxMessageType::DeepDataRequest, pack));
 }
 
 void LxQuotaHandler::slotDeepQuotaQueryThreadFinish(QThread *thread)
@@ -86,16 +77,6 @@ void LxQuotaHandler::slotDeepQuotaQueryThreadFinish(QThread *thread)
         m_deepQueryThreads.removeOne(qobject_cast<LxQueryDeepHQThread *>(thread)); // null for any other thread
     }
     thread->quit();
-    thread->wait(); // it may still be on its way out of run()
+    thread->wait(); // it may still be returning from run()
     delete thread;
-}
-
-void LxQuotaHandler::endDeepQueryThreads()
-{
-    // Called when the handler's own thread has ended, so that nothing else deletes them.
-    for (LxQueryDeepHQThread *thread : std::as_const(m_deepQueryThreads)) {
-        thread->requestInterruption();
-        thread->wait();
-        delete thread;
-    }
 }

@@ -1,42 +1,35 @@
 #include "lxquotahandler.h"
 
-#include "lxindicatorrequest_p.h"
 #include "lxlog_p.h"
-#include "lxquotahandlerobject.h"
+#include "lxmessagetypes_p.h"
+#include "lxquotahandlerobject_p.h"
+#include "lxrequests_p.h"
+#include "lxrowreader_p.h"
 
 #include <lxdefine/lxfields.h>
 #include <lxmsg/packmessagecommon.h>
-#include <lxmsg/unpackmessagecommon.h>
 #include <summitdefines/summitfields.h>
 
 using namespace Summit_Fields;
 
 namespace {
 
+const QString requestDateFormat(QLatin1String("yyyyMMdd"));
+
+// Those of `symbols` that `cache`, which is guarded by `lock`, does not contain.
 template<typename Container>
-QStringList notHeld(const QStringList &symbols, const Container &held, QReadWriteLock *lock)
+QStringList notCached(const QStringList &symbols, const Container &cache, QReadWriteLock *lock)
 {
     QStringList missing;
     for (const QString &symbol : symbols) {
         QReadLocker locker(lock);
-        if (!held.contains(symbol))
+        if (!cache.contains(symbol))
             missing.append(symbol);
     }
     return missing;
 }
 
 } // namespace
-
-CMessageCommon *createIndicatorRequest(const QString &messageType, const QString &symbol, const QString &tradeDate)
-{
-    CPackMessageCommon pack;
-    pack.AddVaule(QStringLiteral("Symbol"), symbol);
-    pack.AddVaule(QStringLiteral("MDDate"), tradeDate);
-    auto *message = new CMessageCommon;
-    message->SetType(messageType);
-    message->SetMsg(pack.GetPackedMsg(false));
-    return message;
-}
 
 void LxQuotaHandler::queryPEData(const QStringList &symbols)
 {
@@ -46,7 +39,7 @@ void LxQuotaHandler::queryPEData(const QStringList &symbols)
     const QString date = tradeDate();
     if (date.isEmpty())
         return;
-    const QStringList missing = notHeld(symbols, m_mapPEData, m_pPELock);
+    const QStringList missing = notCached(symbols, m_mapPEData, m_pPELock);
     if (!missing.isEmpty())
         Q_EMIT sigQueryPEData(missing, date);
 }
@@ -59,7 +52,7 @@ void LxQuotaHandler::queryQRRData(const QStringList &symbols)
     const QString date = tradeDate();
     if (date.isEmpty())
         return;
-    const QStringList missing = notHeld(symbols, m_mapQRRData, m_pQRRLock);
+    const QStringList missing = notCached(symbols, m_mapQRRData, m_pQRRLock);
     if (!missing.isEmpty())
         Q_EMIT sigQueryQRRData(missing, date);
 }
@@ -74,28 +67,29 @@ void LxQuotaHandler::queryRiseDayData(QStringList symbols)
         return;
     for (const QString &symbol : std::as_const(symbols)) {
         m_pRiseDayLock->lockForRead();
-        const bool held = m_mapRiseDays.contains(symbol);
+        const bool cached = m_mapRiseDays.contains(symbol);
         m_pRiseDayLock->unlock();
-        if (held)
+        if (cached)
             continue;
         LxPresenterClassMgr::instance()->Put(
-            createIndicatorRequest(QStringLiteral("MSG_QUERY_UP_N_DAY_REQUEST"), symbol, date));
-        LX_LOG("lxquotahandler", 736).debug() << "查询连涨天数" << symbol << date;
+            LxRequests::createIndicatorQuery(LxMessageType::RiseDaysRequest, symbol, date));
+        LX_DEBUG("lxquotahandler", 736) << "查询连涨天数" << symbol << date;
     }
 }
 
 QString LxQuotaHandler::tradeDate()
 {
-    // Once known it is never asked for again, even past the end of the trading day: meant. Callers that meet here
-    // while it is unknown each ask for it, and the first answer stays.
-    if (m_tradeDateKnown.load(std::memory_order_acquire))
-        return m_strTradeDate;
-    const QString date = queryTradeDay(QDate::currentDate(), -1);
-    if (!date.isEmpty() && !m_tradeDateClaimed.test_and_set()) {
-        m_strTradeDate = date;
-        m_tradeDateKnown.store(true, std::memory_order_release);
+    {
+        QMutexLocker locker(&m_tradeDateMutex);
+        if (!m_strTradeDate.isEmpty())
+            return m_strTradeDate; // Fixed behaviour: never refreshed, not even after the trading day has ended.
     }
-    return date;
+    const QString date = queryTradeDay(QDate::currentDate(), -1);
+    // If several threads asked at the same time, the first answer is kept.
+    QMutexLocker locker(&m_tradeDateMutex);
+    if (m_strTradeDate.isEmpty())
+        m_strTradeDate = date;
+    return m_strTradeDate;
 }
 
 QString LxQuotaHandler::queryTradeDay(QDate date, int days)
@@ -103,32 +97,26 @@ QString LxQuotaHandler::queryTradeDay(QDate date, int days)
     waitForPresenterClassInit();
     if (!date.isValid())
         return QString();
-    const QString type = QStringLiteral("181063");
     CPackMessageCommon pack;
-    pack.AddVaule(QuantizationInformationMsgCode::InitStartDate, date.toString(QStringLiteral("yyyyMMdd")));
+    pack.AddVaule(QuantizationInformationMsgCode::InitStartDate, date.toString(requestDateFormat));
     pack.AddVaule(QuantizationInformationMsgCode::Days, days);
-    pack.AddVaule(Orca_Fields::System::msgType, type);
-    auto *message = new CMessageCommon;
-    message->SetType(type);
-    message->SetMsg(pack.GetPackedMsg(false));
+    pack.AddVaule(Orca_Fields::System::msgType, LxMessageType::TradeDayRequest);
 
     QVariant result;
-    const int code = LxPresenterClassMgr::instance()->sendRequest_Sync(message, result);
+    const int code = LxPresenterClassMgr::instance()->sendRequest_Sync(
+        LxRequests::create(LxMessageType::TradeDayRequest, pack), result);
     if (code == 1)
-        LX_LOG("lxquotahandler", 761).debug() << "查询交易日 超时";
+        LX_DEBUG("lxquotahandler", 761) << "查询交易日 超时";
     else if (code < 0)
-        LX_LOG("lxquotahandler", 764).debug() << "查询交易日 消息体空";
+        LX_DEBUG("lxquotahandler", 764) << "查询交易日 消息体空";
     if (code != 0)
         return QString();
 
-    CUnPackMessageCommon answer;
-    answer.SetUnPackMsg(result, false);
-    const QVariant absent { QString::fromLatin1("") };
-    if (answer.GetValue(Orca_Fields::System::requestExeStatus, absent) != QVariant(Orca_Values::RequestExeStatus::success))
+    LxRowReader answer(result);
+    if (answer.value(Orca_Fields::System::requestExeStatus) != QVariant(Orca_Values::RequestExeStatus::success))
         return QString();
-    answer.SetCurrentRow(1);
-    const QString tradeDay =
-        answer.GetRowValue().value(QuantizationInformationMsgCode::TradeDate).toString().trimmed();
-    LX_LOG("lxquotahandler", 774).debug() << "查询交易日  成功" << tradeDay;
+    answer.setCurrentRow(1);
+    const QString tradeDay = answer.rowValue().value(QuantizationInformationMsgCode::TradeDate).toString().trimmed();
+    LX_DEBUG("lxquotahandler", 774) << "查询交易日  成功" << tradeDay;
     return tradeDay;
 }

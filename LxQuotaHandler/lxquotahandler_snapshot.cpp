@@ -1,8 +1,7 @@
 #include "lxquotahandler.h"
 
-#include "lxbrieflocker_p.h"
-#include "lxlocaltime.h"
-#include "lxquotaindexes_p.h"
+#include "lxlocaltime_p.h"
+#include "lxsymbolindex_p.h"
 
 namespace {
 
@@ -39,9 +38,8 @@ IndexQuotaData LxQuotaHandler::GetLastIndexQuotaData(const QString &symbol)
 
 StockQuotaData LxQuotaHandler::GetLastStockQuotaData(const QString &symbol)
 {
-    const LxSymbolKey key(symbol);
-    LxBriefLocker locker(m_pStockQuotaMutex, LxBriefLocker::Read);
-    const StockQuotaData *cached = m_indexes->stockQuota.constFind(m_mapStockQuota, key);
+    QMutexLocker locker(m_pStockQuotaMutex);
+    const StockQuotaData *cached = m_stockQuotaIndex->find(m_mapStockQuota, symbol);
     return cached ? *cached : StockQuotaData();
 }
 
@@ -71,10 +69,9 @@ StockQuotaData LxQuotaHandler::GetLastStockQuotaDataTotal(const QString &symbol)
 
 bool LxQuotaHandler::deriveSnapshot(const QString &symbol, StockQuotaData &quote)
 {
-    const LxSymbolKey key(symbol);
     {
-        LxBriefLocker locker(m_pStockQuotaMutex, LxBriefLocker::Read);
-        const StockQuotaData *cached = m_indexes->stockQuota.constFind(m_mapStockQuota, key);
+        QMutexLocker locker(m_pStockQuotaMutex);
+        const StockQuotaData *cached = m_stockQuotaIndex->find(m_mapStockQuota, symbol);
         if (!cached)
             return false;
         quote = *cached;
@@ -83,23 +80,20 @@ bool LxQuotaHandler::deriveSnapshot(const QString &symbol, StockQuotaData &quote
     double eps = -1.0;
     {
         QReadLocker locker(m_pPELock);
-        if (const PEData *pe = m_indexes->peData.constFind(m_mapPEData, key))
+        const auto pe = m_mapPEData.constFind(symbol);
+        if (pe != m_mapPEData.constEnd())
             eps = pe->eps;
     }
     if (eps > SmallestEps)
         quote.PERatio = quote.LastPx / eps;
 
-    double volumePerMinute = 0.0;
-    {
-        QReadLocker locker(m_pQRRLock);
-        if (const QRRData *qrr = m_indexes->qrrData.constFind(m_mapQRRData, key))
-            volumePerMinute = qrr->last5DayVolumePerMinute;
-    }
-    // The clock is read last, and only if it matters: reading it costs more than all the rest.
-    if (!(volumePerMinute > 0.0) || LxLocalTime::now() <= morningOpen)
+    if (LxLocalTime::now() <= morningOpen)
         return true;
     const int minutes = tradingMinutes(LxLocalTime::now());
-    // In the first minute of trading the minutes are 0 and the ratio is infinite or undefined: meant.
-    quote.QuantityRelativeRatio = quote.TotalVolumeTrade / minutes / volumePerMinute;
+    QReadLocker locker(m_pQRRLock);
+    const auto qrr = m_mapQRRData.constFind(symbol);
+    // Fixed behaviour: in the first minute of a session the ratio is infinite or undefined.
+    if (qrr != m_mapQRRData.constEnd() && qrr->last5DayVolumePerMinute > 0.0)
+        quote.QuantityRelativeRatio = quote.TotalVolumeTrade / minutes / qrr->last5DayVolumePerMinute;
     return true;
 }

@@ -1,4 +1,4 @@
-#include "lxquotahandlerobject.h"
+#include "lxquotahandlerobject_p.h"
 
 #include "lxlog_p.h"
 #include "lxquotahandler.h"
@@ -9,7 +9,6 @@
 namespace {
 
 constexpr int PresenterThreadType = 15;
-constexpr int NoPresenter = -3;
 
 LxQuotaHandlerObject pluginObject;
 
@@ -37,16 +36,17 @@ void LxQuotaHandlerPresenterClass::ProcAsyncCallBack(int nId, QString str, QVari
 
 LxQuotaHandlerObject::LxQuotaHandlerObject()
 {
-    // The destructor uses the manager, which must therefore be the older of the two.
+    // The destructor uses the registry, and every thread of the library uses the logging category until it ends. Both
+    // are function-local statics, which are destroyed after this object only if they are constructed before it.
     LxPresenterClassMgr::instance();
+    lxQuotaLog();
 }
 
 LxQuotaHandlerObject::~LxQuotaHandlerObject()
 {
-    if (!m_pPresenter)
-        return;
     LxPresenterClassMgr::instance()->setPresenterClass(nullptr);
-    m_pPresenter->deleteLater();
+    if (m_pPresenter)
+        m_pPresenter->deleteLater();
     m_pPresenter = nullptr;
 }
 
@@ -57,22 +57,22 @@ LxQuotaHandlerObject &LxQuotaHandlerObject::libraryObject()
 
 void LxQuotaHandlerObject::initialize()
 {
-    if (m_bInited || m_initBegun.test_and_set()) {
-        LX_LOG("lxquotahandlerobject", 22).debug() << "LxQuotaHandlerObject::initialize already inited";
+    if (m_initBegun.test_and_set()) {
+        LX_DEBUG("lxquotahandlerobject", 22) << "LxQuotaHandlerObject::initialize already inited";
         return;
     }
     if (getPluginObjectPropety(PluginPropety::PLUGININSTANCE_ID).toString().isEmpty()) {
-        // The widget's setter, not the object's: meant.
-        setPluginWidgetPropety(PluginPropety::PLUGININSTANCE_ID, QStringLiteral("LXApp.LxQuotaHandlerObject"));
+        // Fixed behaviour: set by the widget's setter, not by the object's.
+        setPluginWidgetPropety(PluginPropety::PLUGININSTANCE_ID, QLatin1String("LXApp.LxQuotaHandlerObject"));
     }
-    // An object that lives on another thread cannot be a parent.
-    QObject *const parent = thread() == QThread::currentThread() ? this : nullptr;
-    m_pPresenter = new LxQuotaHandlerPresenterClass(
-        getPluginObjectPropety(PluginPropety::PLUGININSTANCE_ID).toString(), parent);
+    // Fixed behaviour: this object is passed as the parent whatever the thread. If it lives on another thread, Qt
+    // prints a warning and leaves the presenter without a parent.
+    m_pPresenter =
+        new LxQuotaHandlerPresenterClass(getPluginObjectPropety(PluginPropety::PLUGININSTANCE_ID).toString(), this);
     LxPresenterClassMgr::instance()->setPresenterClass(m_pPresenter);
     LxQuotaHandler::instance().Init();
     m_bInited = true;
-    LX_LOG("lxquotahandlerobject", 34).debug() << "LxQuotaHandlerObject::initialize";
+    LX_DEBUG("lxquotahandlerobject", 34) << "LxQuotaHandlerObject::initialize";
 }
 
 void LxQuotaHandlerObject::closePresenter()

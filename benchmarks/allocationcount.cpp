@@ -7,7 +7,7 @@ namespace {
 thread_local bool counting = false;
 thread_local qint64 allocations = 0;
 
-void note()
+void countAllocation()
 {
     if (counting)
         ++allocations;
@@ -27,7 +27,7 @@ qint64 AllocationCount::stop()
     return allocations;
 }
 
-// operator new and the Qt containers end in these, in every library of the process.
+// operator new and the Qt containers of every library of the process call these.
 extern "C" {
 void *__libc_malloc(size_t size);
 void *__libc_calloc(size_t count, size_t size);
@@ -35,19 +35,19 @@ void *__libc_realloc(void *memory, size_t size);
 
 void *malloc(size_t size) noexcept
 {
-    note();
+    countAllocation();
     return __libc_malloc(size);
 }
 
 void *calloc(size_t count, size_t size) noexcept
 {
-    note();
+    countAllocation();
     return __libc_calloc(count, size);
 }
 
 void *realloc(void *memory, size_t size) noexcept
 {
-    note();
+    countAllocation();
     return __libc_realloc(memory, size);
 }
 }

@@ -2,7 +2,7 @@
 
 #include <QtGlobal>
 
-/// Counts what a thread allocates on the heap, by a malloc() of this program that stands before the C library's.
+/// Counts the heap allocations of a thread. This program's malloc() replaces that of the C library.
 namespace AllocationCount {
 
 /// Starts counting on the calling thread, from zero.

@@ -3,24 +3,27 @@
 const QVector<BenchCase> &benchCases()
 {
     static const QVector<BenchCase> cases {
-        { QStringLiteral("stock-road"), &stockRoad },
-        { QStringLiteral("transaction-road"), &transactionRoad },
+        { QStringLiteral("stock-quotes"), &stockThroughput },
+        { QStringLiteral("transactions"), &transactionThroughput },
         { QStringLiteral("decode-map"), &decodeAgainstMap },
         { QStringLiteral("decode-fix"), &decodeAgainstFix },
-        { QStringLiteral("allocations"), &allocationsOfAQuote },
+        { QStringLiteral("allocations"), &allocationsPerQuote },
         { QStringLiteral("latency"), &latency },
         { QStringLiteral("snapshot"), &snapshots },
         { QStringLiteral("snapshot-worker"), &workerAmongReaders },
         { QStringLiteral("snapshot-total"), &derivedSnapshots },
-        { QStringLiteral("symbols"), &costByNumberOfSymbols },
+        { QStringLiteral("symbols"), &costBySymbolCount },
         { QStringLiteral("cache-memory"), &memoryOfTheCache },
         { QStringLiteral("backlog-memory"), &memoryOfTheBacklog },
         { QStringLiteral("fan-out"), &fanOut },
         { QStringLiteral("whole-days"), &wholeDays },
         { QStringLiteral("answers"), &answers },
-        { QStringLiteral("nats-road"), &natsRoad },
+        { QStringLiteral("nats-throughput"), &natsThroughput },
         { QStringLiteral("nats-latency"), &natsLatency },
         { QStringLiteral("nats-requests"), &natsRequests },
+        { QStringLiteral("board"), &board },
+        { QStringLiteral("board-sorted"), &sortedBoard },
+        { QStringLiteral("board-start"), &startOfTheBoard },
     };
     return cases;
 }

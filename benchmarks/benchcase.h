@@ -3,20 +3,22 @@
 #include <QString>
 #include <QVector>
 
-/// One row of the table: a figure of the system, what it is compared with, and what is asked of the comparison.
+/// One row of the table: a figure of the system, the baseline that it is compared with, and the target of the
+/// comparison.
 struct BenchRow
 {
-    enum Bound { AtLeast, AtMost };
+    enum Bound { AtLeast, AtMost, NoTarget };
 
     QString number; ///< "6" or, of a case with several rows, "6 p50"
     QString name;
     QString unit;
     double figure = 0;
-    double reference = 0; ///< 0: none, and the figure itself is held against the target
-    double ratio = 0;     ///< the median of the rounds' ratios, which need not be the ratio of the medians
-    Bound bound = AtMost;
+    double reference = 0; ///< 0: none, and the figure itself is compared with the target
+    double ratio = 0; ///< the median of the rounds' ratios, which need not be the ratio of the medians
+    Bound bound = NoTarget; ///< rows without a target are for information
     double target = 0;
 
+    bool hasTarget() const { return bound != NoTarget; }
     double compared() const { return reference > 0 ? ratio : figure; }
     bool isMet() const { return bound == AtLeast ? compared() >= target : compared() <= target; }
 };
@@ -31,13 +33,12 @@ struct BenchCase
 /// All cases, in the order of the table.
 const QVector<BenchCase> &benchCases();
 
-// One line a source file.
-QVector<BenchRow> stockRoad();
-QVector<BenchRow> transactionRoad();
+QVector<BenchRow> stockThroughput();
+QVector<BenchRow> transactionThroughput();
 QVector<BenchRow> decodeAgainstMap();
 QVector<BenchRow> decodeAgainstFix();
-QVector<BenchRow> allocationsOfAQuote();
-QVector<BenchRow> costByNumberOfSymbols();
+QVector<BenchRow> allocationsPerQuote();
+QVector<BenchRow> costBySymbolCount();
 QVector<BenchRow> latency();
 QVector<BenchRow> snapshots();
 QVector<BenchRow> workerAmongReaders();
@@ -47,6 +48,9 @@ QVector<BenchRow> memoryOfTheBacklog();
 QVector<BenchRow> fanOut();
 QVector<BenchRow> wholeDays();
 QVector<BenchRow> answers();
-QVector<BenchRow> natsRoad();
+QVector<BenchRow> natsThroughput();
 QVector<BenchRow> natsLatency();
 QVector<BenchRow> natsRequests();
+QVector<BenchRow> board();
+QVector<BenchRow> sortedBoard();
+QVector<BenchRow> startOfTheBoard();

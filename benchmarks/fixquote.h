@@ -20,7 +20,7 @@ struct FixFigures
     double sellQty[Levels] = {};
 };
 
-/// A quote as the text of a FIX 4.4 MarketDataSnapshotFullRefresh, read by QuickFIX.
+/// A quote as a FIX 4.4 MarketDataSnapshotFullRefresh message, parsed by QuickFIX.
 class FixQuote
 {
 public:

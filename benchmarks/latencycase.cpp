@@ -1,10 +1,9 @@
-// How long after the callback the signal comes, at a steady rate.
+// The delay from the bus callback to the signal, at a steady rate.
 
 #include "benchcase.h"
+#include "hostedlibrary.h"
 #include "measure.h"
 #include "recordsource.h"
-
-#include <lxquotahandler.h>
 
 #include <algorithm>
 
@@ -15,8 +14,8 @@ constexpr int RecordsPerRound = 20000;
 constexpr int Rounds = 15;
 constexpr int Symbols = 5000;
 
-// Written by the emitter before a record goes out and by the receiving thread when it has come; one record at a time
-// is compared, in order.
+// Times are written by the emitter before it sends a record, and by the receiving thread when the record arrives.
+// Records arrive in the order in which they are sent.
 struct Stamps
 {
     std::vector<qint64> sent = std::vector<qint64>(RecordsPerRound);
@@ -25,7 +24,7 @@ struct Stamps
     void take() { received.push_back(Measure::nowNs()); }
 };
 
-// Latencies of one round, in order of size. The emitter spins between records: a sleep would add its own lateness.
+// The latencies of one round, sorted. The emitter spins between records, since a sleep would end late.
 std::vector<qint64> round(Stamps *stamps, QObject *receiver, const std::function<void(int)> &send)
 {
     stamps->received.clear();
@@ -56,7 +55,7 @@ QVector<BenchRow> latency()
     const QVariant type(source.topic());
     Stamps stamps;
 
-    LxQuotaHandler &handler = LxQuotaHandler::instance();
+    LxQuotaHandler &handler = hostedLibrary();
     QObject::connect(&handler, &LxQuotaHandler::signalStockQuotaUpdate, [&stamps] { stamps.take(); });
     PlainThread thread;
     BareSender sender;
@@ -69,8 +68,8 @@ QVector<BenchRow> latency()
         const auto subject = round(&stamps, &handler, [&](int number) {
             handler.ProcQuotationMsg(QString(), type, records.at(number % Symbols));
         });
-        const auto reference = round(&stamps, &receiver,
-                                     [&](int number) { Q_EMIT sender.record(type, records.at(number % Symbols)); });
+        const auto reference =
+            round(&stamps, &receiver, [&](int number) { Q_EMIT sender.record(type, records.at(number % Symbols)); });
         if (i >= 0) // the first one warms up
             percentiles.add(subject, reference);
     }

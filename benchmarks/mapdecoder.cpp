@@ -55,7 +55,8 @@ const QVector<LevelKeys> &levelKeys()
         for (int level = 1; level <= STOCK_BOOK_LEVELS; ++level) {
             const QString number = QString::number(level);
             levels.append({ QStringLiteral("Buy%1Price").arg(number), QStringLiteral("Sell%1Price").arg(number),
-                            QStringLiteral("Buy%1OrderQty").arg(number), QStringLiteral("Sell%1OrderQty").arg(number) });
+                            QStringLiteral("Buy%1OrderQty").arg(number),
+                            QStringLiteral("Sell%1OrderQty").arg(number) });
         }
         return levels;
     }();

@@ -6,14 +6,14 @@
 #include <QMutex>
 #include <QVariant>
 
-/// The plain way to read a quote: look each field up in a QVariantMap, convert it, keep the record under a lock. What
-/// the library's decoder is compared with.
+/// The baseline of the library's decoder, and the plain way to read a quote: look up each field in a QVariantMap,
+/// convert it, and store the record under a lock.
 class MapDecoder
 {
 public:
     static QVariantMap toMap(const QVariant &body);
 
-    /// Reads the fields that the library reads, into the same record, and puts it into the same kind of cache.
+    /// Reads the same fields as the library, into the same record, and stores it in the same kind of cache.
     void decodeAndCache(const QVariantMap &row);
 
 private:

@@ -9,7 +9,7 @@
 
 namespace {
 
-// The value that a share `quantile` of `sorted` does not exceed.
+// The value that the share `quantile` of `sorted` does not exceed.
 double quantileOfSorted(const std::vector<qint64> &sorted, double quantile)
 {
     const auto index = static_cast<size_t>(quantile * static_cast<double>(sorted.size()));
@@ -30,12 +30,12 @@ double median(std::vector<double> values)
 qint64 nowNs()
 {
     return std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::steady_clock::now().time_since_epoch())
-            .count();
+        .count();
 }
 
 Comparison interleave(int rounds, const std::function<double()> &subject, const std::function<double()> &reference)
 {
-    // The first round only warms up.
+    // Warm-up.
     subject();
     reference();
     std::vector<double> figures;
@@ -88,8 +88,9 @@ void EmitterWindow::endBatch()
 {
     m_inBatch = 0;
     m_room.acquire();
-    QMetaObject::invokeMethod(m_receiver, [this] { m_room.release(); }, Qt::QueuedConnection);
-    // Goes on once the batch before this one has been taken.
+    QMetaObject::invokeMethod(
+        m_receiver, [this] { m_room.release(); }, Qt::QueuedConnection);
+    // Continues as soon as the receiver has processed the previous batch.
     m_room.acquire();
     m_room.release();
 }
@@ -97,6 +98,7 @@ void EmitterWindow::endBatch()
 void EmitterWindow::drain()
 {
     QSemaphore reached;
-    QMetaObject::invokeMethod(m_receiver, [&reached] { reached.release(); }, Qt::QueuedConnection);
+    QMetaObject::invokeMethod(
+        m_receiver, [&reached] { reached.release(); }, Qt::QueuedConnection);
     reached.acquire();
 }

@@ -10,16 +10,16 @@
 #include <functional>
 #include <vector>
 
-/// What the cases share: medians, the window that keeps an emitter near its receiver, and the bare queued signal that
-/// they are compared with.
+/// What the cases share: medians, the window that limits how far an emitter is ahead of its receiver, and the bare
+/// queued signal, which is the baseline of several cases.
 namespace Measure {
 
 double median(std::vector<double> values);
 
-/// Nanoseconds of a clock that never goes back.
+/// Nanoseconds of a monotonic clock.
 qint64 nowNs();
 
-/// Medians of a subject and its reference, measured in turn so that both see the same machine.
+/// Medians of a subject and its reference, measured alternately so that both see the same state of the machine.
 struct Comparison
 {
     double figure = 0;
@@ -32,9 +32,10 @@ Comparison interleave(int rounds, const std::function<double()> &subject, const 
 class Percentiles
 {
 public:
-    /// One round: nanoseconds, in order of size.
+    /// Adds one round: sorted nanoseconds.
     void add(const std::vector<qint64> &subject, const std::vector<qint64> &reference);
-    /// A row for the median and one for the 99th percentile, in microseconds. "%1" in `name` stands for which it is.
+    /// A row for the median and one for the 99th percentile, in microseconds. "%1" in `name` is replaced by "p50" and
+    /// "p99".
     QVector<BenchRow> rows(const QString &number, const QString &name, double target) const;
 
 private:
@@ -50,7 +51,7 @@ private:
     Quantile m_quantiles[2] { { QStringLiteral("p50"), 0.5, {}, {}, {} }, { QStringLiteral("p99"), 0.99, {}, {}, {} } };
 };
 
-/// Runs `work` on the thread of `object` and waits for it.
+/// Runs `work` on the thread of `object` and waits until it has finished.
 void runOn(QObject *object, const std::function<void()> &work);
 
 /// Resident memory of the process, in bytes.
@@ -58,7 +59,7 @@ qint64 residentBytes();
 
 } // namespace Measure
 
-/// Keeps an emitter at most 2,048 records ahead of a receiver that works off its event queue.
+/// Keeps an emitter at most 2,048 records ahead of the receiver's event queue.
 class EmitterWindow
 {
 public:
@@ -71,7 +72,7 @@ public:
         if (++m_inBatch == RecordsPerBatch)
             endBatch();
     }
-    /// Waits until the receiver has taken everything.
+    /// Waits until the receiver's event queue has been processed.
     void drain();
 
 private:
@@ -81,11 +82,11 @@ private:
     void endBatch();
 
     QObject *const m_receiver;
-    QSemaphore m_room; // one for each batch that may be on its way
+    QSemaphore m_room; // one permit for each batch that may be under way
     int m_inBatch = 0;
 };
 
-/// The sender of the bare queued signal: the two values that the library hands to its worker thread.
+/// The sender of the bare queued signal, which carries the two values that the library passes to its worker thread.
 class BareSender : public QObject
 {
     Q_OBJECT
@@ -94,7 +95,7 @@ Q_SIGNALS:
     void record(const QVariant &type, const QVariant &data);
 };
 
-/// Its receiver, on a plain QThread: an empty slot.
+/// The receiver of the bare queued signal, an empty slot on a plain QThread.
 class BareReceiver : public QObject
 {
     Q_OBJECT

@@ -23,9 +23,9 @@ void initializeOnce()
     Q_UNUSED(done)
 }
 
-// Small pieces of memory that the preparation gave back are sorted by the allocator on its next occasion: now, not on
-// the measured one. A large request is one.
-void tidyUpAllocator()
+// The allocator consolidates the small blocks that the preparation has freed at the next large allocation. This
+// allocation makes it do so before the measurement.
+void consolidateFreedMemory()
 {
     constexpr size_t LargeEnough = 64 * 1024;
     void *memory = std::malloc(LargeEnough);
@@ -35,7 +35,7 @@ void tidyUpAllocator()
 
 } // namespace
 
-// Keeps the times instead of printing them.
+// Collects the times instead of printing them.
 class MicroBench::Reporter : public benchmark::BenchmarkReporter
 {
 public:
@@ -78,7 +78,7 @@ void MicroBench::addPrepared(const std::string &name, std::function<void()> prep
                                          Q_UNUSED(iteration)
                                          state.PauseTiming();
                                          prepare();
-                                         tidyUpAllocator();
+                                         consolidateFreedMemory();
                                          state.ResumeTiming();
                                          work();
                                      }

@@ -1,30 +1,28 @@
-// The bus through a broker: from one process's publish to another's signal, beside the bare C client moving the same
-// bytes.
+// The bus through a broker: from publish() in one process to the signal in another, compared with the bare C client,
+// which moves the same bytes.
 
 #include "benchcase.h"
+#include "hostedlibrary.h"
 #include "measure.h"
 #include "natspeer.h"
 #include "recordsource.h"
 
 #include <lxbus/bus.h>
-#include <lxquotahandler.h>
 #include <natsbroker.h>
 
 #include <nats/nats.h>
 
-#include <QCoreApplication>
-#include <QProcess>
 #include <QSemaphore>
 
 #include <algorithm>
-#include <cstring>
 
+using NatsBench::Peer;
 using NatsBench::Symbols;
 
 namespace {
 
 constexpr int Rounds = 9;
-constexpr int RecordsPerRound = 40000; // fewer than a receiver may have waiting
+constexpr int RecordsPerRound = 40000; // fewer than may wait for a receiver
 constexpr int PacedPerRound = 20000;
 constexpr int RequestsPerRound = 5000;
 constexpr int PatienceMs = 60000;
@@ -35,52 +33,7 @@ void check(natsStatus status)
         qFatal("NATS: %s", natsStatus_GetText(status));
 }
 
-class Peer
-{
-public:
-    Peer(const QString &role, const QString &url)
-    {
-        m_process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        m_process.start(QCoreApplication::applicationFilePath(),
-                        { QStringLiteral("--peer"), role, QStringLiteral("--bus"), url });
-        order("publish", 0); // answered once it is on the bus
-    }
-    ~Peer()
-    {
-        m_process.closeWriteChannel();
-        m_process.waitForFinished(PatienceMs);
-    }
-
-    void begin(const char *what, int count)
-    {
-        m_process.write(QByteArray(what) + ' ' + QByteArray::number(count) + '\n');
-        m_process.waitForBytesWritten(PatienceMs);
-    }
-    // When each record was handed over.
-    std::vector<qint64> sent(int count)
-    {
-        QByteArray bytes;
-        const int size = count * static_cast<int>(sizeof(qint64));
-        while (bytes.size() < size && m_process.waitForReadyRead(PatienceMs))
-            bytes += m_process.readAllStandardOutput();
-        if (bytes.size() != size)
-            qFatal("the peer does not answer");
-        std::vector<qint64> times(static_cast<size_t>(count));
-        std::memcpy(times.data(), bytes.constData(), static_cast<size_t>(size));
-        return times;
-    }
-
-private:
-    void order(const char *what, int count)
-    {
-        begin(what, count);
-        sent(count);
-    }
-
-    QProcess m_process;
-};
-
-// Counts and stamps what arrives, on whichever one thread it arrives.
+// The times at which records arrive; all of them on one thread.
 class Arrivals
 {
 public:
@@ -121,7 +74,7 @@ public:
         QStringList symbols;
         for (int i = 0; i < Symbols; ++i)
             symbols.append(RecordSource::symbol(i));
-        LxQuotaHandler &handler = LxQuotaHandler::instance();
+        LxQuotaHandler &handler = hostedLibrary();
         handler.SubscribeQuote(symbols, true);
         QObject::connect(&handler, &LxQuotaHandler::signalStockQuotaUpdate, [this] { arrivals.take(); });
     }
@@ -185,7 +138,7 @@ std::vector<qint64> latencies(Peer *peer, Arrivals *arrivals)
     return times;
 }
 
-class Ear final : public LxBusListener
+class NullListener final : public LxBusListener
 {
     void published(const QString &, const QString &, const QVariant &) override { }
     void answered(int, const QString &, const QString &, const QVariant &) override { }
@@ -193,7 +146,7 @@ class Ear final : public LxBusListener
 
 } // namespace
 
-QVector<BenchRow> natsRoad()
+QVector<BenchRow> natsThroughput()
 {
     NatsBroker broker;
     const QString url = startBroker(&broker);
@@ -233,8 +186,8 @@ QVector<BenchRow> natsRequests()
     QString error;
     if (!LxBus::start(url, {}, &error))
         qFatal("%s", qUtf8Printable(error));
-    Ear ear;
-    const auto endpoint = LxBus::current()->openEndpoint(QStringLiteral("bench"), &ear);
+    NullListener listener;
+    const auto endpoint = LxBus::current()->openEndpoint(QStringLiteral("bench"), &listener);
     BareEnd bare(url);
     Peer busPeer(QStringLiteral("bus-atonce"), url);
     Peer barePeer(QStringLiteral("bare-atonce"), url);

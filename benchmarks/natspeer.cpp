@@ -4,18 +4,22 @@
 #include "recordsource.h"
 
 #include <lxbus/bus.h>
-#include <lxbus/wireformat.h>
+#include <lxbus/codec/wireformat_p.h>
 
 #include <nats/nats.h>
 
+#include <QCoreApplication>
 #include <QTextStream>
 
 #include <cstdio>
+#include <cstring>
 #include <functional>
 
 namespace NatsBench {
 
 namespace {
+
+constexpr int PatienceMs = 60000;
 
 void check(natsStatus status)
 {
@@ -23,13 +27,13 @@ void check(natsStatus status)
         qFatal("NATS: %s", natsStatus_GetText(status));
 }
 
-void answerOrders(const std::function<void(int)> &publish, const std::function<void()> &flush)
+void runCommands(const std::function<void(int)> &publish, const std::function<void()> &flush)
 {
     constexpr qint64 Interval = 1000000000 / RecordsPerSecond;
-    char order[16];
+    char command[16];
     int count = 0;
-    while (std::scanf("%15s %d", order, &count) == 2) {
-        const bool paced = QByteArray(order) == "pace";
+    while (std::scanf("%15s %d", command, &count) == 2) {
+        const bool paced = QByteArray(command) == "pace";
         std::vector<qint64> sent(static_cast<size_t>(count));
         const qint64 begin = Measure::nowNs();
         for (int i = 0; i < count; ++i) {
@@ -52,7 +56,6 @@ public:
 
     QStringList requestTypes() const override { return { requestType }; }
     void handle(const LxBusRequest &request) override { m_port->answer(request, request.type, request.body); }
-    LxBusServicePort *port() const { return m_port.get(); }
 
 private:
     const std::unique_ptr<LxBusServicePort> m_port;
@@ -66,12 +69,13 @@ int runBusPeer(const QString &url, bool sendAtOnce)
     QString error;
     if (!LxBus::start(url, options, &error))
         qFatal("%s", qUtf8Printable(error));
-    Echo echo;
+    const Echo echo;
+    const auto publisher = LxBus::current()->openPublisher();
     const RecordSource source = RecordSource::stockQuotes();
     const QVector<QVariant> records = source.spread(Symbols);
-    answerOrders(
-        [&](int number) { echo.port()->publish(source.topic(), RecordSource::symbol(number), records.at(number)); },
-        [&] { echo.port()->flush(FlushTimeoutMs); });
+    runCommands(
+        [&](int number) { publisher->publish(source.topic(), RecordSource::symbol(number), records.at(number)); },
+        [&] { publisher->flush(FlushTimeoutMs); });
     return 0;
 }
 
@@ -94,7 +98,7 @@ int runBarePeer(const QString &url, bool sendAtOnce)
     std::vector<QByteArray> subjects;
     for (int i = 0; i < Symbols; ++i)
         subjects.push_back(barePrefix + RecordSource::symbol(i).toUtf8());
-    answerOrders(
+    runCommands(
         [&](int number) {
             const QByteArray &bytes = records[static_cast<size_t>(number)];
             check(natsConnection_Publish(connection, subjects[static_cast<size_t>(number)].constData(),
@@ -109,6 +113,40 @@ int runBarePeer(const QString &url, bool sendAtOnce)
 
 } // namespace
 
+Peer::Peer(const QString &role, const QString &url)
+{
+    m_process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    m_process.start(QCoreApplication::applicationFilePath(),
+                    { QStringLiteral("--peer"), role, QStringLiteral("--bus"), url });
+    begin("publish", 0);
+    sent(0);
+}
+
+Peer::~Peer()
+{
+    m_process.closeWriteChannel();
+    m_process.waitForFinished(PatienceMs);
+}
+
+void Peer::begin(const char *what, int count)
+{
+    m_process.write(QByteArray(what) + ' ' + QByteArray::number(count) + '\n');
+    m_process.waitForBytesWritten(PatienceMs);
+}
+
+std::vector<qint64> Peer::sent(int count)
+{
+    QByteArray bytes;
+    const int size = count * static_cast<int>(sizeof(qint64));
+    while (bytes.size() < size && m_process.waitForReadyRead(PatienceMs))
+        bytes += m_process.readAllStandardOutput();
+    if (bytes.size() != size)
+        qFatal("the peer does not answer");
+    std::vector<qint64> times(static_cast<size_t>(count));
+    std::memcpy(times.data(), bytes.constData(), static_cast<size_t>(size));
+    return times;
+}
+
 std::vector<QByteArray> wireRecords()
 {
     const RecordSource source = RecordSource::stockQuotes();
@@ -116,7 +154,7 @@ std::vector<QByteArray> wireRecords()
     std::vector<QByteArray> records;
     LxWireMessage message;
     message.type = source.topic();
-    message.epoch = 1700000000000000; // as many digits as a real one
+    message.epoch = 1700000000000000; // has as many digits as a real one
     for (int i = 0; i < Symbols; ++i) {
         message.sequence = static_cast<quint64>(i);
         message.body = source.record(i, RecordSource::symbol(i));

@@ -1,16 +1,15 @@
 #pragma once
 
+#include <QProcess>
 #include <QString>
 
 #include <vector>
 
-class QProcess;
-
-/// The other end of a bus through a broker, in a process of its own: publishes records when it is told to, and answers
-/// requests. It speaks either through the bus of the platform or with the bare C client.
+/// The other end of a bus through a broker, in another process: publishes records on command, and answers requests. It
+/// uses either the bus of the platform or the bare C client.
 ///
-/// Obeys lines on its standard input: "publish N" at full speed, or "pace N" at NatsBench::RecordsPerSecond, each
-/// answered by the N times (Measure::nowNs(), binary) at which a record was handed over.
+/// Commands are lines on its standard input: "publish N" at full speed, or "pace N" at NatsBench::RecordsPerSecond. The
+/// answer to each is the N times (Measure::nowNs(), binary) at which the records were sent.
 namespace NatsBench {
 
 constexpr int Symbols = 5000;
@@ -23,7 +22,24 @@ const QString requestType = QStringLiteral("BenchRequest");
 /// Runs the peer in this process until its standard input ends. `role` is "bus" or "bare".
 int runPeer(const QString &role, const QString &url);
 
-/// The wire bytes of the records, for the bare client to carry.
+/// A peer in a process of its own, which must be lxbench; ends with the object.
+class Peer
+{
+public:
+    /// Returns once the peer has joined the bus.
+    Peer(const QString &role, const QString &url);
+    ~Peer();
+    Q_DISABLE_COPY(Peer)
+
+    void begin(const char *what, int count);
+    /// Waits for the answer to begin(): the times at which the records were sent.
+    std::vector<qint64> sent(int count);
+
+private:
+    QProcess m_process;
+};
+
+/// The encoded records, for the bare client to send.
 std::vector<QByteArray> wireRecords();
 
 } // namespace NatsBench

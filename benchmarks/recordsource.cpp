@@ -17,7 +17,7 @@ QVector<QVariant> read(const QString &file, RecordingKind kind, const std::funct
     if (!recording.open(QStringLiteral(LX_DATA_DIR "/") + file, kind, QString(), &error))
         qFatal("%s", qUtf8Printable(error));
     QVector<QVariant> bodies;
-    while (bodies.size() < RecordsKept && recording.next([](const QString &, qint64, const QString &) {})) {
+    while (bodies.size() < RecordsKept && recording.next([](const QString &, qint64, const QString &) {}, &error)) {
         if (wanted(recording.row().body))
             bodies.append(recording.row().body);
     }
@@ -31,7 +31,7 @@ bool hasTenLevels(const QVariant &body)
     CUnPackMessageCommon row;
     row.SetUnPackMsg(body, false);
     return row.GetValue(QStringLiteral("Buy10Price"), QVariant()).toDouble() > 0
-            && row.GetValue(QStringLiteral("Sell10Price"), QVariant()).toDouble() > 0;
+        && row.GetValue(QStringLiteral("Sell10Price"), QVariant()).toDouble() > 0;
 }
 
 } // namespace
@@ -56,7 +56,7 @@ RecordSource RecordSource::transactions()
 QString RecordSource::symbol(int number)
 {
     return QString::number(number).rightJustified(6, QLatin1Char('0'))
-            + (number % 2 ? QLatin1String(".SH") : QLatin1String(".SZ"));
+        + (number % 2 ? QLatin1String(".SH") : QLatin1String(".SZ"));
 }
 
 QVariant RecordSource::record(int number, const QString &symbol) const

@@ -4,18 +4,18 @@
 #include <QVariant>
 #include <QVector>
 
-/// Real records as the market-data service publishes them, for as many symbols as wanted: of a record only the symbol is
-/// changed.
+/// Recorded records as the market-data service publishes them, spread over any number of symbols: only the symbol of a
+/// record is changed.
 class RecordSource
 {
 public:
-    /// Stock quotes of a recorded day whose book has ten levels on both sides.
+    /// Stock quotes of a recorded day with ten levels on both sides of the order book.
     static RecordSource stockQuotes();
     /// Transactions of a recorded day.
     static RecordSource transactions();
 
     static QString symbol(int number);
-    /// A body of its own: nothing of it but the layout is shared with other records.
+    /// A body that shares nothing but its layout with other records.
     QVariant record(int number, const QString &symbol) const;
     /// One record for each of `symbols` symbols.
     QVector<QVariant> spread(int symbols) const;

@@ -2,7 +2,8 @@
 
 namespace {
 
-constexpr int NameWidth = 56;
+constexpr int NameWidth = 60;
+constexpr const char *boundNames[] { "at least", "at most", "none" }; // by BenchRow::Bound
 
 QString figureText(double figure)
 {
@@ -16,14 +17,14 @@ QString line(const QString &number, const QString &name, const QString &figure, 
              const QString &unit, const QString &ratio, const QString &target, const QString &met)
 {
     return QStringLiteral("%1 %2 %3 %4 %5 %6 %7  %8\n")
-            .arg(number, -9)
-            .arg(name, -NameWidth)
-            .arg(figure, 9)
-            .arg(reference, 9)
-            .arg(unit, -10)
-            .arg(ratio, 6)
-            .arg(target, 8)
-            .arg(met);
+        .arg(number, -9)
+        .arg(name, -NameWidth)
+        .arg(figure, 9)
+        .arg(reference, 9)
+        .arg(unit, -10)
+        .arg(ratio, 6)
+        .arg(target, 8)
+        .arg(met);
 }
 
 } // namespace
@@ -38,10 +39,9 @@ QJsonObject toJson(const BenchRow &row)
              { QStringLiteral("figure"), row.figure },
              { QStringLiteral("reference"), row.reference > 0 ? QJsonValue(row.reference) : QJsonValue() },
              { QStringLiteral("ratio"), row.reference > 0 ? QJsonValue(row.ratio) : QJsonValue() },
-             { QStringLiteral("bound"),
-               row.bound == BenchRow::AtLeast ? QStringLiteral("at least") : QStringLiteral("at most") },
-             { QStringLiteral("target"), row.target },
-             { QStringLiteral("met"), row.isMet() } };
+             { QStringLiteral("bound"), QString::fromLatin1(boundNames[row.bound]) },
+             { QStringLiteral("target"), row.hasTarget() ? QJsonValue(row.target) : QJsonValue() },
+             { QStringLiteral("met"), row.hasTarget() ? QJsonValue(row.isMet()) : QJsonValue() } };
 }
 
 BenchRow fromJson(const QJsonObject &object)
@@ -53,8 +53,11 @@ BenchRow fromJson(const QJsonObject &object)
     row.figure = object.value(QStringLiteral("figure")).toDouble();
     row.reference = object.value(QStringLiteral("reference")).toDouble();
     row.ratio = object.value(QStringLiteral("ratio")).toDouble();
-    row.bound = object.value(QStringLiteral("bound")).toString() == QLatin1String("at least") ? BenchRow::AtLeast
-                                                                                              : BenchRow::AtMost;
+    const QString bound = object.value(QStringLiteral("bound")).toString();
+    for (const auto candidate : { BenchRow::AtLeast, BenchRow::AtMost }) {
+        if (bound == QLatin1String(boundNames[candidate]))
+            row.bound = candidate;
+    }
     row.target = object.value(QStringLiteral("target")).toDouble();
     return row;
 }
@@ -70,10 +73,13 @@ void printRow(QTextStream &out, const BenchRow &row)
 {
     const bool compared = row.reference > 0;
     const QString bound = row.bound == BenchRow::AtLeast ? QStringLiteral(">= ") : QStringLiteral("<= ");
-    out << line(row.number, row.name, figureText(row.figure),
-                compared ? figureText(row.reference) : QStringLiteral("-"), row.unit,
-                compared ? QString::number(row.ratio, 'f', 2) : QStringLiteral("-"),
-                bound + QString::number(row.target), row.isMet() ? QStringLiteral("yes") : QStringLiteral("NO"));
+    const QString none = QStringLiteral("-");
+    out << line(row.number, row.name, figureText(row.figure), compared ? figureText(row.reference) : none, row.unit,
+                compared ? QString::number(row.ratio, 'f', 2) : none,
+                row.hasTarget() ? bound + QString::number(row.target) : none,
+                !row.hasTarget()  ? none
+                    : row.isMet() ? QStringLiteral("yes")
+                                  : QStringLiteral("NO"));
     out.flush();
 }
 

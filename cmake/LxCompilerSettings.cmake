@@ -1,6 +1,8 @@
 # Settings shared by every target: language level, Qt strictness, warnings, visibility, sanitizers.
 
-set(CMAKE_CXX_STANDARD 17)
+if(NOT DEFINED CMAKE_CXX_STANDARD)
+    set(CMAKE_CXX_STANDARD 17)
+endif()
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_CXX_VISIBILITY_PRESET hidden)
@@ -30,11 +32,13 @@ if(LX_SANITIZE)
     add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer)
     add_link_options(-fsanitize=address,undefined)
 endif()
-# An ASan executable brings the runtime's symbols only at run time for clang's shared libraries.
+# With clang, shared libraries find the symbols of the sanitizers only at run time, in the executable.
 if(NOT (LX_SANITIZE AND CMAKE_CXX_COMPILER_ID MATCHES "Clang") AND NOT APPLE)
     add_link_options($<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,SHARED_LIBRARY>:-Wl,--no-undefined>)
 endif()
 
+# For the project's own code. The quotation library is compiled without them, since they would also apply to the platform's
+# headers.
 add_compile_definitions(
     QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII QT_NO_KEYWORDS QT_NO_FOREACH
     QT_NO_NARROWING_CONVERSIONS_IN_CONNECT QT_DEPRECATED_WARNINGS)

@@ -1,6 +1,7 @@
 # Imports the client platform found under LX_PLATFORM_ROOT as LxPlatform::<library>.
 #
-# Headers are looked for in DIR and DIR/include, libraries in DIR, DIR/lib and DIR/lib64.
+# Searches for headers in DIR and DIR/include, and for libraries in DIR, DIR/lib and DIR/lib64, where DIR is
+# LX_PLATFORM_ROOT. The headers are treated as system headers, so the compiler prints no warnings about them.
 
 find_path(LX_PLATFORM_INCLUDE_DIR lxwidget/lxpresenterclass.h
     PATHS "${LX_PLATFORM_ROOT}" PATH_SUFFIXES include NO_DEFAULT_PATH REQUIRED)

@@ -1,103 +1,86 @@
 #include "marketanalysis.h"
 
+#include "dates.h"
+
 #include <lxdefine/lxfields.h>
 #include <lxmsg/packmessagecommon.h>
-#include <lxmsg/unpackmessagecommon.h>
-
-#include <QTime>
 
 #include <algorithm>
 
 namespace {
 
 constexpr int RankingRows = 100;
-constexpr double PriceTick = 0.01; // the price step of stocks, Shanghai and Shenzhen
+constexpr double PriceTick = 0.01; // of stocks in Shanghai and Shenzhen
 
 const QString rankingTopic = QStringLiteral("ADINDICATORSRANKINGRECORD");
 const QString upsDownsTopic = QStringLiteral("ADUPSDOWNSANALYSISRECORD");
 
 enum Ranking { ChangeRatio = 1, TurnoverValue = 2, Amplitude = 3 };
 
-QString timeText(int time)
-{
-    return QTime::fromMSecsSinceStartOfDay(time).toString(QStringLiteral("HHmmsszzz"));
-}
-
 bool samePrice(double a, double b)
 {
     return std::abs(a - b) < PriceTick / 2;
 }
 
-void addHead(CPackMessageCommon &pack, const QString &topic, const QString &date, int time)
+void addHead(CPackMessageCommon &pack, const QString &topic, QDate date, QTime time)
 {
     pack.AddVaule(Orca_Fields::System::msgType, topic);
-    pack.AddVaule(QStringLiteral("MDDate"), date);
-    pack.AddVaule(QStringLiteral("MDTime"), timeText(time));
+    pack.AddVaule(QStringLiteral("MDDate"), Dates::toCompactString(date));
+    pack.AddVaule(QStringLiteral("MDTime"), Dates::toCompactString(time));
 }
 
 } // namespace
 
-void MarketAnalysis::observe(RecordingKind kind, const CsvRecording::Row &row, LxBusServicePort &port)
+void MarketAnalysis::observe(RecordingKind kind, const CsvRecording::Row &row, LxBusPublisher &publisher)
 {
     if (kind != RecordingKind::StockQuote)
         return;
-    if (row.day != m_day || row.time / 1000 != m_time / 1000)
-        publish(port);
-    if (row.day != m_day) {
+    const bool newDate = row.date != m_date;
+    if (newDate || row.time.msecsSinceStartOfDay() / 1000 != m_time.msecsSinceStartOfDay() / 1000)
+        publish(publisher);
+    if (newDate) {
         m_stocks.clear();
         m_markets.clear();
     }
-    m_day = row.day;
     m_date = row.date;
     m_time = row.time;
-    CUnPackMessageCommon quote;
-    quote.SetUnPackMsg(row.body, false);
-    const QVariant none;
-    const auto number = [&](const QString &key) { return quote.GetValue(key, none).toDouble(); };
     Stock &stock = m_stocks[row.symbol];
     if (!stock.market)
         stock.market = &m_markets[row.symbol.section(QLatin1Char('.'), -1)];
-    stock.market->add(stock, -1);
-    stock = { stock.market,
-              number(QStringLiteral("PreClosePx")),
-              number(QStringLiteral("LastPx")),
-              number(QStringLiteral("HighPx")),
-              number(QStringLiteral("LowPx")),
-              number(QStringLiteral("MaxPx")),
-              number(QStringLiteral("MinPx")),
-              number(QStringLiteral("TotalValueTrade")) };
-    stock.market->add(stock, 1);
+    stock.market->remove(stock);
+    stock.quote = row.quote;
+    stock.market->add(stock);
 }
 
-// Adds the stock, or with -1 takes it away.
-void MarketAnalysis::Counts::add(const Stock &stock, int times)
+void MarketAnalysis::Counts::count(const Stock &stock, int change)
 {
     if (!stock.isTraded())
         return;
-    traded += times;
-    if (samePrice(stock.lastPx, stock.preClosePx))
-        unchanged += times;
+    const QuoteFigures &quote = stock.quote;
+    traded += change;
+    if (samePrice(quote.lastPx, quote.preClosePx))
+        unchanged += change;
     else
-        (stock.lastPx > stock.preClosePx ? rising : falling) += times;
-    if (stock.maxPx > 0 && samePrice(stock.lastPx, stock.maxPx))
-        limitUp += times;
-    if (stock.minPx > 0 && samePrice(stock.lastPx, stock.minPx))
-        limitDown += times;
+        (quote.lastPx > quote.preClosePx ? rising : falling) += change;
+    if (quote.maxPx > 0 && samePrice(quote.lastPx, quote.maxPx))
+        limitUp += change;
+    if (quote.minPx > 0 && samePrice(quote.lastPx, quote.minPx))
+        limitDown += change;
 }
 
-void MarketAnalysis::publish(LxBusServicePort &port) const
+void MarketAnalysis::publish(LxBusPublisher &publisher) const
 {
     if (m_stocks.isEmpty())
         return;
     for (int ranking : { ChangeRatio, TurnoverValue, Amplitude }) {
-        if (port.hasListeners(rankingTopic, QString::number(ranking)))
-            publishRanking(ranking, port);
+        if (publisher.hasListeners(rankingTopic, QString::number(ranking)))
+            publishRanking(ranking, publisher);
     }
-    if (port.hasListeners(upsDownsTopic, QString()))
-        publishUpsDowns(port);
+    if (publisher.hasListeners(upsDownsTopic, QString()))
+        publishUpsDowns(publisher);
 }
 
-void MarketAnalysis::publishRanking(int ranking, LxBusServicePort &port) const
+void MarketAnalysis::publishRanking(int ranking, LxBusPublisher &publisher) const
 {
     struct Entry
     {
@@ -109,12 +92,13 @@ void MarketAnalysis::publishRanking(int ranking, LxBusServicePort &port) const
     for (auto stock = m_stocks.cbegin(); stock != m_stocks.cend(); ++stock) {
         if (!stock->isTraded())
             continue;
-        double value = stock->totalValueTrade;
+        const QuoteFigures &quote = stock->quote;
+        double value = quote.totalValueTrade.value_or(0);
         if (ranking == ChangeRatio)
-            value = (stock->lastPx - stock->preClosePx) / stock->preClosePx * 100;
+            value = (quote.lastPx - quote.preClosePx) / quote.preClosePx * 100;
         else if (ranking == Amplitude)
-            value = (stock->highPx - stock->lowPx) / stock->preClosePx * 100;
-        entries.append({ stock.key(), stock->lastPx, value });
+            value = (quote.highPx - quote.lowPx) / quote.preClosePx * 100;
+        entries.append({ stock.key(), quote.lastPx, value });
     }
     std::stable_sort(entries.begin(), entries.end(), [](const Entry &a, const Entry &b) { return a.value > b.value; });
 
@@ -129,10 +113,10 @@ void MarketAnalysis::publishRanking(int ranking, LxBusServicePort &port) const
         pack.AddVaule(QStringLiteral("LastPx"), entries.at(i).lastPx);
         pack.AddVaule(QStringLiteral("Value"), entries.at(i).value);
     }
-    port.publish(rankingTopic, QString::number(ranking), pack.GetPackedMsg(false));
+    publisher.publish(rankingTopic, QString::number(ranking), pack.GetPackedMsg(false));
 }
 
-void MarketAnalysis::publishUpsDowns(LxBusServicePort &port) const
+void MarketAnalysis::publishUpsDowns(LxBusPublisher &publisher) const
 {
     CPackMessageCommon pack;
     addHead(pack, upsDownsTopic, m_date, m_time);
@@ -147,5 +131,5 @@ void MarketAnalysis::publishUpsDowns(LxBusServicePort &port) const
         pack.AddVaule(QStringLiteral("LimitUp"), market->limitUp);
         pack.AddVaule(QStringLiteral("LimitDown"), market->limitDown);
     }
-    port.publish(upsDownsTopic, QString(), pack.GetPackedMsg(false));
+    publisher.publish(upsDownsTopic, QString(), pack.GetPackedMsg(false));
 }

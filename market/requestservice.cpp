@@ -4,27 +4,31 @@
 
 #include <lxutils/lxthread.h>
 
+#include <QElapsedTimer>
 #include <QSemaphore>
 
 #include <limits>
 
-// Requests waiting for the service's thread; more wait in the bus, which knows how to hold up who sends them.
-constexpr int WaitingLimit = 256;
+// Requests that may wait for the service's thread. The others wait in the bus, which serves its clients in turn.
+constexpr int WaitingLimit = 2;
 
 namespace RequestStatus {
 const QString badRequest = QStringLiteral("1");
-const QString nothingKnown = QStringLiteral("2");
+const QString notFound = QStringLiteral("2");
 const QString storeFailure = QStringLiteral("3");
 } // namespace RequestStatus
 
 struct RequestService::Private
 {
+    explicit Private(const CurrentDayBars *live) : worker(live) { }
+
     RequestServiceWorker worker;
+    std::function<void(const RequestOutcome &)> observe;
     QSemaphore room { WaitingLimit };
     LxThread thread;
 };
 
-RequestService::RequestService() : d(std::make_unique<Private>())
+RequestService::RequestService(const CurrentDayBars *live) : d(std::make_unique<Private>(live))
 {
     d->thread.setObjectName(QStringLiteral("RequestService_Thread"));
     d->worker.moveToThread(&d->thread);
@@ -33,14 +37,14 @@ RequestService::RequestService() : d(std::make_unique<Private>())
 
 RequestService::~RequestService()
 {
-    // Queued behind the requests handed over so far.
+    // Queued after the requests received so far.
     const auto leave = [this] {
-        // Leaving waits for the bus's call under way, which must not wait for this thread in turn.
+        // Leaving the bus waits until handle() has returned, so handle() must not wait for room on this thread.
         d->room.release(std::numeric_limits<int>::max() / 2);
         d->worker.stop();
     };
     QMetaObject::invokeMethod(&d->worker, leave, Qt::BlockingQueuedConnection);
-    // And this behind those that came while the service was leaving the bus.
+    // Queued after the requests that arrived while the service was leaving the bus.
     QMetaObject::invokeMethod(
         &d->worker, [this] { d->thread.quit(); }, Qt::QueuedConnection);
     d->thread.wait();
@@ -52,6 +56,16 @@ bool RequestService::start(const QString &storePath, QString *error)
     QMetaObject::invokeMethod(
         &d->worker, [&] { started = d->worker.start(this, storePath, error); }, Qt::BlockingQueuedConnection);
     return started;
+}
+
+void RequestService::setObserver(std::function<void(const RequestOutcome &)> observe)
+{
+    d->observe = std::move(observe);
+}
+
+int RequestService::waitingRequests() const
+{
+    return qMax(0, WaitingLimit - d->room.available());
 }
 
 quint64 RequestService::droppedRequests() const
@@ -67,8 +81,12 @@ QStringList RequestService::requestTypes() const
 void RequestService::handle(const LxBusRequest &request)
 {
     d->room.acquire();
-    const auto answer = [this, request] {
-        d->worker.answer(request);
+    QElapsedTimer sinceArrival;
+    sinceArrival.start();
+    const auto answer = [this, request, sinceArrival] {
+        const RequestOutcome::Result result = d->worker.answer(request);
+        if (d->observe)
+            d->observe({ request.type, result, static_cast<double>(sinceArrival.nsecsElapsed()) / 1e9 });
         d->room.release();
     };
     QMetaObject::invokeMethod(&d->worker, answer, Qt::QueuedConnection);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "requestservice.h"
 #include "store.h"
 
 #include <lxbus/bus.h>
@@ -11,16 +12,20 @@
 #include <atomic>
 #include <memory>
 
-/// Answers the requests of a RequestService, on the service's thread: everything but dropped() belongs to it.
+class CurrentDayBars;
+
+/// Answers the requests of a RequestService, on the service's thread. Only dropped() may be called from other threads.
 class RequestServiceWorker final : public QObject
 {
 public:
+    explicit RequestServiceWorker(const CurrentDayBars *live) : m_live(live) { }
+
     static QStringList requestTypes();
 
     bool start(LxBusService *service, const QString &storePath, QString *error);
     void stop();
-    void answer(const LxBusRequest &request);
-    quint64 dropped() const { return m_dropped; } // any thread
+    RequestOutcome::Result answer(const LxBusRequest &request);
+    quint64 dropped() const { return m_dropped; }
 
 private:
     struct Handler
@@ -37,14 +42,17 @@ private:
     void answerTradingDay(const LxBusRequest &request, const QString &answerType);
     void answerDeepData(const LxBusRequest &request, const QString &answerType);
 
-    /// Publishes the row that `fill(symbol, date, row)` adds the figures to, or a status if it returns false.
-    template<typename Fill> void answerIndicator(const LxBusRequest &request, const QString &answerType, Fill fill);
-    /// True, and logged, if the store failed since the last call.
-    bool storeFailed(const LxBusRequest &request);
-    void drop(const LxBusRequest &request, const char *reason);
+    /// Publishes the row to which `fill(symbol, date, row, error)` adds the figures or, if that returns false, a status
+    /// with the reason.
+    template<typename Fill>
+    void answerIndicator(const LxBusRequest &request, const QString &answerType, Fill fill);
+    void drop(const LxBusRequest &request, RequestOutcome::Result result, const QString &reason);
+    void noteStatus(const QString &status);
 
+    const CurrentDayBars *const m_live;
     Store m_store;
     std::unique_ptr<LxBusServicePort> m_port;
     std::atomic<quint64> m_dropped { 0 }; // written by the service's thread
     quint64 m_nextLogged = 1;
+    RequestOutcome::Result m_result = RequestOutcome::Answered; // of the request being answered
 };

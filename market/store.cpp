@@ -1,8 +1,7 @@
 #include "store.h"
 
-#include "storeschema.h"
+#include "storestate.h"
 
-#include <QFileInfo>
 #include <QSqlError>
 #include <QSqlQuery>
 #include <QVariant>
@@ -12,100 +11,56 @@ static std::optional<double> optionalNumber(const QSqlQuery &query, int column)
     return query.isNull(column) ? std::nullopt : std::optional<double>(query.value(column).toDouble());
 }
 
-// The columns of a bar, as every query of bars selects them.
+// The columns of a bar, in the order in which visitBars() reads them.
 static QString barColumns(Store::Period period)
 {
     return QStringLiteral("MDDate, %1, OpenPx, HighPx, LowPx, ClosePx, TotalVolumeTrade, TotalValueTrade")
         .arg(period == Store::Minute ? QStringLiteral("MDTime") : QStringLiteral("0"));
 }
 
-// 0 if the file cannot be read.
-static int readPragma(const StoreConnection &connection, const QString &name)
+static QString describe(const StoreConnection &connection, const QSqlQuery &query)
 {
-    QSqlQuery query(connection.database());
-    return query.exec(QStringLiteral("PRAGMA ") + name) && query.next() ? query.value(0).toInt() : 0;
+    return QStringLiteral("%1: %2").arg(connection.database().databaseName(), query.lastError().text());
 }
 
-bool Store::isStore(const QString &path)
+bool Store::open(const QString &path, QString *error)
 {
-    StoreConnection connection;
-    return QFileInfo(path).isFile() && connection.open(path, StoreConnection::ReadOnly)
-        && readPragma(connection, QStringLiteral("application_id")) == StoreSchema::ApplicationId;
+    return openStore(path, &m_connection, error) == StoreState::Current;
 }
 
-bool Store::open(const QString &path)
-{
-    const auto fail = [&](const QString &reason) {
-        m_connection.close();
-        m_error = QStringLiteral("%1: %2").arg(path, reason);
-        return false;
-    };
-    const QFileInfo file(path);
-    if (!file.exists())
-        return fail(QStringLiteral("no such file"));
-    if (file.isDir())
-        return fail(QStringLiteral("a folder, not a store"));
-    if (!m_connection.open(path, StoreConnection::ReadOnly))
-        return fail(m_connection.errorString());
-
-    if (readPragma(m_connection, QStringLiteral("application_id")) != StoreSchema::ApplicationId)
-        return fail(QStringLiteral("not a store"));
-    const int version = readPragma(m_connection, QStringLiteral("user_version"));
-    if (version != StoreSchema::Version) {
-        return fail(QStringLiteral("a store of version %1, where version %2 is read; import it again")
-                        .arg(version)
-                        .arg(StoreSchema::Version));
-    }
-    m_error.clear();
-    return true;
-}
-
-QString Store::takeError()
-{
-    QString error;
-    error.swap(m_error);
-    return error;
-}
-
-bool Store::run(QSqlQuery *query)
+bool Store::run(QSqlQuery *query, QString *error)
 {
     if (query->exec())
         return true;
-    noteError(*query);
+    *error = describe(m_connection, *query);
     return false;
 }
 
-bool Store::next(QSqlQuery *query)
+bool Store::next(QSqlQuery *query, QString *error)
 {
     if (query->next())
         return true;
     if (query->lastError().isValid())
-        noteError(*query);
+        *error = describe(m_connection, *query);
     return false;
 }
 
-void Store::noteError(const QSqlQuery &query)
-{
-    if (m_error.isEmpty())
-        m_error = query.lastError().text();
-}
-
-std::optional<int> Store::symbolId(const QString &symbol)
+std::optional<int> Store::symbolId(const QString &symbol, QString *error)
 {
     QSqlQuery query(m_connection.database());
     query.prepare(QStringLiteral("SELECT SymbolId FROM securities WHERE Symbol = ?"));
     query.addBindValue(symbol);
-    if (!run(&query) || !next(&query))
+    if (!run(&query, error) || !next(&query, error))
         return std::nullopt;
     return query.value(0).toInt();
 }
 
-void Store::visitBars(QSqlQuery *query, const BarVisitor &visit)
+bool Store::visitBars(QSqlQuery *query, const BarVisitor &visit, QString *error)
 {
     StoreBar bar;
     do {
-        if (!next(query))
-            return;
+        if (!next(query, error))
+            return error->isEmpty();
         bar.date = query->value(0).toInt();
         bar.time = query->value(1).toInt();
         bar.open = query->value(2).toDouble();
@@ -115,13 +70,15 @@ void Store::visitBars(QSqlQuery *query, const BarVisitor &visit)
         bar.volume = optionalNumber(*query, 6);
         bar.value = optionalNumber(*query, 7);
     } while (visit(bar));
+    return true;
 }
 
-void Store::readBars(Period period, const QString &symbol, StoreMoment first, StoreMoment last, const BarVisitor &visit)
+bool Store::readBars(Period period, const QString &symbol, StoreMoment first, StoreMoment last, const BarVisitor &visit,
+                     QString *error)
 {
-    const std::optional<int> id = symbolId(symbol);
+    const std::optional<int> id = symbolId(symbol, error);
     if (!id)
-        return;
+        return error->isEmpty();
     QSqlQuery query(m_connection.database());
     query.setForwardOnly(true);
     if (period == Minute) {
@@ -134,43 +91,41 @@ void Store::readBars(Period period, const QString &symbol, StoreMoment first, St
         query.prepare(QStringLiteral("SELECT %1 FROM kline_daily WHERE SymbolId = ? AND MDDate BETWEEN ? AND ? "
                                      "ORDER BY MDDate")
                           .arg(barColumns(Daily)));
-        // A daily bar stands at midnight: the first day's own lies before any later start.
+        // The time of a daily bar is midnight, so the bar of the first day is before any later start on that day.
         for (int value : { *id, first.time == 0 ? first.date : first.date + 1, last.date })
             query.addBindValue(value);
     }
-    if (run(&query))
-        visitBars(&query, visit);
+    return run(&query, error) && visitBars(&query, visit, error);
 }
 
-void Store::readDailyBarsBack(const QString &symbol, int date, const BarVisitor &visit)
+bool Store::readDailyBarsBack(const QString &symbol, int date, const BarVisitor &visit, QString *error)
 {
-    const std::optional<int> id = symbolId(symbol);
+    const std::optional<int> id = symbolId(symbol, error);
     if (!id)
-        return;
+        return error->isEmpty();
     QSqlQuery query(m_connection.database());
     query.setForwardOnly(true);
     query.prepare(QStringLiteral("SELECT %1 FROM kline_daily WHERE SymbolId = ? AND MDDate <= ? ORDER BY MDDate DESC")
                       .arg(barColumns(Daily)));
     query.addBindValue(*id);
     query.addBindValue(date);
-    if (run(&query))
-        visitBars(&query, visit);
+    return run(&query, error) && visitBars(&query, visit, error);
 }
 
-QVector<StoreFundamentals> Store::fundamentals(const QString &symbol)
+QVector<StoreFundamentals> Store::fundamentals(const QString &symbol, QString *error)
 {
     QVector<StoreFundamentals> records;
     QSqlQuery query(m_connection.database());
     query.setForwardOnly(true);
-    // Companies about to be listed stand in the sources with zeros throughout: nothing is known of them.
+    // Records whose share counts are zero are placeholders for companies about to be listed.
     query.prepare(QStringLiteral("SELECT AsOfDate, TotalShare, ListedShare, NetAssets, DividentRate, EPS, PE "
                                  "FROM fundamentals JOIN securities USING (SymbolId) "
                                  "WHERE Symbol = ? AND (TotalShare IS NOT 0 OR ListedShare IS NOT 0) "
                                  "ORDER BY AsOfDate"));
     query.addBindValue(symbol);
-    if (!run(&query))
+    if (!run(&query, error))
         return records;
-    while (next(&query)) {
+    while (next(&query, error)) {
         records.append({ query.value(0).toInt(), optionalNumber(query, 1), optionalNumber(query, 2),
                          optionalNumber(query, 3), optionalNumber(query, 4), optionalNumber(query, 5),
                          optionalNumber(query, 6) });
@@ -178,7 +133,35 @@ QVector<StoreFundamentals> Store::fundamentals(const QString &symbol)
     return records;
 }
 
-std::optional<int> Store::tradingDay(int start, qint64 days)
+QVector<StoreExDate> Store::exDates(const QString &symbol, QString *error)
+{
+    QVector<StoreExDate> events;
+    const std::optional<int> id = symbolId(symbol, error);
+    if (!id)
+        return events;
+    QSqlQuery query(m_connection.database());
+    query.setForwardOnly(true);
+    query.prepare(QStringLiteral(
+        "SELECT ExDate, CashPerShare, BonusPerShare, ConversionPerShare, RightsPerShare, RightsPrice, StepFactor, "
+        "(SELECT ClosePx FROM kline_daily WHERE SymbolId = :id AND MDDate < ExDate ORDER BY MDDate DESC LIMIT 1) AS "
+        "Close "
+        "FROM (SELECT SymbolId, ExDate FROM corporate_actions WHERE SymbolId = :id "
+        "UNION SELECT SymbolId, ExDate FROM adjust_factors WHERE SymbolId = :id) "
+        "LEFT JOIN corporate_actions USING (SymbolId, ExDate) LEFT JOIN adjust_factors USING (SymbolId, ExDate) "
+        "WHERE Close IS NOT NULL "
+        "AND EXISTS (SELECT 1 FROM kline_daily WHERE SymbolId = :id AND MDDate >= ExDate) ORDER BY ExDate"));
+    query.bindValue(QStringLiteral(":id"), *id);
+    if (!run(&query, error))
+        return events;
+    while (next(&query, error)) {
+        events.append({ query.value(0).toInt(), optionalNumber(query, 1), optionalNumber(query, 2),
+                        optionalNumber(query, 3), optionalNumber(query, 4), optionalNumber(query, 5),
+                        optionalNumber(query, 6), query.value(7).toDouble() });
+    }
+    return events;
+}
+
+std::optional<int> Store::tradingDay(int start, qint64 days, QString *error)
 {
     QSqlQuery query(m_connection.database());
     query.setForwardOnly(true);
@@ -187,7 +170,7 @@ std::optional<int> Store::tradingDay(int start, qint64 days)
         condition = QStringLiteral("TradingDay > ? ORDER BY TradingDay");
     else if (days < 0)
         condition = QStringLiteral("TradingDay < ? ORDER BY TradingDay DESC");
-    // Beyond the calendar's ends nobody knows how many trading days lie between.
+    // Beyond the ends of the calendar the number of trading days is unknown.
     query.prepare(QStringLiteral("SELECT TradingDay FROM trading_days "
                                  "WHERE ? BETWEEN (SELECT MIN(TradingDay) FROM trading_days) "
                                  "AND (SELECT MAX(TradingDay) FROM trading_days) AND ")
@@ -195,7 +178,7 @@ std::optional<int> Store::tradingDay(int start, qint64 days)
     query.addBindValue(start);
     query.addBindValue(start);
     query.addBindValue(days == 0 ? 0 : qAbs(days) - 1);
-    if (!run(&query) || !next(&query))
+    if (!run(&query, error) || !next(&query, error))
         return std::nullopt;
     return query.value(0).toInt();
 }

@@ -1,14 +1,18 @@
 #include "storeconnection.h"
 
+#include "translated.h"
+
 #include <QSqlError>
 #include <QSqlQuery>
 
 #include <atomic>
 
+constexpr int BusyTimeoutMs = 1000;
+
 static QString nextName()
 {
     static std::atomic<int> last { 0 };
-    return QStringLiteral("marketd.store.%1").arg(++last);
+    return QStringLiteral("market.store.%1").arg(++last);
 }
 
 StoreConnection::StoreConnection() : m_name(nextName()) { }
@@ -18,19 +22,21 @@ StoreConnection::~StoreConnection()
     close();
 }
 
-bool StoreConnection::open(const QString &path, Mode mode)
+bool StoreConnection::open(const QString &path, Mode mode, QString *error)
 {
     close();
     m_database = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), m_name);
     if (!m_database.isValid()) {
-        m_error = QStringLiteral("Qt's SQLite driver is not installed");
+        *error = translated("Qt's SQLite driver is not installed");
         return false;
     }
     m_database.setDatabaseName(path);
+    QString options = QStringLiteral("QSQLITE_BUSY_TIMEOUT=%1").arg(BusyTimeoutMs);
     if (mode == ReadOnly)
-        m_database.setConnectOptions(QStringLiteral("QSQLITE_OPEN_READONLY"));
+        options += QStringLiteral(";QSQLITE_OPEN_READONLY");
+    m_database.setConnectOptions(options);
     if (!m_database.open()) {
-        m_error = m_database.lastError().text();
+        *error = QStringLiteral("%1: %2").arg(path, m_database.lastError().text());
         return false;
     }
     return true;
@@ -42,11 +48,11 @@ void StoreConnection::close()
     QSqlDatabase::removeDatabase(m_name);
 }
 
-bool StoreConnection::execute(const QString &statement)
+bool StoreConnection::execute(const QString &statement, QString *error)
 {
     QSqlQuery query(m_database);
     if (query.exec(statement))
         return true;
-    m_error = query.lastError().text();
+    *error = QStringLiteral("%1: %2").arg(m_database.databaseName(), query.lastError().text());
     return false;
 }

@@ -10,7 +10,7 @@ constexpr int MinutesPerDay = 240;
 constexpr int VolumeDays = 5;
 constexpr int YearEnd = 1231;
 
-// The quarters that a report of this day covers, or 0 if no report ends on it.
+// The number of quarters that a report of this day covers; 0 if the day is not the end of a quarter.
 static int quartersReported(int date)
 {
     switch (date % 10000) {
@@ -33,13 +33,14 @@ static std::optional<double> reportedEps(const QVector<StoreFundamentals> &recor
     return found == records.cend() ? std::nullopt : found->eps;
 }
 
-static std::optional<StoreBar> lastBar(Store *store, const QString &symbol, int date)
+static std::optional<StoreBar> lastBar(Store *store, const QString &symbol, int date, QString *error)
 {
     std::optional<StoreBar> last;
-    store->readDailyBarsBack(symbol, date, [&last](const StoreBar &bar) {
+    const auto takeFirst = [&last](const StoreBar &bar) {
         last = bar;
         return false;
-    });
+    };
+    store->readDailyBarsBack(symbol, date, takeFirst, error);
     return last;
 }
 
@@ -48,11 +49,11 @@ static std::optional<double> ratio(double price, std::optional<double> earnings)
     return earnings && *earnings > 0 ? std::optional<double>(price / *earnings) : std::nullopt;
 }
 
-std::optional<PriceEarnings> priceEarnings(Store *store, const QString &symbol, int date)
+std::optional<PriceEarnings> priceEarnings(Store *store, const QString &symbol, int date, QString *error)
 {
-    const QVector<StoreFundamentals> records = store->fundamentals(symbol);
-    const std::optional<StoreBar> bar = lastBar(store, symbol, date);
-    if (records.isEmpty() && !bar)
+    const QVector<StoreFundamentals> records = store->fundamentals(symbol, error);
+    const std::optional<StoreBar> bar = lastBar(store, symbol, date, error);
+    if (!error->isEmpty() || (records.isEmpty() && !bar))
         return std::nullopt;
     PriceEarnings figures;
     if (bar) {
@@ -86,34 +87,36 @@ std::optional<PriceEarnings> priceEarnings(Store *store, const QString &symbol, 
     if (quarters > 0 && latest.eps) {
         figures.dynamicPE = ratio(bar->close, *latest.eps * 4 / quarters);
     } else if (latest.pe && *latest.pe > 0) {
-        // Figures of a day between reports do not say how many quarters they cover, but the ratio published that day,
-        // which is the dynamic one, follows the price until the next report.
-        const std::optional<StoreBar> then = lastBar(store, symbol, latest.asOf);
+        // A record between two reports does not say how many quarters it covers. But the ratio published that day is
+        // the dynamic one, and it changes in proportion to the price until the next report.
+        const std::optional<StoreBar> then = lastBar(store, symbol, latest.asOf, error);
         if (then && then->date == latest.asOf && then->close > 0)
             figures.dynamicPE = *latest.pe * bar->close / then->close;
     }
-    return figures;
+    return error->isEmpty() ? std::optional<PriceEarnings>(figures) : std::nullopt;
 }
 
-std::optional<double> volumePerMinute(Store *store, const QString &symbol, int date)
+std::optional<double> volumePerMinute(Store *store, const QString &symbol, int date, QString *error)
 {
     int days = 0;
     double volume = 0;
-    store->readDailyBarsBack(symbol, date, [&](const StoreBar &bar) {
+    const auto addVolume = [&](const StoreBar &bar) {
         if (bar.volume) {
             volume += *bar.volume;
             ++days;
         }
         return days < VolumeDays;
-    });
-    return days > 0 ? std::optional<double>(volume / (days * MinutesPerDay)) : std::nullopt;
+    };
+    return store->readDailyBarsBack(symbol, date, addVolume, error) && days > 0
+        ? std::optional<double>(volume / (days * MinutesPerDay))
+        : std::nullopt;
 }
 
-std::optional<int> risingDays(Store *store, const QString &symbol, int date)
+std::optional<int> risingDays(Store *store, const QString &symbol, int date, QString *error)
 {
     std::optional<double> nextClose;
     std::optional<int> days;
-    store->readDailyBarsBack(symbol, date, [&](const StoreBar &bar) {
+    const auto compare = [&](const StoreBar &bar) {
         if (!nextClose)
             days = 0;
         else if (*nextClose > bar.close)
@@ -122,8 +125,8 @@ std::optional<int> risingDays(Store *store, const QString &symbol, int date)
             return false;
         nextClose = bar.close;
         return true;
-    });
-    return days;
+    };
+    return store->readDailyBarsBack(symbol, date, compare, error) ? days : std::nullopt;
 }
 
 } // namespace StoreFigures

@@ -46,7 +46,7 @@ QString Table::createStatement() const
         definitions.prepend(QStringLiteral("SymbolId INTEGER PRIMARY KEY"));
         return QStringLiteral("CREATE TABLE %1 (%2)").arg(name, definitions.join(QStringLiteral(", ")));
     }
-    // Clustered by the key, so that the rows of one symbol lie together in the order of time.
+    // Clustered by the key, so that the rows of one symbol are adjacent and in the order of time.
     return QStringLiteral("CREATE TABLE %1 (%2, PRIMARY KEY (%3)) WITHOUT ROWID")
         .arg(name, definitions.join(QStringLiteral(", ")), key.join(QStringLiteral(", ")));
 }
@@ -86,6 +86,14 @@ const QVector<Table> &tables()
             optional(QStringLiteral("TurnoverRate")), optional(QStringLiteral("TotalMarketValue")),
             optional(QStringLiteral("CirculatingMarketValue")), optional(QStringLiteral("TotalVolumeTrade")),
             optional(QStringLiteral("TotalValueTrade")) } },
+        { QStringLiteral("corporate_actions"),
+          { key(QStringLiteral("Symbol"), Kind::Symbol), key(QStringLiteral("ExDate"), Kind::Date),
+            optional(QStringLiteral("CashPerShare")), optional(QStringLiteral("BonusPerShare")),
+            optional(QStringLiteral("ConversionPerShare")), optional(QStringLiteral("RightsPerShare")),
+            optional(QStringLiteral("RightsPrice")) } },
+        { QStringLiteral("adjust_factors"),
+          { key(QStringLiteral("Symbol"), Kind::Symbol), key(QStringLiteral("ExDate"), Kind::Date),
+            required(QStringLiteral("StepFactor")) } },
         { QStringLiteral("kline_daily"),
           { key(QStringLiteral("Symbol"), Kind::Symbol), key(QStringLiteral("MDDate"), Kind::Date),
             required(QStringLiteral("OpenPx")), required(QStringLiteral("HighPx")), required(QStringLiteral("LowPx")),

@@ -1,2 +1,2 @@
-// Only there for the headers that are compiled with it.
+// CMake precompiles headers for the sources of a target, so it needs one.
 int main() { }

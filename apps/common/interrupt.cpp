@@ -7,7 +7,7 @@
 
 namespace {
 
-// A signal handler may do little more than write a byte; the event loop does the rest.
+// write() is async-signal-safe; everything else is left to the event loop.
 int sockets[2] = { -1, -1 };
 
 extern "C" void onSignal(int number)

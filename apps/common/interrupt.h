@@ -5,8 +5,8 @@
 
 #include <memory>
 
-/// Turns Ctrl-C (SIGINT) and SIGTERM into a signal of the main thread. A second Ctrl-C ends the program at once.
-/// At most one at a time.
+/// Converts SIGINT (Ctrl-C) and SIGTERM to a Qt signal on the main thread. A second one terminates the program
+/// immediately. Only one instance may exist at a time.
 class Interrupt : public QObject
 {
     Q_OBJECT

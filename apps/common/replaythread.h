@@ -4,7 +4,7 @@
 
 #include <functional>
 
-/// The thread on which a program runs its replay.
+/// The thread that runs a program's replay.
 class ReplayThread final : public LxThread
 {
 public:

@@ -1,7 +1,9 @@
 #include "candlechart.h"
 
-#include "quoteview.h"
-#include "terminal.h"
+#include "colours.h"
+#include "figures.h"
+
+#include <terminal.h>
 
 #include <algorithm>
 #include <cmath>
@@ -49,7 +51,7 @@ QString drawCandles(const QVector<Candle> &candles, int columns, int rows)
     QString chart;
     for (int row = height - 1; row >= 0; --row) {
         const bool labelled = row == height - 1 || row == 0 || row == height / 2;
-        chart += Terminal::fitted(labelled ? QuoteText::price(lowest + row * step) : QString(), -(AxisColumns - 1));
+        chart += Terminal::fitted(labelled ? Figures::text(lowest + row * step, 2) : QString(), -(AxisColumns - 1));
         chart += QLatin1Char(' ');
         for (const Candle &candle : shown) {
             const int bodyTop = rowOf(std::max(candle.open, candle.close));
@@ -59,9 +61,8 @@ QString drawCandles(const QVector<Candle> &candles, int columns, int rows)
                 glyph = QStringLiteral("\u2588"); // full block
             else if (row >= rowOf(candle.low) && row <= rowOf(candle.high))
                 glyph = QStringLiteral("\u2502"); // vertical line
-            chart += glyph == QLatin1String(" ")
-                    ? glyph
-                    : Terminal::coloured(glyph, Terminal::colourOfChange(candle.close - candle.open));
+            chart += glyph == QLatin1String(" ") ? glyph
+                                                 : Colours::apply(glyph, Colours::ofChange(candle.close - candle.open));
         }
         chart += QLatin1Char('\n');
     }

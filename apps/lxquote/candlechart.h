@@ -13,5 +13,6 @@ struct Candle
     double close = 0;
 };
 
-/// Candles as text, red up and green down. More candles than `columns` has room for are joined, several into one.
+/// Draws candles as text, rising ones red and falling ones green. If there are more candles than columns, adjacent ones
+/// are combined.
 QString drawCandles(const QVector<Candle> &candles, int columns, int rows);

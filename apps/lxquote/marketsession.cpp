@@ -1,37 +1,35 @@
 #include "marketsession.h"
 
-#include "terminal.h"
+#include "symboltable.h"
 
+#include <dates.h>
 #include <interrupt.h>
 #include <lxquotahandler.h>
+#include <recordeddates.h>
 #include <replaythread.h>
+#include <terminal.h>
 
 namespace {
 
-// Batches of records that may be on their way through the library at once, at full speed.
+// The number of batches that the library may be processing at the same time, at full speed.
 constexpr int BatchesAhead = 2;
 
 } // namespace
 
-void MarketSession::addOptions(QCommandLineParser &parser, const QString &defaultSpeed)
+void MarketSession::Settings::addOptions(Options *options)
 {
-    BusSession::addOptions(parser);
-    ProgramOptions::addReplayOptions(parser, defaultSpeed);
+    ProgramOptions::addReplayOptions(options, &replay);
 }
 
-bool MarketSession::readOptions(const QCommandLineParser &parser, Options *options, QString *error)
+bool MarketSession::Settings::check(const BusSettings &bus, const Options &options, QString *error)
 {
-    ReplayOptions replay;
-    if (!BusSession::readOptions(parser, { QStringLiteral("date"), QStringLiteral("speed") }, &options->bus, error)
-        || !ProgramOptions::readReplayOptions(parser, &replay, error))
-        return false;
-    options->date = replay.date;
-    options->speed = replay.speed;
-    return true;
+    const QStringList names { QStringLiteral("date"), QStringLiteral("from"), QStringLiteral("to"),
+                              QStringLiteral("speed"), QStringLiteral("keep-pauses") };
+    return checkOwnOptions(bus, options, names, error);
 }
 
-MarketSession::MarketSession(Options options)
-    : m_options(std::move(options)), m_bus(m_options.bus), m_room(BatchesAhead)
+MarketSession::MarketSession(const BusSession::Settings &bus, Settings settings)
+    : m_settings(std::move(settings)), m_bus(bus), m_room(BatchesAhead)
 {
     connect(&m_bus, &BusSession::failed, this, [this](const QString &reason) { finish(ExitFailure, reason); });
 }
@@ -42,28 +40,49 @@ MarketSession::~MarketSession()
     if (!m_thread)
         return;
     m_thread->wait();
-    // What is on its way through the library refers to this object.
-    QMetaObject::invokeMethod(&LxQuotaHandler::instance(), [] {}, Qt::BlockingQueuedConnection);
+    // Calls that are queued in the library refer to this object.
+    QMetaObject::invokeMethod(
+        &LxQuotaHandler::instance(), [] {}, Qt::BlockingQueuedConnection);
 }
 
-ExitCode MarketSession::open(QString *error)
+ExitCode MarketSession::open(const QStringList &symbols, QString *error)
 {
+    if (!m_bus.isShared() && !chooseDate(symbols, error))
+        return ExitUsage;
     if (const ExitCode code = m_bus.join(error))
         return code;
     if (!m_bus.isShared()) {
-        ReplayOptions options;
+        ReplayOptions options = m_settings.replay;
         options.folder = m_bus.folder();
-        options.date = m_options.date;
-        options.speed = m_options.speed;
         options.waitForConsumers = [this] { waitForConsumers(); };
         options.reportBrokenRow = [](const QString &file, qint64 line, const QString &reason) {
-            Terminal::err(QStringLiteral("lxquote: %1:%2: %3; row skipped\n").arg(file).arg(line).arg(reason));
+            Terminal::complain(tr("%1:%2: %3; row skipped").arg(file).arg(line).arg(reason));
         };
         m_replay = std::make_unique<Replay>(std::move(options));
         if (!m_replay->open(error))
             return ExitUsage;
     }
     return m_bus.loadLibrary(error);
+}
+
+bool MarketSession::chooseDate(const QStringList &symbols, QString *error)
+{
+    QString &date = m_settings.replay.date;
+    if (date.isEmpty()) {
+        const QHash<QString, QStringList> recorded = recordedDates(m_bus.folder());
+        for (const QString &symbol : symbols) {
+            for (const QString &day : recorded.value(symbol))
+                date = std::max(date, day);
+        }
+    }
+    const std::optional<QString> chosen = RecordedDates::choose(m_bus.folder(), date, error);
+    date = chosen.value_or(QString());
+    return chosen.has_value();
+}
+
+QString MarketSession::day() const
+{
+    return Dates::toString(Dates::parseDate(m_settings.replay.date).value_or(QDate()));
 }
 
 ExitCode MarketSession::run(QString *error)
@@ -109,7 +128,7 @@ quint64 MarketSession::dropped(RecordingKind kind) const
     return LxBus::current()->statistics().dropped(recordingKindInfo(kind).topic);
 }
 
-// Replay's thread; holds it up while too many batches are on their way.
+// On the replay's thread, which it blocks while too many batches are being processed.
 void MarketSession::waitForConsumers()
 {
     constexpr int PollMs = 50;
@@ -120,7 +139,7 @@ void MarketSession::waitForConsumers()
     afterConsumers([this] { m_room.release(); });
 }
 
-// Calls `then` on this object's thread, behind every signal caused by what the library has been handed until now.
+// Calls `then` on this object's thread, after all signals that the library emits for the records it holds now.
 void MarketSession::afterConsumers(std::function<void()> then)
 {
     QMetaObject::invokeMethod(

@@ -1,11 +1,12 @@
 #pragma once
 
-#include <lxquotadata.h>
+#include "record.h"
 
 #include <QString>
 #include <QVariant>
 
-/// What a watch list shows of a quote, whatever its kind. Numbers that a kind does not have are QUOTA_INVALID_VALUE.
+/// What a watch list shows of a quote, whatever its kind. Numbers that a kind does not have, and those of trading
+/// before the first trade, are QUOTA_INVALID_VALUE.
 struct QuoteView
 {
     QString symbol;
@@ -32,27 +33,20 @@ struct TradeView
     enum Side { Unknown, Buy, Sell };
 
     QString symbol;
+    QString date; ///< yyyyMMdd
     QString time; ///< HHmmssSSS
     double price = 0;
-    qint64 lots = 0;     ///< whole lots of 100 shares
-    Side side = Unknown; ///< who took the initiative, where the source tells
+    double money = QUOTA_INVALID_VALUE;
+    qint64 shares = 0;
+    Side side = Unknown; ///< the side that initiated the trade, if the source states it
 
     TradeView() = default;
     /// From the body of a "MDTRANSACTIONRECORD".
     explicit TradeView(const QVariant &body);
+
+    /// Of 100 shares; with a fraction for odd lots.
+    double lots() const;
+    /// "buy", "sell" or empty.
+    QString sideName() const;
+    Record toRecord() const;
 };
-
-/// Numbers and times as people read them; "-" for a number that has no value, is infinite or undefined.
-namespace QuoteText {
-
-QString price(double value);
-QString signedNumber(double value);
-QString percent(double value);
-/// With thousands separators, without decimals.
-QString count(double value);
-/// Short, with K, M, B or T behind it.
-QString amount(double value);
-/// "HHmmssSSS" as HH:mm:ss; other texts as they are.
-QString time(const QString &time);
-
-} // namespace QuoteText

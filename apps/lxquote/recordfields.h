@@ -2,8 +2,8 @@
 
 #include <lxquotadata.h>
 
-/// Visits every field of a record by name, in the order of its declaration: `visitor(const char *name, const T &value)`,
-/// where T is QString, double, qint64, int or an array of double or qint64.
+/// Visits every field of a record by name, in the order of its declaration, the reserved ones left out:
+/// `visitor(const char *name, const T &value)`, where T is QString, double, qint64 or an array of double or qint64.
 
 #define LX_FIELD(name) visitor(#name, record.name)
 
@@ -29,16 +29,7 @@ void visitFields(const StockQuotaData &record, Visitor &&visitor)
     LX_FIELD(TotalOfferQty);
     LX_FIELD(WeightedAvgBidPx);
     LX_FIELD(WeightedAvgOfferPx);
-    LX_FIELD(Reserved1);
-    LX_FIELD(Reserved2);
-    LX_FIELD(Reserved3);
-    LX_FIELD(Reserved4);
-    LX_FIELD(Reserved5);
-    LX_FIELD(Reserved6);
-    LX_FIELD(Reserved7);
-    LX_FIELD(Reserved8);
     LX_FIELD(PERatio);
-    LX_FIELD(Reserved9);
     LX_FIELD(SellPrice);
     LX_FIELD(BuyPrice);
     LX_FIELD(SellOrderQty);
@@ -93,7 +84,6 @@ void visitFields(const FutureQuotaData &record, Visitor &&visitor)
     LX_FIELD(CirculatingMarketValue);
     LX_FIELD(AvgPx);
     LX_FIELD(BidAskRatio);
-    LX_FIELD(Reserved1);
 }
 
 template<typename Visitor>
@@ -113,6 +103,13 @@ void visitFields(const IndexQuotaData &record, Visitor &&visitor)
     LX_FIELD(SecurityName);
     LX_FIELD(Change);
     LX_FIELD(ChangeRatio);
+}
+
+/// True once an instrument has been traded that day.
+template<typename Quote>
+bool hasTraded(const Quote &quote)
+{
+    return quote.TotalVolumeTrade > 0 || quote.TotalValueTrade > 0;
 }
 
 #undef LX_FIELD

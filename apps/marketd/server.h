@@ -1,7 +1,9 @@
 #pragma once
 
+#include "currentdaybars.h"
 #include "programbus.h"
 #include "replay.h"
+#include "systemdnotifier.h"
 
 #include <QElapsedTimer>
 #include <QMutex>
@@ -12,15 +14,16 @@
 #include <memory>
 
 class LxThread;
+class Metrics;
 class RequestService;
 
-/// The market-data service on a bus: answers requests from a store, replays recordings, or both, and logs what happens
-/// to it (category "lx.marketd").
+/// The market-data service: joins a bus, answers requests from a store, replays recordings, or both, and logs its state
+/// (category "lx.marketd").
 ///
-///     Server server(options);
+///     Server server(settings);
 ///     connect(&server, &Server::failed, ...);
 ///     if (!server.start(&error)) ...
-///     // the event loop runs until the program has had enough
+///     // run the event loop
 ///
 /// Lives on the main thread.
 class Server : public QObject
@@ -28,47 +31,50 @@ class Server : public QObject
     Q_OBJECT
 
 public:
-    struct Options
+    struct Settings
     {
         BusSettings bus;
         QString store; ///< empty: requests are not answered
-        QString folder; ///< of recordings; empty: nothing is replayed
-        QString date;
-        double speed = 1; ///< factor of real time; 0: as fast as the bus takes it
+        ReplayOptions replay; ///< an empty folder: nothing is replayed
         bool loop = false;
+        QString metrics; ///< HOST:PORT to serve metrics at; empty: none
     };
 
-    explicit Server(Options options, QObject *parent = nullptr);
+    explicit Server(Settings settings, QObject *parent = nullptr);
     /// Ends the replay and leaves the bus.
     ~Server() override;
 
-    /// Joins the bus with all services and begins to replay. False, with the reason in `error`.
+    /// Joins the bus, opens all services and starts the replay. False, with the reason in `error`, on failure.
     bool start(QString *error);
 
 Q_SIGNALS:
-    /// The service cannot go on: the connection is closed, the broker refuses, or a recording cannot be read.
+    /// The service cannot continue: the connection is closed permanently, the broker denied a permission, or a
+    /// recording cannot be read.
     void failed(const QString &reason);
 
 private:
-    bool waitUntilReady(QString *error);
     bool openReplay(QString *error);
+    void createMetrics();
+    bool isConnected();
     void replay();
-    void waitForBroker();
+    void waitForConnection();
     void noteState(const LxBusState &state);
     void logProgress();
-    ReplayCount countInAll() const;
 
-    const Options m_options;
+    const Settings m_settings;
     ProgramBus m_bus;
+    CurrentDayBars m_currentDay;
+    std::unique_ptr<Metrics> m_metrics;
     std::unique_ptr<RequestService> m_service;
     std::unique_ptr<Replay> m_replay;
     std::unique_ptr<LxThread> m_thread;
+    SystemdNotifier m_systemd;
     QTimer m_progress;
     QElapsedTimer m_sinceProgress;
     quint64 m_readAtProgress = 0;
 
-    QMutex m_mutex; // guards the next three
+    QMutex m_mutex; // guards the next two; signalled by m_changed
     QWaitCondition m_changed;
-    bool m_brokerAway = false;
+    bool m_reconnecting = false;
     bool m_stopping = false;
 };

@@ -10,9 +10,9 @@ namespace {
 QString putRankingSubscription(LxPresenterClass *presenter, int kind, int action)
 {
     if (!presenter)
-        return QStringLiteral("no presenter");
+        return QStringLiteral("the presenter is missing");
     if (kind < 1 || kind > 3)
-        return QStringLiteral("no ranking of kind %1").arg(kind);
+        return QStringLiteral("unknown kind of ranking: %1").arg(kind);
     CPackMessageCommon pack;
     pack.AddVaule(QStringLiteral("MDRecordTypes"), static_cast<int>(LxRecordKind::Ranking));
     pack.AddVaule(QStringLiteral("ActionType"), action);

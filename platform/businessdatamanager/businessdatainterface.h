@@ -7,15 +7,15 @@
 
 class LxPresenterClass;
 
-/// Subscriptions that are kept by the business-data service rather than built by the plug-ins. Any thread.
+/// Subscriptions whose requests the platform builds for the plug-ins. Any thread.
 class BUSINESSDATAMANAGER_EXPORT BusinessDataInterface
 {
 public:
     /// Subscribes `presenter` to the indicator rankings ("ADINDICATORSRANKINGRECORD") of `kind`: 1 change ratio,
-    /// 2 turnover value, 3 amplitude. A ranking covers all symbols that its service has, so `symbols` does not narrow
-    /// it, and `mode` has no meaning on this platform. Returns an empty text, or what is wrong with the request.
+    /// 2 turnover value, 3 amplitude. A ranking covers all symbols of its service, so `symbols` has no effect; `mode`
+    /// has no meaning on this platform. Returns an empty string, or an error message.
     static QString SubscribeSecurityQuotation(LxPresenterClass *presenter, const QVariant &symbols, int kind, int mode);
-    /// Ends what SubscribeSecurityQuotation began.
+    /// Ends a subscription. Parameters and result as above.
     static QString UnSubscribeSecurityQuotation(LxPresenterClass *presenter, const QVariant &symbols, int kind,
                                                 int mode);
 };

@@ -10,8 +10,9 @@
 
 #include <memory>
 
-/// The ear of an endpoint. Called on the bus's threads, one call at a time for each endpoint, messages of one topic in
-/// the order published. Never called once the endpoint's handle is destroyed.
+/// Receives the messages of an endpoint. Called on the bus's threads, one call at a time for each endpoint; messages of
+/// one topic and publisher arrive in the order in which they were published. Not called after the endpoint's destructor
+/// has returned.
 class LxBusListener
 {
 public:
@@ -23,35 +24,35 @@ protected:
     ~LxBusListener() = default;
 };
 
-/// A client's place on the bus: what a presenter holds. Any thread.
+/// A client's connection to the bus. Any thread.
 ///
-/// Destroying it leaves the bus: it waits for a call of the listener that is under way (unless destroyed by that very
-/// call), after which none comes.
+/// The destructor leaves the bus. It waits for a call of the listener that is in progress, unless that call itself
+/// destroys the endpoint.
 class LxBusEndpoint
 {
 public:
     enum Result {
         Ok = 0,
         TimedOut = 1,
-        NoService = -1, ///< nobody serves the type
-        Closed = -2, ///< the service left before it answered
-        QueueFull = -4, ///< the service has stopped taking requests; -3 is what callers that have no endpoint return
-        NotSent = -5, ///< the body cannot travel, or the broker's connection did not take it
+        NoService = -1, ///< no service for the type
+        Closed = -2, ///< the service left before it answered, or the bus has ended
+        QueueFull = -4, ///< too many requests are waiting for the service (-3 is left to callers without an endpoint)
+        NotSent = -5, ///< the body cannot be encoded, or the connection to the broker did not accept it
     };
 
     virtual ~LxBusEndpoint() = default;
 
-    /// The address by which services answer this client alone; unique on the bus.
+    /// Unique on the bus.
     virtual QString address() const = 0;
-    /// Receives `topic` from now on. Topics that are routed by symbol bring only the symbols asked for by a
-    /// "SubscribeRequest".
+    /// Receives the messages of `topic` from now on. Of a topic that is routed by symbol, only the symbols subscribed
+    /// by a "SubscribeRequest" are received.
     virtual void subscribe(const QString &topic) = 0;
-    /// Sends and forgets. A "SubscribeRequest" is carried out by the bus itself. A service whose queue is full holds
-    /// this and the requests up as a receiver does LxBusServicePort::publish().
+    /// Sends a message that awaits no answer. The bus itself executes a "SubscribeRequest". Within a process, a service
+    /// whose queue is full blocks this function and the requests as LxBusPublisher::publish() describes.
     virtual void put(const QString &type, const QVariant &body) = 0;
-    /// Sends; the answer comes to LxBusListener::answered. Ok or a negative result.
+    /// Sends a request, whose answer LxBusListener::answered() receives. Returns Ok or a negative Result.
     virtual int requestAsync(const QString &type, const QVariant &body) = 0;
-    /// Sends and waits for the answer. Not to be called from a listener or a service.
+    /// Sends a request and waits for the answer. Returns a Result. Must not be called from a listener or a service.
     virtual int requestSync(const QString &type, const QVariant &body, QVariant *answer) = 0;
 };
 
@@ -60,8 +61,9 @@ struct LxBusRequest
 {
     QString type;
     QVariant body;
-    QString client; ///< the address that sent it
+    QString client; ///< the sender's address as given by the sender: not verified
     quint64 id = 0; ///< 0 if no answer is awaited
+    QByteArray returnAddress {}; ///< where answers are sent; only the link interprets it
 };
 
 /// A service: answers requests of its types. Called on the bus's threads, one call at a time.
@@ -75,52 +77,67 @@ protected:
     ~LxBusService() = default;
 };
 
-/// A service's place on the bus. Any thread; destroying it leaves the bus as LxBusEndpoint does.
+/// A service's connection to the bus. Any thread. The destructor leaves the bus as that of LxBusEndpoint does; requests
+/// that the service has not answered fail with LxBusEndpoint::Closed.
 class LxBusServicePort
 {
 public:
     virtual ~LxBusServicePort() = default;
 
-    /// Publishes `body` on `topic`. `key` is the symbol of topics that are routed by symbol, else empty. A receiver
-    /// whose queue is full holds the call up for a bounded time (LxBusOptions::publishTimeoutMs); after that its
-    /// messages are dropped and counted until it has caught up. A callback of the bus is not held up when no delivery
-    /// thread would be left to make room. Returns the number of receivers in this process's sight: a broker counts as
-    /// one.
-    virtual int publish(const QString &topic, const QString &key, const QVariant &body) = 0;
-    /// Publishes to one client only, by its address, if it has subscribed `topic`.
-    virtual void publishTo(const QString &client, const QString &topic, const QVariant &body) = 0;
     /// Answers `request`, once.
     virtual void answer(const LxBusRequest &request, const QString &type, const QVariant &body) = 0;
-    /// False if publishing on `topic` (and `key`) would reach nobody. Who listens behind a broker is not known: true.
+    /// Publishes to the sender of `request` only, if it has subscribed to `topic`. For requests that await no answer;
+    /// may be called any number of times.
+    virtual void publishTo(const LxBusRequest &request, const QString &topic, const QVariant &body) = 0;
+};
+
+/// A publisher's connection to the bus. Any thread.
+class LxBusPublisher
+{
+public:
+    virtual ~LxBusPublisher() = default;
+
+    /// Publishes `body` on `topic`. `key` is the symbol of topics that are routed by symbol, otherwise empty. Returns
+    /// the number of receivers that accepted the record; a broker counts as one.
+    ///
+    /// Within a process, a receiver whose queue is full blocks the call for a bounded time
+    /// (LxBusOptions::publishTimeoutMs); after that its messages are dropped and counted until it has caught up. A
+    /// callback of the bus is not blocked if no delivery thread would be left to empty the queue.
+    virtual int publish(const QString &topic, const QString &key, const QVariant &body) = 0;
+    /// False if nothing receives `topic` (and `key`). Always true with a broker, which does not report its receivers.
     virtual bool hasListeners(const QString &topic, const QString &key) const = 0;
-    /// Waits until everything that was published before has been taken by its receivers, or by the broker. False on
-    /// time-out. Not to be called from a listener.
+    /// Waits until everything published before has been delivered to the receivers in this process and, with a broker,
+    /// has reached the broker. False on time-out. Must not be called from a callback of the bus.
     virtual bool flush(int timeoutMs) = 0;
 };
 
 struct LxBusOptions
 {
     int requestTimeoutMs = 10000; ///< of synchronous requests
-    int publishTimeoutMs = 10000; ///< how long a publisher waits for a full receiver
-    int queueLimit = 8192; ///< messages waiting for one receiver before its publishers are held up
+    int publishTimeoutMs = 10000; ///< how long a publisher waits for a receiver whose queue is full
+    int queueLimit = 8192; ///< messages waiting for one receiver at which its publishers are blocked
     int threads = 2; ///< delivery threads
 
-    // Of buses with a broker:
-    int pendingLimit = 65536; ///< messages waiting for one receiver before its quotes are conflated
-    bool sendAtOnce = true; ///< each message by itself; otherwise up to a millisecond's worth together, for bulk
-    QString caFile; ///< certificates (PEM) of who may vouch for the broker; empty: LX_BUS_CA, or the system's
+    // With a broker only:
+    int requestLimit = 1024; ///< requests of one user waiting for a service at which further ones are refused
+    int pendingLimit = 65536; ///< messages waiting for one receiver at which its quotes are conflated
+    bool sendAtOnce = true; ///< send each message immediately; false: collect for up to a millisecond, for throughput
+    QString caFile; ///< trusted CA certificates (PEM); empty: LX_BUS_CA, or the system's
     QString credentialsFile; ///< the client's credentials; empty: LX_BUS_CREDENTIALS, or none
 };
 
-/// A transport behind the bus: where endpoints and services meet.
+/// The bus, which connects endpoints, services and publishers. Any thread.
 class LxBusTransport
 {
 public:
     virtual ~LxBusTransport() = default;
 
-    /// Opens an endpoint under `name`; the address is made unique from it.
+    /// Opens an endpoint whose address is derived from `name` and unique. `listener` must outlive the endpoint.
     virtual std::unique_ptr<LxBusEndpoint> openEndpoint(const QString &name, LxBusListener *listener) = 0;
+    /// Opens a service, which must outlive the port. If several services of this process handle a request type, the one
+    /// opened last receives the requests.
     virtual std::unique_ptr<LxBusServicePort> openService(LxBusService *service) = 0;
+    virtual std::unique_ptr<LxBusPublisher> openPublisher() = 0;
     virtual const LxBusStatistics &statistics() const = 0;
     virtual LxBusConnection &connection() = 0;
 };
@@ -128,13 +145,15 @@ public:
 /// The process's bus. Any thread.
 namespace LxBus {
 
-/// Starts the bus at `url`: "inproc:" within the process, or through a broker
-/// "nats://[user[:password]@]host:port[,...]", encrypted "tls://...". False within five seconds, with a reason in
-/// `error`, if there is no such transport, the broker cannot be reached or refuses, or a bus runs already.
+/// Starts the bus at `url`: "inproc:" within the process, "nats://[user[:password]@]host:port[,...]" through a broker,
+/// "tls://..." through a broker with encryption. Takes at most five seconds. False, with the reason in `error`, if the
+/// URL is invalid, the broker cannot be reached or refuses the connection, or a bus is already running.
 LXBUS_EXPORT bool start(const QString &url, const LxBusOptions &options = {}, QString *error = nullptr);
-/// The running bus; starts "inproc:" if none runs. Endpoints and services keep it alive.
+/// The running bus; starts "inproc:" if none is running.
 LXBUS_EXPORT std::shared_ptr<LxBusTransport> current();
-/// Lets go of the running bus; it ends when the last endpoint and service have left.
+/// Ends the running bus once the callbacks in progress have returned; must not be called from one. Endpoints, services
+/// and publishers that are still open stay valid without effect: they send nothing, receive nothing, and requests fail
+/// with Closed. Called automatically when the process exits.
 LXBUS_EXPORT void stop();
 
 } // namespace LxBus

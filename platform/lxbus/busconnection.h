@@ -8,26 +8,26 @@
 #include <QObject>
 #include <QString>
 
-/// How a bus stands with its broker.
+/// The state of the connection to the broker.
 struct LxBusState
 {
     enum Kind {
-        Connected,    ///< all is well; always so of a bus within the process
-        Reconnecting, ///< the connection broke; it is being tried again
-        SlowConsumer, ///< a receiver here does not keep up: its quotes are conflated
-        Closed,       ///< for good
+        Connected, ///< also the state of a bus within the process
+        Reconnecting, ///< the connection was lost; the bus is trying to connect again
+        SlowConsumer, ///< connected, but a receiver in this process does not keep up: its quotes are conflated
+        Closed, ///< permanently
     };
 
     Kind kind = Connected;
     QDateTime since; ///< local time
-    QString reason;  ///< in words; empty if connected
+    QString reason; ///< for people; empty if connected
 
     /// For a status line or a log: "reconnecting since 09:31:07 (connection lost)".
     LXBUS_EXPORT QString text() const;
 };
 Q_DECLARE_METATYPE(LxBusState)
 
-/// The connection of a bus, to be watched. Any thread; signals come on threads of the bus.
+/// Reports the state of a bus's connection. Any thread; the signals are emitted on threads of the bus.
 class LXBUS_EXPORT LxBusConnection : public QObject
 {
     Q_OBJECT
@@ -36,12 +36,12 @@ public:
 
     LxBusState state() const;
 
-    /// For transports: changes the state, and announces it if it is another one.
+    /// For the bus itself: sets the state, and emits stateChanged() if it differs. Closed is final.
     void setState(LxBusState::Kind kind, const QString &reason = QString());
 
 Q_SIGNALS:
     void stateChanged(const LxBusState &state);
-    /// The broker does not permit what was asked of it: a subject that may not be published or read.
+    /// The broker denied permission to publish or to read a subject.
     void refused(const QString &reason);
 
 private:

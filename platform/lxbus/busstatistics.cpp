@@ -16,7 +16,7 @@ void LxBusStatistics::drop(LxBusDrop reason, const QString &type, quint64 count)
         QMutexLocker locker(&m_mutex);
         total = m_counts[index] += count;
         auto ofType = m_countsByType.find(type);
-        if (ofType == m_countsByType.end()) // a deep copy: the text may lie in a library that is unloaded later
+        if (ofType == m_countsByType.end()) // a deep copy, since `type` may be a literal of a library that is unloaded
             ofType = m_countsByType.insert(QString(type.constData(), type.size()), 0);
         *ofType += count;
         if (total < m_nextLogged[index])
@@ -39,7 +39,7 @@ quint64 LxBusStatistics::dropped(const QString &type) const
     return m_countsByType.value(type);
 }
 
-quint64 LxBusStatistics::droppedInAll() const
+quint64 LxBusStatistics::totalDropped() const
 {
     QMutexLocker locker(&m_mutex);
     return std::accumulate(m_counts.begin(), m_counts.end(), quint64(0));
@@ -49,17 +49,17 @@ QString LxBusStatistics::text(LxBusDrop reason)
 {
     switch (reason) {
     case LxBusDrop::NoService:
-        return QStringLiteral("nobody serves this type");
+        return QStringLiteral("no service for this type");
     case LxBusDrop::QueueFull:
         return QStringLiteral("the receiver's queue is full");
     case LxBusDrop::ReceiverGone:
         return QStringLiteral("the receiver has gone");
     case LxBusDrop::LateAnswer:
-        return QStringLiteral("nobody waits for this answer");
+        return QStringLiteral("no request awaits this answer");
     case LxBusDrop::Malformed:
         return QStringLiteral("the message cannot be read or written");
     case LxBusDrop::NotSent:
-        return QStringLiteral("the connection did not take it");
+        return QStringLiteral("the connection did not accept it");
     case LxBusDrop::LostOnTheWay:
         return QStringLiteral("lost on the way");
     case LxBusDrop::Conflated:

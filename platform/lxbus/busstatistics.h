@@ -10,30 +10,31 @@
 
 /// Why the bus dropped a message.
 enum class LxBusDrop {
-    NoService,      ///< nobody serves the request's type
-    QueueFull,      ///< the receiver did not take its messages in time
-    ReceiverGone,   ///< the endpoint or service left with the message still queued, or before its answer came
-    LateAnswer,     ///< an answer after the time-out, a second answer, or an answer to no request
-    Malformed,      ///< a message that the bus itself has to read, or to write for a broker, and cannot
-    NotSent,        ///< the broker's connection did not take it
-    LostOnTheWay,   ///< records that the numbering of those around them shows to be missing
-    Conflated,      ///< a quote that was replaced by a newer one of its symbol, the receiver being slow
+    NoService, ///< no service handles the request's type
+    QueueFull, ///< the receiver did not process its messages in time
+    ReceiverGone, ///< the endpoint or service left while the message was queued, or before its answer arrived
+    LateAnswer, ///< an answer after the time-out, a second answer, or an answer to an unknown request
+    Malformed, ///< a message that the bus cannot decode, or cannot encode for a broker
+    NotSent, ///< the connection to the broker did not accept the message
+    LostOnTheWay, ///< a record that is missing by the numbers of those received, or an answer of which a part is
+                  ///< missing
+    Conflated, ///< a quote that was replaced by a newer one of its symbol because the receiver is slow
 };
 
 /// Counts and logs what a bus drops. Any thread.
 ///
-/// Each reason is logged (category "lx.bus") at its 1st, 10th, 100th, ... message, so that no flood drowns the log.
+/// For each reason the 1st, 10th, 100th, ... message is logged (category "lx.bus"), so that floods do not fill the log.
 class LXBUS_EXPORT LxBusStatistics
 {
 public:
     void drop(LxBusDrop reason, const QString &type, quint64 count = 1);
 
     quint64 dropped(LxBusDrop reason) const;
-    /// Dropped messages of one type or topic, for whatever reason.
+    /// Dropped messages of one type or topic, for all reasons.
     quint64 dropped(const QString &type) const;
-    quint64 droppedInAll() const;
+    quint64 totalDropped() const;
 
-    /// The reason in words.
+    /// A description of the reason, for people.
     static QString text(LxBusDrop reason);
 
 private:

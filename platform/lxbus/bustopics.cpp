@@ -6,7 +6,8 @@
 
 namespace {
 
-// Not local to its function: services may still publish when what is constructed on first use has been destroyed at exit.
+// Not a function-local static: at exit, services may still publish when objects constructed on first use have already
+// been destroyed.
 const QHash<QString, LxRecordKind> routedKinds {
     { QStringLiteral("MDMARKETRECORD"), LxRecordKind::Quote },
     { QStringLiteral("MDINDEXRECORD"), LxRecordKind::Quote },
@@ -47,8 +48,8 @@ QVector<LxSubscription> parseSubscribeRequest(const QVariant &body, int *malform
         const int action = rows.GetValue(QStringLiteral("ActionType"), none).toInt();
         const QString key = rows.GetValue(QStringLiteral("Symbol"), none).toString();
         const bool known = kind >= static_cast<int>(LxRecordKind::Quote)
-                && kind <= static_cast<int>(LxRecordKind::Ranking)
-                && (action == Subscribe || action == Unsubscribe) && !key.isEmpty();
+            && kind <= static_cast<int>(LxRecordKind::Ranking) && (action == Subscribe || action == Unsubscribe)
+            && !key.isEmpty() && key.size() <= KeyLimit;
         if (known)
             subscriptions.append({ static_cast<LxRecordKind>(kind), action == Subscribe, key });
         else

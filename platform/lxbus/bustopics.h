@@ -6,12 +6,12 @@
 #include <QVariant>
 #include <QVector>
 
-/// What a client may subscribe by symbol; the numbers of "MDRecordTypes" in a "SubscribeRequest".
+/// What a client can subscribe to by symbol: the values of "MDRecordTypes" in a "SubscribeRequest".
 enum class LxRecordKind : int {
-    Quote = 1,       ///< quotes of stocks, indices, futures and options
+    Quote = 1, ///< quotes of stocks, indices, futures and options
     Transaction = 2, ///< tick-by-tick transactions
-    Order = 3,       ///< tick-by-tick orders
-    Ranking = 4,     ///< indicator rankings; the key is the ranking's number instead of a symbol
+    Order = 3, ///< tick-by-tick orders
+    Ranking = 4, ///< indicator rankings; the key is the number of the ranking instead of a symbol
 };
 
 /// One row of a "SubscribeRequest".
@@ -24,14 +24,19 @@ struct LxSubscription
 
 namespace LxBusTopics {
 
-/// The type of the message by which a client subscribes.
+/// The longest symbol or other key of a record, in UTF-16 code units.
+constexpr int KeyLimit = 64;
+/// The longest topic, in UTF-16 code units.
+constexpr int TopicLimit = 128;
+
+/// The type of the message with which a client subscribes.
 LXBUS_EXPORT extern const QString subscribeRequest;
 
-/// The record kind that routes `topic` by symbol, or 0 if the topic goes to everybody who subscribed it.
+/// The LxRecordKind of a topic that is routed by symbol, or 0 if all subscribers of the topic receive all its messages.
 LXBUS_EXPORT int routingKind(const QString &topic);
 
-/// Reads the rows of a "SubscribeRequest". `malformed` counts the rows that ask for no known kind or action, and a body
-/// that no packer made.
+/// Reads the rows of a "SubscribeRequest". Adds to `malformed` the number of invalid rows, which have an unknown kind
+/// or action, no symbol or too long a symbol; 1 if the body is not a packed body.
 LXBUS_EXPORT QVector<LxSubscription> parseSubscribeRequest(const QVariant &body, int *malformed);
 
 } // namespace LxBusTopics

@@ -1,10 +1,8 @@
 #include "businessdatabase.h"
 
-#include <lxutils/csvreader.h>
-
 namespace {
 
-// Lives as long as the library is loaded, and so longer than the threads that plug-ins end when they are unloaded.
+// Not a function-local static, since it must outlive the threads of plug-ins, which end when the plug-ins are unloaded.
 CBusinessDataBase instance;
 
 } // namespace
@@ -28,38 +26,20 @@ QString CBusinessDataBase::GetSecurityChineseName(const QString &symbol, const Q
     return security == m_securities.constEnd() ? defaultName : security->name;
 }
 
-bool CBusinessDataBase::LoadSecurities(const QString &path, QString *error)
+void CBusinessDataBase::SetSecurities(const QHash<QString, Security> &securities)
 {
-    const auto fail = [error](const QString &reason) {
-        if (error)
-            *error = reason;
-        return false;
-    };
-    CsvReader reader;
-    if (!reader.open(path))
-        return fail(QStringLiteral("%1: %2").arg(path, reader.errorString()));
-    const int symbol = reader.column(QStringLiteral("Symbol"));
-    const int name = reader.column(QStringLiteral("SecurityName"));
-    const int type = reader.column(QStringLiteral("SecurityType"));
-    if (symbol < 0 || name < 0 || type < 0)
-        return fail(QStringLiteral("%1: no column Symbol, SecurityName or SecurityType").arg(path));
-
-    QHash<QString, Security> securities;
-    while (reader.next()) {
-        const QVector<QByteArray> &cells = reader.cells();
-        securities.insert(QString::fromUtf8(cells.value(symbol)),
-                          { QString::fromUtf8(cells.value(name)), QString::fromUtf8(cells.value(type)) });
-    }
-    if (reader.hasError())
-        return fail(QStringLiteral("%1: %2").arg(path, reader.errorString()));
-
     QWriteLocker locker(&m_lock);
-    m_securities.swap(securities);
-    return true;
+    m_securities = securities;
 }
 
 bool CBusinessDataBase::HasSymbol(const QString &symbol) const
 {
     QReadLocker locker(&m_lock);
     return m_securities.contains(symbol);
+}
+
+QHash<QString, CBusinessDataBase::Security> CBusinessDataBase::Securities() const
+{
+    QReadLocker locker(&m_lock);
+    return m_securities;
 }

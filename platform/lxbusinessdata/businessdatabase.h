@@ -6,10 +6,11 @@
 #include <QReadWriteLock>
 #include <QString>
 
-/// Names and types of securities, loaded once at start by whoever hosts the client. Any thread.
+/// Names and types of securities, which the host program loads once when it starts. Any thread.
 class LXBUSINESSDATA_EXPORT CBusinessDataBase
 {
 public:
+    /// The table of the process.
     static CBusinessDataBase *GetInstance();
 
     /// The type of a security ("stock", "index", "future"); empty if the symbol is unknown.
@@ -17,18 +18,21 @@ public:
     /// The Chinese name of a security, or `defaultName` if the symbol is unknown.
     QString GetSecurityChineseName(const QString &symbol, const QString &defaultName);
 
-    /// Replaces the table by that of a CSV file with the columns "Symbol", "SecurityName" and "SecurityType". False,
-    /// with the reason in `error` and the table as it was, if the file cannot be read or lacks a column.
-    bool LoadSecurities(const QString &path, QString *error);
-    bool HasSymbol(const QString &symbol) const;
-
-private:
+    /// An entry of the table.
     struct Security
     {
-        QString name;
-        QString type;
+        QString name; ///< in Chinese
+        QString type; ///< "stock", "index" or "future"
     };
 
+    /// Replaces the table; the keys are symbols.
+    void SetSecurities(const QHash<QString, Security> &securities);
+    /// Whether the table has an entry for `symbol`.
+    bool HasSymbol(const QString &symbol) const;
+    /// The whole table.
+    QHash<QString, Security> Securities() const;
+
+private:
     mutable QReadWriteLock m_lock;
     QHash<QString, Security> m_securities;
 };

@@ -8,10 +8,10 @@
 namespace Orca_Fields {
 
 namespace System {
-extern LXDEFINE_EXPORT const QString msgType;          ///< the message type, repeated in the body
-extern LXDEFINE_EXPORT const QString clientMsgID;      ///< id that the packer gives to each body
+extern LXDEFINE_EXPORT const QString msgType; ///< the message type, repeated in the body
+extern LXDEFINE_EXPORT const QString clientMsgID; ///< id that the packer assigns to each body
 extern LXDEFINE_EXPORT const QString requestExeStatus; ///< status of an answer, in its row 0
-extern LXDEFINE_EXPORT const QString subGroupNumber;   ///< count of the data rows of a request
+extern LXDEFINE_EXPORT const QString subGroupNumber; ///< number of data rows of a request or answer
 } // namespace System
 
 namespace Security {

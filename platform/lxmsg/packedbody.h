@@ -4,10 +4,11 @@
 #include <lxmsg/rowlayout.h>
 
 #include <QMetaType>
+#include <QVarLengthArray>
 #include <QVariant>
 #include <QVector>
 
-/// One row of a packed body: a layout and as many values.
+/// One row of a packed body: a layout and the values of its keys.
 struct LxPackedRow
 {
     LxRowLayout::Pointer layout;
@@ -16,42 +17,40 @@ struct LxPackedRow
 
 /// The packed body of a message: rows of keys and values. Rows of one kind share their layout (LxRowLayout).
 ///
-/// Immutable. Messages carry it in a QVariant, whose copies all share it: publishing it to any number of endpoints,
-/// queueing it and holding it copy no row. Any thread.
+/// Immutable; any thread. Messages contain it in a QVariant, whose copies all share the rows: publishing it to any
+/// number of endpoints, queuing it and keeping it copies no row.
 class LXMSG_EXPORT LxPackedBody
 {
 public:
-    /// A body of no rows.
+    /// A body without rows.
     LxPackedBody() = default;
-    explicit LxPackedBody(QVector<LxPackedRow> rows);
+    explicit LxPackedBody(const QVector<LxPackedRow> &rows) { m_rows.append(rows.constData(), rows.size()); }
     /// A body of one row.
-    static LxPackedBody ofRow(LxPackedRow row);
-
-    /// The body in `message`, or a body of no rows when `message` holds something else. Valid as long as `message` or a
-    /// copy of it.
-    static const LxPackedBody &fromVariant(const QVariant &message);
-    QVariant toVariant() const & { return LxPackedBody(*this).toVariant(); }
-    QVariant toVariant() &&;
-
-    int rowCount() const { return m_rowCount; }
-    /// The row, or null when the number is out of range.
-    const LxPackedRow *row(int number) const
+    static LxPackedBody ofRow(const LxPackedRow &row)
     {
-        if (number < 0 || number >= m_rowCount)
-            return nullptr;
-        return number == 0 ? &m_head : &m_others.at(number - 1);
+        LxPackedBody body;
+        body.m_rows.append(row);
+        return body;
+    }
+
+    /// The body in `message`, or a body without rows if `message` holds something else. The reference is valid as long
+    /// as `message` or a copy of it exists.
+    static const LxPackedBody &fromVariant(const QVariant &message);
+    QVariant toVariant() const { return QVariant::fromValue(*this); }
+
+    int rowCount() const { return m_rows.size(); }
+    /// The row, or null if `index` is out of range.
+    const LxPackedRow *row(int index) const
+    {
+        return index >= 0 && index < m_rows.size() ? &m_rows.at(index) : nullptr;
     }
 
 private:
-    // Market records are one row, and each step from one piece of memory to the next costs a reader on another core
-    // more than reading it: the first row stands in the body itself.
-    int m_rowCount = 0;
-    LxPackedRow m_head;
-    QVector<LxPackedRow> m_others;
+    QVarLengthArray<LxPackedRow, 1> m_rows; // a market record is one row, which needs no allocation
 };
 
-// Larger than a pointer: a QVariant counts the owners of such a value itself. What is small enough to stand in the
-// QVariant is copied by functions that are looked up under a lock which all threads share, for every copy.
+// A larger type is reference-counted by QVariant. One that fits into the QVariant itself is copied by QMetaType under a
+// lock that all threads share.
 static_assert(sizeof(LxPackedBody) > sizeof(QVariant::Private::Data), "copies of a variant share the body");
 
 Q_DECLARE_TYPEINFO(LxPackedRow, Q_MOVABLE_TYPE);

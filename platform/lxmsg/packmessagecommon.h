@@ -12,23 +12,24 @@
 ///     pack.AddVaule(QStringLiteral("Symbol"), symbol);
 ///     message->SetMsg(pack.GetPackedMsg(false));
 ///
-/// A body may hold text, int, 64-bit int, double, bool, string lists, and lists and maps of these. Not thread-safe.
+/// A body may contain values of the types string, int, 64-bit int, double, bool and string list, and lists and maps of
+/// these. Not thread-safe.
 class LXMSG_EXPORT CPackMessageCommon
 {
 public:
-    /// Takes a client message id that is unique in the process's lifetime.
+    /// Assigns a client message id that is unique within the process.
     CPackMessageCommon();
 
-    /// Sets `key` in the current row; the first call opens row 0. A key that the row has already is overwritten.
+    /// Sets `key` in the current row; the first call opens row 0. An existing value of the key is replaced.
     void AddVaule(const QString &key, const QVariant &value);
-    /// Opens the next row, behind the last one, and stands on it.
+    /// Appends a row and makes it the current row.
     void AddRow();
-    /// Stands on `row`. A number out of range is refused with a warning.
+    /// Makes `row` the current row. An index out of range is ignored with a warning.
     void SetCurrentRow(int row);
     /// The value of `key` in the current row, or the client message id for Orca_Fields::System::clientMsgID.
     /// Invalid if absent.
     QVariant GetValue(const QString &key) const;
-    /// The body packed so far; of no rows if nothing was added. The flag has no meaning on this platform.
+    /// The body, which has no rows if nothing was added. The flag has no meaning on this platform.
     QVariant GetPackedMsg(bool flag);
 
 private:

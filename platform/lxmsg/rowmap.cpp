@@ -1,74 +1,52 @@
 #include "rowmap_p.h"
 
-#include "variantcopy.h"
+#include "qtinternals_p.h"
 
 #include <array>
-#include <cstring>
+#include <atomic>
 #include <vector>
 
 namespace {
 
 using Map = QMap<QString, QVariant>;
 
-constexpr size_t LayoutsKept = 8; // more than there are kinds of records at the same time
+constexpr size_t MaxMaps = 8; // more than the kinds of records that a thread handles at the same time
 
-// Answers of a service come with a layout of their own each; small rows are made faster than remembered.
-constexpr int FewestKeysKept = 16;
+// Each answer of a service has a layout of its own, so maps of small rows would never be reused.
+constexpr int MinKeys = 16;
 
 Map newMap(const LxPackedRow &row)
 {
     Map map;
     const QVector<QString> &keys = row.layout->keys();
-    // Backwards, so that of a repeated key the first one stands, as in GetValue.
+    // Backwards, so that the first value of a repeated key remains, as in GetValue().
     for (int i = keys.size() - 1; i >= 0; --i)
         map.insert(keys.at(i), row.values.at(i));
     return map;
 }
 
-bool isText(const QVariant &value)
-{
-    return value.data_ptr().type == QVariant::String;
-}
-
-// Copies the characters, into the memory of the text that `target` has.
-void copyText(const QString &text, QVariant *target)
-{
-    if (text.isEmpty()) {
-        *target = text.isNull() ? QString() : QString::fromLatin1("");
-        return;
-    }
-    if (!isText(*target))
-        *target = QString();
-    auto *own = static_cast<QString *>(target->data());
-    if (own->size() != text.size())
-        own->resize(text.size());
-    std::memcpy(own->data(), text.constData(), static_cast<size_t>(text.size()) * sizeof(QChar));
-}
-
-class KeptMap
+// The map of the latest row of one layout.
+class ReusableMap
 {
 public:
-    bool isOf(const LxPackedRow &row) const { return m_layout == row.layout; }
+    const LxRowLayout *layout() const { return m_layout.get(); }
 
-    void begin(const LxPackedRow &row)
+    void reset(const LxRowLayout::Pointer &layout)
     {
-        m_layout = row.layout;
-        m_map = {};
+        m_layout = layout;
+        m_map.clear();
     }
 
-    // The row as a map. False if it has values that cannot be kept.
-    bool write(const LxPackedRow &row)
+    // False if the row has values that a map must not keep: the map may exist longer than the caller uses it.
+    bool assign(const LxPackedRow &row)
     {
         if (m_map.isEmpty() || !m_map.isDetached())
-            makeMap();
-        // Whoever held the map before has let go of it, perhaps on another thread.
+            create();
+        // The previous user may have released the map on another thread.
         std::atomic_thread_fence(std::memory_order_acquire);
         const QVariant *value = row.values.constData();
-        for (Target &target : m_targets) {
-            // As a rule a cell has the type that it had in the row before.
-            if (LxVariantCopy::kindOf(*value) == target.kind)
-                LxVariantCopy::assignSameKind(*value, target.value);
-            else if (!writeOther(*value, &target))
+        for (QVariant *target : m_targets) {
+            if (target && !assignValue(*value, target))
                 return false;
             ++value;
         }
@@ -78,68 +56,61 @@ public:
     const Map &map() const { return m_map; }
 
 private:
-    struct Target
+    void create()
     {
-        QVariant *value = nullptr; // in m_map; none for a repeated key
-        LxVariantCopy::Kind kind = LxVariantCopy::NoKind; // of the value, if it is plain
-    };
-
-    void makeMap()
-    {
-        const QVector<QString> &keys = m_layout->keys();
-        m_map = {};
-        for (const QString &key : keys)
-            m_map.insert(key, QVariant());
-        // A value stays where it is as long as the map is not shared. Of a repeated key the first position counts.
-        m_targets.assign(static_cast<size_t>(keys.size()), Target());
-        for (int i = keys.size() - 1; i >= 0; --i) {
-            QVariant *const value = &m_map.find(keys.at(i)).value();
-            for (Target &target : m_targets) {
-                if (target.value == value)
-                    target.value = nullptr;
-            }
-            m_targets[static_cast<size_t>(i)].value = value;
+        m_map.clear();
+        m_targets.clear();
+        for (const QString &key : m_layout->keys()) {
+            const bool isRepeated = m_map.contains(key);
+            // Pointers to the values stay valid as long as the map is not shared.
+            m_targets.push_back(isRepeated ? nullptr : &*m_map.insert(key, QVariant()));
         }
     }
 
-    static bool writeOther(const QVariant &value, Target *target)
+    static bool assignValue(const QVariant &value, QVariant *target)
     {
-        const bool plain = LxVariantCopy::isPlain(value);
-        if (!target->value)
-            return plain || isText(value);
-        target->kind = plain ? LxVariantCopy::kindOf(value) : LxVariantCopy::NoKind;
-        if (plain)
-            *target->value = value;
-        else if (isText(value))
-            copyText(*static_cast<const QString *>(value.constData()), target->value);
-        else
+        if (LxQtInternals::isPlain(value)) {
+            LxQtInternals::assign(value, target);
+            return true;
+        }
+        if (value.userType() != QMetaType::QString)
             return false;
+        assignString(*static_cast<const QString *>(value.constData()), target);
         return true;
+    }
+
+    // Copies the characters, if possible into the memory that `target` already has.
+    static void assignString(const QString &string, QVariant *target)
+    {
+        if (target->userType() != QMetaType::QString || string.isEmpty())
+            *target = string.isNull() ? QString() : QString::fromLatin1("");
+        if (!string.isEmpty())
+            static_cast<QString *>(target->data())->setUnicode(string.constData(), string.size());
     }
 
     LxRowLayout::Pointer m_layout;
     Map m_map;
-    std::vector<Target> m_targets; // by position
+    std::vector<QVariant *> m_targets; // by index of the layout, in m_map; null for a repeated key
 };
 
-struct KeptMaps
+struct ReusableMaps
 {
-    std::array<KeptMap, LayoutsKept> maps;
-    size_t oldest = 0;
-    bool *closed;
+    std::array<ReusableMap, MaxMaps> maps;
+    size_t next = 0; // the one to replace
+    bool *destroyed;
 
-    explicit KeptMaps(bool *closedFlag) : closed(closedFlag) { }
-    ~KeptMaps() { *closed = true; }
+    explicit ReusableMaps(bool *flag) : destroyed(flag) { }
+    ~ReusableMaps() { *destroyed = true; }
 
-    KeptMap &of(const LxPackedRow &row)
+    ReusableMap &of(const LxPackedRow &row)
     {
-        for (KeptMap &map : maps) {
-            if (map.isOf(row))
+        for (ReusableMap &map : maps) {
+            if (map.layout() == row.layout.get())
                 return map;
         }
-        KeptMap &map = maps[oldest];
-        oldest = (oldest + 1) % maps.size();
-        map.begin(row);
+        ReusableMap &map = maps[next];
+        next = (next + 1) % maps.size();
+        map.reset(row.layout);
         return map;
     }
 };
@@ -148,13 +119,13 @@ struct KeptMaps
 
 QMap<QString, QVariant> LxRowMap::of(const LxPackedRow &row)
 {
-    if (row.values.size() < FewestKeysKept)
+    if (row.values.size() < MinKeys)
         return newMap(row);
-    // Libraries may read rows from destructors that run after those of this thread's variables.
-    thread_local bool closed = false;
-    if (closed)
+    // Libraries may read rows in destructors that run after this thread's variables were destroyed.
+    thread_local bool destroyed = false;
+    if (destroyed)
         return newMap(row);
-    thread_local KeptMaps kept(&closed);
-    KeptMap &map = kept.of(row);
-    return map.write(row) ? map.map() : newMap(row);
+    thread_local ReusableMaps maps(&destroyed);
+    ReusableMap &map = maps.of(row);
+    return map.assign(row) ? map.map() : newMap(row);
 }

@@ -1,19 +1,19 @@
 #include "unpackmessagecommon.h"
 
+#include "qtinternals_p.h"
 #include "rowmap_p.h"
 
 namespace {
 
-// A reader wants nearly all values, in an order of its own; they come from another core's memory, all at the same time.
-void fetch(const QVector<QVariant> &values)
+// A reader needs nearly all values, and they are in another core's cache: fetching them together takes little longer
+// than fetching one.
+void prefetch(const QVector<QVariant> &values)
 {
 #ifdef __GNUC__
-    constexpr int LineBytes = 64;
-    constexpr int MostBytes = 64 * static_cast<int>(sizeof(QVariant));
-    const auto *bytes = reinterpret_cast<const char *>(values.constData());
-    const int size = qMin(values.size() * static_cast<int>(sizeof(QVariant)), MostBytes);
-    for (int at = 0; at < size; at += LineBytes)
-        __builtin_prefetch(bytes + at);
+    constexpr int ValuesPerLine = 64 / sizeof(QVariant);
+    constexpr int MaxValues = 64;
+    for (int i = 0; i < values.size() && i < MaxValues; i += ValuesPerLine)
+        __builtin_prefetch(&values.at(i));
 #else
     Q_UNUSED(values)
 #endif
@@ -27,23 +27,31 @@ void CUnPackMessageCommon::SetUnPackMsg(const QVariant &msg, bool flag)
 {
     Q_UNUSED(flag)
     m_message = msg;
-    m_body = &LxPackedBody::fromVariant(m_message);
     SetCurrentRow(0);
 }
 
 int CUnPackMessageCommon::GetRowCount() const
 {
-    return m_body ? m_body->rowCount() : 0;
+    return LxPackedBody::fromVariant(m_message).rowCount();
 }
 
 void CUnPackMessageCommon::SetCurrentRow(int row)
 {
-    m_row = m_body ? m_body->row(row) : nullptr;
-    m_layout = m_row ? m_row->layout.get() : nullptr;
-    m_values = m_row ? m_row->values.constData() : nullptr;
+    m_row = LxPackedBody::fromVariant(m_message).row(row);
     m_lastFound = -1;
     if (m_row)
-        fetch(m_row->values);
+        prefetch(m_row->values);
+}
+
+QVariant CUnPackMessageCommon::GetValue(const QString &key, const QVariant &defaultValue) const
+{
+    if (!m_row)
+        return defaultValue;
+    const int found = m_row->layout->find(key, m_lastFound);
+    if (found < 0)
+        return defaultValue;
+    m_lastFound = found;
+    return LxQtInternals::copy(m_row->values.at(found));
 }
 
 QMap<QString, QVariant> CUnPackMessageCommon::GetRowValue() const

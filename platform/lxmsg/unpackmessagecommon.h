@@ -2,7 +2,6 @@
 
 #include <lxmsg/lxmsg_export.h>
 #include <lxmsg/packedbody.h>
-#include <lxmsg/variantcopy.h>
 
 #include <QMap>
 #include <QString>
@@ -10,37 +9,32 @@
 
 /// Reads the rows of a packed body.
 ///
-/// Accepts anything: a variant that no packer made has no rows, a row number out of range leaves a row that reads as
-/// empty. Nothing is thrown; looking for an absent key allocates nothing. Reading one key after another in the same
-/// order for every record is the fast way. Not thread-safe; bodies may be shared between readers.
+///     CUnPackMessageCommon rows;
+///     rows.SetUnPackMsg(message.GetMsg(), false);
+///     const double price = rows.GetValue(QStringLiteral("LastPx"), 0.0).toDouble();
+///
+/// Accepts any variant: one that is not a packed body has no rows. If a row index is out of range, the current row is
+/// empty. Nothing is thrown; looking up an absent key allocates nothing. Reading is fastest if the keys are read in the
+/// same order for every record. Not thread-safe, but readers on different threads may share a body.
 class LXMSG_EXPORT CUnPackMessageCommon
 {
 public:
     CUnPackMessageCommon();
 
-    /// Loads a body and stands on row 0. The flag has no meaning on this platform.
+    /// Loads a body and makes row 0 the current row. The flag has no meaning on this platform.
     void SetUnPackMsg(const QVariant &msg, bool flag);
+    /// The number of rows; 0 for a body that no packer made.
     int GetRowCount() const;
+    /// Makes `row`, counted from 0, the current row.
     void SetCurrentRow(int row);
     /// The value of `key` in the current row, or `defaultValue` if the row has no such key.
-    QVariant GetValue(const QString &key, const QVariant &defaultValue) const
-    {
-        if (!m_row)
-            return defaultValue;
-        const int position = m_layout->find(key, m_lastFound);
-        if (position < 0)
-            return defaultValue;
-        m_lastFound = position;
-        return LxVariantCopy::copy(m_values[position]);
-    }
-    /// All keys and values of the current row. A map that is gone by the next call costs no allocation.
+    QVariant GetValue(const QString &key, const QVariant &defaultValue) const;
+    /// All keys and values of the current row. Usually allocates nothing for a record of the same kind as an earlier
+    /// one whose map has been released.
     QMap<QString, QVariant> GetRowValue() const;
 
 private:
-    QVariant m_message; // keeps the body
-    const LxPackedBody *m_body = nullptr;
+    QVariant m_message; // owns the current row
     const LxPackedRow *m_row = nullptr;
-    const LxRowLayout *m_layout = nullptr; // of the row
-    const QVariant *m_values = nullptr; // of the row
-    mutable int m_lastFound = -1; // position found by the last look-up in this row
+    mutable int m_lastFound = -1; // index that the last look-up in this row found
 };

@@ -1,9 +1,9 @@
 #pragma once
 
-/// Values of the platform's message interface that endpoints pass on.
+/// Constants of the platform's message interface.
 struct IMessageInterface
 {
-    /// How an endpoint wishes to be called. The type is open: plug-ins pass numbers of their own. On this platform
-    /// every endpoint is called on the bus's threads, one call at a time, whatever its type.
+    /// The kind of thread on which an endpoint is called. Plug-ins may pass other numbers. This platform ignores the
+    /// type and calls every endpoint on the threads of the bus, one call at a time.
     enum ThreadType : int { BusThread = 0 };
 };

@@ -8,24 +8,27 @@
 
 #include <memory>
 
-/// Base of the object that a plug-in library brings: the platform finds it when the library is loaded
-/// (LxPluginHost::load()) and brings the plug-in up through it.
+/// Base class of plug-in objects. LxPluginHost::load() finds the plug-in objects that a library constructs when it is
+/// loaded, and calls initialize().
 class LXWIDGET_EXPORT LxPluginBaseObject : public QObject
 {
     Q_OBJECT
 
 public:
+    /// Enters the object among those that LxPluginHost::load() initialises.
     explicit LxPluginBaseObject(QObject *parent = nullptr);
     ~LxPluginBaseObject() override;
 
-    /// Brings the plug-in up. Does nothing here.
+    /// Called once by the host, on the thread that loads the plug-in. The default implementation does nothing.
     virtual void initialize();
-    /// Told before the client closes. Does nothing here.
+    /// Called before the client closes. The default implementation does nothing.
     virtual void doBeforeClose();
 
-    /// The plug-in's property table; both setters write it. Any thread.
+    /// A property of the plug-in; invalid if it has not been set. Any thread.
     QVariant getPluginObjectPropety(const QString &key) const;
+    /// Sets a property of the plug-in. Any thread.
     void setPluginObjectPropety(const QString &key, const QVariant &value);
+    /// As setPluginObjectPropety(): both write the same table.
     void setPluginWidgetPropety(const QString &key, const QVariant &value);
 
 private:

@@ -45,22 +45,22 @@ bool LxPluginHost::load(const QString &file, QString *error)
             *error = library.errorString();
         return false;
     }
-    QVector<LxPluginBaseObject *> fresh;
+    QVector<LxPluginBaseObject *> added;
     {
         QMutexLocker locker(&registry().mutex);
         for (LxPluginBaseObject *plugin : std::as_const(registry().plugins)) {
             if (!registry().initialized.contains(plugin)) {
                 registry().initialized.insert(plugin);
-                fresh.append(plugin);
+                added.append(plugin);
             }
         }
     }
-    if (fresh.isEmpty()) {
+    if (added.isEmpty()) {
         if (error)
-            *error = QStringLiteral("%1 brings no plug-in object").arg(file);
+            *error = QStringLiteral("%1 has no plug-in object").arg(file);
         return false;
     }
-    for (LxPluginBaseObject *plugin : std::as_const(fresh))
+    for (LxPluginBaseObject *plugin : std::as_const(added))
         plugin->initialize();
     return true;
 }

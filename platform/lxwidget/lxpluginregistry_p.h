@@ -2,7 +2,7 @@
 
 class LxPluginBaseObject;
 
-/// Which plug-in objects are alive; they enter and leave by themselves.
+/// The existing plug-in objects, which register themselves. Any thread.
 namespace LxPluginRegistry {
 void enter(LxPluginBaseObject *plugin);
 void leave(LxPluginBaseObject *plugin);

@@ -11,41 +11,47 @@
 
 class CMessageCommon;
 
-/// A bus endpoint: sends messages and hears what it subscribed to.
+/// A bus endpoint: sends messages, and receives the messages of the topics that it has subscribed to.
 ///
-/// The Proc functions are called on the bus's threads, one call at a time, and never once the destructor has waited
-/// for the call under way. Put, Sub and the requests may be called from any thread; sendRequest_Sync not from a Proc
-/// function. Every message handed over belongs to the bus from then on, also when the call fails.
+/// The Proc functions are called on the threads of the bus, one call at a time; the destructor waits for a call that is
+/// in progress, after which there are no more. Put, Sub and the requests may be called from any thread, except that
+/// sendRequest_Sync must not be called from a Proc function. The bus takes ownership of every message passed to it,
+/// even if the call fails.
 class LXWIDGET_EXPORT LxPresenterClass : public QObject
 {
     Q_OBJECT
 
 public:
-    /// Joins the process's bus (LxBus::current()). `name` becomes the plug-in id, with a number behind it if another
-    /// endpoint has it already. The thread type has no meaning on this platform.
+    /// Joins the process's bus (LxBus::current()). The plug-in id is `name`, with a number appended if another endpoint
+    /// uses it. The thread type has no meaning on this platform.
     LxPresenterClass(const QString &name, QObject *parent, IMessageInterface::ThreadType type);
-    /// Leaves the bus; waits for a callback that is under way. Not to be called from a callback.
+    /// Leaves the bus. Waits for a callback that is in progress, so it must not be called from a callback.
     ~LxPresenterClass() override;
 
-    /// Direct messages and events between plug-ins; nothing on this platform sends them. They do nothing here.
+    /// Direct messages between plug-ins, which nothing on this platform sends. The default implementation does
+    /// nothing.
     virtual void ProcMsg(QString strSrc, QVariant msgType, QVariant msgData);
+    /// As ProcMsg().
     virtual void ProcEventMsg(QString strSrc, QVariant msgType, QVariant msgData);
-    /// A message published on a topic subscribed with Sub(). Does nothing here.
+    /// A message of a topic subscribed with Sub(). The default implementation does nothing.
     virtual void ProcSubMsg(QString strSrc, QVariant msgType, QVariant msgData);
-    /// The answer to a sendRequest_Async(): number of the request, sender, message type, body. Does nothing here.
+    /// The answer to a request sent with sendRequest_Async(): request id, sender, message type, body. The default
+    /// implementation does nothing.
     virtual void ProcAsyncCallBack(int nId, QString str, QVariant vA, QVariant vB);
-    /// For plug-ins that set themselves up apart from construction; the platform does not call it.
+    /// For plug-ins that initialise themselves after construction; the platform does not call it.
     virtual void initPresenter();
 
     /// The address of this endpoint on the bus.
     QString pluginPid() const;
     /// Receives `topic` from now on. The id and the flag have no meaning on this platform.
     void Sub(const QString &pid, const QVariant &topic, int flag);
-    /// Sends and forgets.
+    /// Sends a message that awaits no answer.
     void Put(const QString &pid, CMessageCommon *message);
-    /// Sends; the answer comes to ProcAsyncCallBack. 0, or negative if the request could not be sent.
+    /// Sends a request, whose answer ProcAsyncCallBack() receives. Returns 0, or a negative LxBusEndpoint::Result if it
+    /// could not be sent.
     int sendRequest_Async(CMessageCommon *message);
-    /// Sends and waits for the answer. 0, 1 on time-out, or negative if the request could not be sent.
+    /// Sends a request and waits for the answer. Returns 0 on success, 1 after a time-out, or a negative
+    /// LxBusEndpoint::Result if the request could not be sent or will not be answered.
     int sendRequest_Sync(CMessageCommon *message, QVariant &result);
 
 private:

@@ -2,22 +2,13 @@
 
 double SummitBusiUtils::GetLastPriceFromTick(const QMap<QString, QVariant> &row)
 {
-    static const QString lastPx = QStringLiteral("LastPx");
-    static const QString referencePrices[] = { QStringLiteral("PreSettlePrice"), QStringLiteral("PreClosePx") };
+    static const QString keys[] = { QStringLiteral("LastPx"), QStringLiteral("PreSettlePrice"),
+                                    QStringLiteral("PreClosePx") };
 
-    const auto last = row.constFind(lastPx);
-    if (last != row.constEnd()) {
-        const double price = last->toDouble();
+    for (const QString &key : keys) {
+        const auto field = row.constFind(key);
+        const double price = field != row.constEnd() ? field->toDouble() : 0.0;
         if (price > 0.0)
-            return price;
-    }
-    for (const QString &key : referencePrices) {
-        const auto reference = row.constFind(key);
-        if (reference == row.constEnd())
-            continue;
-        bool isNumber = false;
-        const double price = reference->toDouble(&isNumber);
-        if (isNumber)
             return price;
     }
     return 0.0;

@@ -11,19 +11,27 @@
 
 #include <csignal>
 
-const QString marketd = QStringLiteral(LX_MARKETD_PROGRAM);
-const QString lxquote = QStringLiteral(LX_QUOTE_PROGRAM);
-const QString symbol = QStringLiteral("600519.SH");
+inline const QString marketd = QStringLiteral(LX_MARKETD_PROGRAM);
+inline const QString lxquote = QStringLiteral(LX_QUOTE_PROGRAM);
+inline const QString symbol = QStringLiteral("600519.SH");
+
+/// A recording of two symbols, and its file name.
+inline const QByteArray smallRecording = "MDDate,MDTime,Symbol,PreClosePx,LastPx,TotalVolumeTrade,TotalValueTrade\n"
+                                         "20230201,093000000,600519.SH,1800,1800,100,180000\n"
+                                         "20230201,093000000,000333.SZ,55,55,100,5500\n"
+                                         "20230201,093001000,600519.SH,1800,1790,200,359000\n"
+                                         "20230201,093002000,600519.SH,1800,1810.25,300,540025\n";
+inline const QString smallFile = QStringLiteral("stock_snapshots_20230201.csv");
 
 inline QStringList words(const char *text)
 {
     return QString::fromLatin1(text).split(QLatin1Char(' '), Qt::SkipEmptyParts);
 }
 
-/// For what other programs do; far longer than they take.
+/// Waits for other programs; the limit is far longer than they need.
 #define VERIFY_SOON(condition) QTRY_VERIFY_WITH_TIMEOUT(condition, 60000)
 
-/// A store of the recorded data, and an environment that names no bus.
+/// Builds a store of the recorded data, and removes the bus settings from the environment.
 class BusProgramsTest : public QObject
 {
     Q_OBJECT
@@ -33,7 +41,8 @@ protected Q_SLOTS:
     {
         m_store = m_folder.filePath(QStringLiteral("store"));
         Importer importer(QStringLiteral(LX_DATA_DIR), m_store, nullptr);
-        QVERIFY2(importer.run() == Importer::Imported, qPrintable(importer.errorString()));
+        QString error;
+        QVERIFY2(importer.run(&error), qPrintable(error));
         for (const char *name : { "LX_BUS_URL", "LX_BUS_CA", "LX_BUS_CREDENTIALS" })
             qunsetenv(name);
     }
@@ -43,7 +52,7 @@ protected:
     QString m_store;
 };
 
-/// And a broker for each test, which logs who subscribes what.
+/// Adds a broker for each test, which logs the subscriptions.
 class BrokerTest : public BusProgramsTest
 {
     Q_OBJECT

@@ -1,8 +1,8 @@
-#include "busear.h"
+#include "busrecorder.h"
 
 #include <lxmsg/unpackmessagecommon.h>
 
-BusEar::BusEar(Topics topics) : m_endpoint(LxBus::current()->openEndpoint(QStringLiteral("Ear"), this))
+BusRecorder::BusRecorder(Topics topics) : m_endpoint(LxBus::current()->openEndpoint(QStringLiteral("Recorder"), this))
 {
     const QString names = topics == Records ? QStringLiteral("MDMARKETRECORD MDINDEXRECORD MDFUTURERECORD "
                                                              "MDTRANSACTIONRECORD MDORDERRECORD")
@@ -11,7 +11,7 @@ BusEar::BusEar(Topics topics) : m_endpoint(LxBus::current()->openEndpoint(QStrin
         m_endpoint->subscribe(name);
 }
 
-void BusEar::ask(LxRecordKind kind, const QStringList &keys)
+void BusRecorder::ask(LxRecordKind kind, const QStringList &keys)
 {
     QVector<Market::Row> rows;
     for (const QString &key : keys) {
@@ -22,16 +22,16 @@ void BusEar::ask(LxRecordKind kind, const QStringList &keys)
     m_endpoint->put(LxBusTopics::subscribeRequest, Market::packed(rows));
 }
 
-void BusEar::published(const QString &, const QString &topic, const QVariant &body)
+void BusRecorder::published(const QString &, const QString &topic, const QVariant &body)
 {
     CUnPackMessageCommon unpack;
     unpack.SetUnPackMsg(body, false);
-    Heard record { topic, {} };
+    Received record { topic, {} };
     for (int i = 0; i < unpack.GetRowCount(); ++i) {
         unpack.SetCurrentRow(i);
         record.rows.append(unpack.GetRowValue());
     }
-    heard.append(record);
-    if (onHeard)
-        onHeard(record);
+    received.append(record);
+    if (onReceived)
+        onReceived(record);
 }

@@ -6,12 +6,11 @@
 
 #include <QVector>
 
-/// An endpoint that writes down what is published, without the library in between. To be read when the publisher has
-/// flushed.
-class BusEar final : private LxBusListener
+/// An endpoint that records what is published on the bus, without the library. Read it after the publisher has flushed.
+class BusRecorder final : private LxBusListener
 {
 public:
-    struct Heard
+    struct Received
     {
         QString topic;
         QVector<Market::Row> rows;
@@ -19,15 +18,15 @@ public:
         QString text(const char *key) const { return rows.at(0).value(QString::fromLatin1(key)).toString(); }
     };
 
-    /// Hears quotes, transactions and orders, or the analyses of the market.
+    /// Subscribes to quotes, transactions and orders, or to the market analyses.
     enum Topics { Records, Analyses };
-    explicit BusEar(Topics topics = Records);
+    explicit BusRecorder(Topics topics = Records);
 
-    /// Asks for the records of `kind` of these symbols, or for rankings by their number.
+    /// Subscribes to the records of `kind` of these symbols, or to rankings by their number.
     void ask(LxRecordKind kind, const QStringList &keys);
 
-    QVector<Heard> heard; ///< written by the bus's threads
-    std::function<void(const Heard &)> onHeard; ///< called by the bus's threads; to be set before asking
+    QVector<Received> received; ///< written by the bus's threads
+    std::function<void(const Received &)> onReceived; ///< called on the bus's threads; must be set before ask()
 
 private:
     void published(const QString &source, const QString &topic, const QVariant &body) override;

@@ -9,7 +9,7 @@
 
 class CsvTable;
 
-/// One row of a table, by column names. A column that the table lacks reads as empty, a cell that is empty as 0.
+/// One row of a table, by column names. A missing column reads as an empty string; the number in an empty cell is 0.
 class CsvRow
 {
 public:
@@ -25,8 +25,8 @@ private:
     QList<QByteArray> m_cells;
 };
 
-/// A CSV file held whole, plain or gzip, for expected values: read with zlib and QByteArray alone, so that it shares no
-/// mistake with the reader of the product. Quoted cells are not understood; the recordings have none.
+/// A CSV file in memory, plain or gzip, for expected values. It is read with zlib and QByteArray only, so that it does
+/// not share mistakes with the reader under test. Quoted cells are not supported; the recordings have none.
 class CsvTable
 {
 public:
@@ -39,7 +39,7 @@ public:
     const QVector<QByteArray> &lines() const { return m_lines; }
     int column(const QByteArray &name) const { return m_columns.value(name, -1); }
 
-    /// The distinct texts of a column, in order of appearance.
+    /// The distinct strings of a column, in order of appearance.
     QStringList distinct(const QByteArray &name) const;
 
 private:

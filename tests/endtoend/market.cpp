@@ -13,12 +13,6 @@ namespace {
 
 constexpr int PatienceMs = 60000;
 
-class Idler final : public LxBusService
-{
-    QStringList requestTypes() const override { return {}; }
-    void handle(const LxBusRequest &) override { }
-};
-
 // The broker of this process.
 std::unique_ptr<NatsBroker> &broker()
 {
@@ -29,7 +23,8 @@ std::unique_ptr<NatsBroker> &broker()
 // The library's thread has processed everything that was queued to it before.
 void waitForLibrary()
 {
-    QMetaObject::invokeMethod(&LxQuotaHandler::instance(), [] {}, Qt::BlockingQueuedConnection);
+    QMetaObject::invokeMethod(
+        &LxQuotaHandler::instance(), [] {}, Qt::BlockingQueuedConnection);
 }
 
 } // namespace
@@ -95,10 +90,9 @@ void Market::startBus(const LxBusOptions &options)
 
 void Market::flushBus()
 {
-    Idler idler;
-    const auto port = LxBus::current()->openService(&idler);
-    // The latest record of what has just been subscribed is on its way back from the broker after the first one.
-    if (!port->flush(PatienceMs) || (isBehindBroker() && !port->flush(PatienceMs)))
+    const auto publisher = LxBus::current()->openPublisher();
+    // After the first flush, the latest records of new subscriptions are still on their way back from the broker.
+    if (!publisher->flush(PatienceMs) || (isBehindBroker() && !publisher->flush(PatienceMs)))
         qFatal("the bus does not deliver");
 }
 
@@ -142,11 +136,4 @@ QVariant Market::packed(const QVector<Row> &rows)
             pack.AddVaule(cell.key(), cell.value());
     }
     return pack.GetPackedMsg(false);
-}
-
-Market::Publisher::Publisher() : m_port(LxBus::current()->openService(this)) { }
-
-int Market::Publisher::publish(const QString &topic, const QString &key, const QVariant &body)
-{
-    return m_port->publish(topic, key, body);
 }

@@ -38,19 +38,18 @@ namespace Market {
 
 using Row = QMap<QString, QVariant>;
 
-/// True if this run is to take the bus through a broker: LX_TEST_BUS is "nats".
+/// True if this run is to use a bus through a broker: LX_TEST_BUS is "nats".
 bool isBehindBroker();
 /// Starts the bus of this run, within the process or through a broker of the test's own that ends with the application.
 void startBus(const LxBusOptions &options = {});
 
-/// Waits until the bus has delivered all that has been put on it so far, and the latest records of what has just been
-/// subscribed.
+/// Waits until the bus has delivered everything published so far, and the latest records of new subscriptions.
 void flushBus();
-/// Waits until the library has taken in, on its thread, all that has been put on the bus so far. What slots that are
-/// connected directly have written there may be read afterwards.
+/// Waits until the library has processed, on its thread, everything published so far. Afterwards data that directly
+/// connected slots have written can be read.
 void settle();
 
-/// What a replay comes to.
+/// The result of a replay.
 struct Outcome
 {
     bool ok = false;
@@ -58,27 +57,12 @@ struct Outcome
     QMap<RecordingKind, ReplayCount> counts;
     QStringList brokenRows; ///< "file:line: reason"
 };
-/// Replays onto the bus, whoever listens; returns when the bus has delivered everything.
+/// Replays onto the bus; returns when the bus has delivered everything.
 Outcome replayOntoBus(ReplayOptions options);
 /// Replays a folder at full speed through the bus and the library, and settles.
 Outcome replay(const QString &folder, const QString &date = QString());
 
 /// A body of these rows.
 QVariant packed(const QVector<Row> &rows);
-
-/// A service that only publishes.
-class Publisher final : private LxBusService
-{
-public:
-    Publisher();
-
-    int publish(const QString &topic, const QString &key, const QVariant &body);
-
-private:
-    QStringList requestTypes() const override { return {}; }
-    void handle(const LxBusRequest &) override { }
-
-    std::unique_ptr<LxBusServicePort> m_port;
-};
 
 } // namespace Market

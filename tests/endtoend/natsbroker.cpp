@@ -31,7 +31,7 @@ QString program()
 {
     const QString name = QStringLiteral("nats-server");
     const QString found = QStandardPaths::findExecutable(name);
-    // Where Debian has it, which is no place that everybody's PATH names.
+    // Debian installs it in a folder that is not in every user's PATH.
     return found.isEmpty() ? QStandardPaths::findExecutable(name, { QStringLiteral("/usr/sbin") }) : found;
 }
 
@@ -59,7 +59,7 @@ bool NatsBroker::start()
     kill();
     m_process = std::make_unique<Child>();
     m_process->setWorkingDirectory(folder());
-    // A file takes all it writes; a pipe that nobody reads would hold it up.
+    // A file, since a pipe that nothing reads would block the broker.
     m_process->setStandardOutputFile(filePath(logFile), QIODevice::Append);
     m_process->setProcessChannelMode(QProcess::MergedChannels);
     m_process->start(program(),
@@ -76,7 +76,7 @@ bool NatsBroker::start()
     return true;
 }
 
-// It writes the file when it listens.
+// The broker writes the file when it has begun to listen.
 bool NatsBroker::readPort()
 {
     QFile file(filePath(QStringLiteral("nats-server_%1.ports").arg(m_process->processId())));

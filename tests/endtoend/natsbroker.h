@@ -7,8 +7,8 @@
 
 #include <memory>
 
-/// A nats-server of the test's own on the loopback, on a port that is free. Killed by the destructor, and by the kernel
-/// if the test dies. Used on one thread, which has to outlive it.
+/// A nats-server for a test, on a free port of the loopback interface. It is killed by the destructor, or by the kernel
+/// if the test crashes. Must be used on one thread, which must outlive it.
 ///
 ///     NatsBroker broker;
 ///     QVERIFY2(broker.start(), broker.log());
@@ -19,18 +19,18 @@ public:
     /// `config`: text of its configuration file, without an address (users, TLS, limits). Paths in it are relative to
     /// folder().
     explicit NatsBroker(const QByteArray &config = QByteArray());
-    /// Gives it another configuration, for the next start().
+    /// Sets the configuration for the next start().
     void configure(const QByteArray &config);
     ~NatsBroker();
     NatsBroker(const NatsBroker &) = delete;
     NatsBroker &operator=(const NatsBroker &) = delete;
 
-    /// Starts it and returns when it takes connections; after kill() on the same port as before. False if it ends
-    /// instead; log() tells why.
+    /// Starts the broker and returns when it accepts connections; after kill(), on the same port as before. False if
+    /// the broker exits; log() then contains the reason.
     bool start();
-    /// Ends it at once (SIGKILL), connections and all.
+    /// Kills the broker (SIGKILL), which also breaks its connections.
     void kill();
-    /// Stops and continues it: a broker that hangs, with its connections open.
+    /// Stops the broker (SIGSTOP) and continues it: simulates a broker that hangs while its connections stay open.
     void freeze();
     void thaw();
 
@@ -41,7 +41,7 @@ public:
 
     QString folder() const { return m_folder.path(); }
     QString filePath(const QString &name) const { return m_folder.filePath(name); }
-    /// All that it has logged.
+    /// Everything that the broker has logged.
     QByteArray log() const;
 
 private:

@@ -17,13 +17,11 @@ struct Result
     QList<QByteArray> lines() const; ///< of `out`, without the last line end
 };
 
-/// Runs it with its output in pipes.
-Result run(const QStringList &arguments);
+/// Runs it with its output in pipes, or with standard output in `outputFile`.
+Result run(const QStringList &arguments, const QString &outputFile = QString());
 /// Starts it; for tests that act on the running program.
 void start(QProcess *program, const QStringList &arguments);
 /// Waits for a program that start() began.
 Result finish(QProcess *program);
-/// Runs it on a pseudo-terminal of 24 rows and 120 columns; what it draws is in `out`, standard error among it.
-Result runOnTerminal(const QStringList &arguments, const QList<QByteArray> &environment = {});
 
 } // namespace Program

@@ -13,9 +13,9 @@
 
 /// Where the value of a record's field comes from.
 enum class Origin {
-    Row,     ///< the column of the field's name
+    Row, ///< the column of the field's name
     Derived, ///< computed from other fields
-    Mark,    ///< keeps the mark of no value until a snapshot query fills it, or for ever
+    Mark, ///< keeps the mark of no value until a snapshot query fills it, or forever
 };
 
 /// A field of a record, in the order of its declaration.

@@ -34,7 +34,7 @@ void RunningProgram::signal(int number)
 
 int RunningProgram::exitCode()
 {
-    // The event loop takes in what the other programs of the test write meanwhile.
+    // The event loop reads what the other programs of the test write meanwhile.
     if (!QTest::qWaitFor([this] { return !isRunning(); }, PatienceMs))
         return -1;
     return m_process.exitStatus() == QProcess::NormalExit ? m_process.exitCode() : -1;

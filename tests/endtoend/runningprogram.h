@@ -4,8 +4,8 @@
 #include <QProcess>
 #include <QStringList>
 
-/// A program that runs beside the test, whose event loop takes in what it writes: for QTRY_VERIFY. Killed by the
-/// destructor.
+/// A program that runs in parallel with the test. The test's event loop reads its output, so QTRY_VERIFY can wait for
+/// output. The destructor kills the program.
 class RunningProgram
 {
 public:
@@ -20,7 +20,7 @@ public:
 
     void signal(int number);
     bool isRunning() const { return m_process.state() != QProcess::NotRunning; }
-    /// Waits for its end; -1 if it crashed or does not end.
+    /// Waits for the end of the program; -1 if it crashed or does not end.
     int exitCode();
 
 private:

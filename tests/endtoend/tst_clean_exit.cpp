@@ -1,7 +1,7 @@
 #include <QProcess>
 #include <QtTest>
 
-/// Processes that use the library, in whatever way, end by themselves, with their own exit code and without a word of
+/// Processes that use the library in different ways end by themselves, with their own exit code and without reports of
 /// the sanitizers.
 class tst_CleanExit : public QObject
 {
@@ -54,7 +54,7 @@ void tst_CleanExit::clientEndsCleanly()
     client.setArguments(command);
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert(QStringLiteral("QT_LOGGING_RULES"), QStringLiteral("default.debug=false"));
-    // Fills memory that is freed, so that whoever still reads it stumbles.
+    // Overwrites memory that is freed, so that a use after free fails.
     environment.insert(QStringLiteral("MALLOC_PERTURB_"), QStringLiteral("90"));
     client.setProcessEnvironment(environment);
     client.start();

@@ -1,8 +1,8 @@
 #include "csvtable.h"
 #include "market.h"
 #include "quotefields.h"
+#include "securities.h"
 
-#include <lxbusinessdata/businessdatabase.h>
 #include <lxdefine/lxfields.h>
 #include <lxquotahandler.h>
 
@@ -144,7 +144,7 @@ void tst_Derived::initTestCase()
 {
     Market::startBus();
     QString error;
-    QVERIFY2(CBusinessDataBase::GetInstance()->LoadSecurities(recording(QStringLiteral("securities.csv")), &error),
+    QVERIFY2(loadSecurities(recording(QStringLiteral("securities.csv")), &error),
              qPrintable(error));
     LxQuotaHandler::instance();
 }
@@ -260,7 +260,7 @@ void tst_Derived::figuresOfAnotherSource()
     connect(
         &LxQuotaHandler::instance(), &LxQuotaHandler::signalStockQuotaUpdate, &context,
         [&quotes](const StockQuotaData &quote) { quotes.append(quote); }, Qt::DirectConnection);
-    Market::Publisher publisher;
+    const auto publisher = LxBus::current()->openPublisher();
     for (int i = 0; i < sheet.rowCount(); ++i) {
         const CsvRow row = sheet.row(i);
         Market::Row body { { QStringLiteral("Symbol"), row.text("Symbol") },
@@ -268,7 +268,7 @@ void tst_Derived::figuresOfAnotherSource()
                            { QStringLiteral("LastPx"), row.number("ClosePx") } };
         for (const char *key : { "PreClosePx", "TotalVolumeTrade", "TotalValueTrade" })
             body.insert(QString::fromLatin1(key), row.number(key));
-        publisher.publish(QStringLiteral("MDMARKETRECORD"), row.text("Symbol"), Market::packed({ body }));
+        publisher->publish(QStringLiteral("MDMARKETRECORD"), row.text("Symbol"), Market::packed({ body }));
     }
     Market::settle();
     subscribe(symbols, false);

@@ -3,6 +3,8 @@
 #include "program.h"
 #include "quotefields.h"
 
+#include <importer.h>
+
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -61,64 +63,94 @@ int linesStartingWith(const QList<QByteArray> &lines, const QByteArray &start)
                                           [&start](const QByteArray &line) { return line.startsWith(start); }));
 }
 
-// How a field has to look in JSON: no value is null, what JSON has no number for is a text.
-struct ExpectedJson
+// Fields of the price so far, which are unknown before the first trade.
+const QStringList tradingFields {
+    QStringLiteral("LastPx"),    QStringLiteral("Change"), QStringLiteral("ChangeRatio"),
+    QStringLiteral("Amplitude"), QStringLiteral("AvgPx"),  QStringLiteral("TurnoverRate")
+};
+
+// True of what JSON shows of a number: null if it is unknown, undefined, infinite or a price of zero; else rounded to
+// two decimals.
+bool showsNumber(const QJsonValue &json, double number, bool isPrice)
+{
+    if (number == QUOTA_INVALID_VALUE || !std::isfinite(number) || (isPrice && number == 0))
+        return json.isNull();
+    return json.isDouble() && std::fabs(json.toDouble() - number) <= 0.0050001 + std::fabs(number) * 1e-12;
+}
+
+struct ShowsField
 {
     const StockQuotaData &record;
+    const QString &name;
+    const QJsonValue &json;
 
-    static QJsonValue json(const QString &text) { return text; }
-    static QJsonValue json(double number)
+    bool isPrice() const { return name.endsWith(QLatin1String("Px")) || name.endsWith(QLatin1String("Price")); }
+    bool shows(const QJsonValue &value, const QString &string) const { return value == QJsonValue(string); }
+    bool shows(const QJsonValue &value, double number) const { return showsNumber(value, number, isPrice()); }
+    bool shows(const QJsonValue &value, qint64 number) const
     {
-        if (number == QUOTA_INVALID_VALUE)
-            return QJsonValue::Null;
-        if (std::isnan(number))
-            return QStringLiteral("nan");
-        if (std::isinf(number))
-            return number < 0 ? QStringLiteral("-inf") : QStringLiteral("inf");
-        return number;
+        return showsNumber(value, static_cast<double>(number), false);
     }
-    static QJsonValue json(qint64 number)
-    {
-        return number == QUOTA_INVALID_VALUE ? QJsonValue(QJsonValue::Null) : QJsonValue(static_cast<double>(number));
-    }
+
     template<typename Value>
-    QJsonValue operator()(Value StockQuotaData::*member) const
+    bool operator()(Value StockQuotaData::*member) const
     {
-        return json(record.*member);
+        if (!(record.TotalVolumeTrade > 0) && tradingFields.contains(name))
+            return json.isNull();
+        return shows(json, record.*member);
     }
     template<typename Value, size_t Levels>
-    QJsonValue operator()(Value (StockQuotaData::*member)[Levels]) const
+    bool operator()(Value (StockQuotaData::*member)[Levels]) const
     {
-        QJsonArray array;
-        for (const Value &value : record.*member)
-            array.append(json(value));
-        return array;
+        const QJsonArray array = json.toArray();
+        for (size_t i = 0; i < Levels; ++i) {
+            if (!shows(array.at(static_cast<int>(i)), (record.*member)[i]))
+                return false;
+        }
+        return array.size() == static_cast<int>(Levels);
     }
 };
 
-bool sameJson(const QJsonValue &actual, const QJsonValue &expected)
-{
-    return actual.isDouble() && expected.isDouble() ? sameNumber(actual.toDouble(), expected.toDouble())
-                                                    : actual == expected;
-}
-
-// What is wrong with the JSON of a record, its text included: the order of the names; empty if nothing is.
+// What is wrong with the JSON of a record, the order of its fields included; empty if nothing is.
 QString jsonFault(const QByteArray &text, const QJsonObject &object, const StockQuotaData &expected)
 {
+    if (object.value(QStringLiteral("type")) != QJsonValue(QStringLiteral("stock")))
+        return QStringLiteral("the type is wrong");
+    static const QRegularExpression longNumber(QStringLiteral("\\.\\d{3}"));
+    if (longNumber.match(QString::fromUtf8(text)).hasMatch())
+        return QStringLiteral("a number has more than two decimals");
     int position = -1;
+    int fields = 1;
     for (const StockField &field : fieldsOf(expected)) {
         const QString name = QString::fromLatin1(field.name);
+        if (name.startsWith(QLatin1String("Reserved")))
+            continue;
+        ++fields;
         const int found = text.indexOf(QByteArray("\"") + field.name + "\":", position + 1);
         if (found < 0)
             return name + QStringLiteral(" is missing or not in its place");
         position = found;
-        const QJsonValue value = std::visit(ExpectedJson { expected }, field.member);
-        if (!sameJson(object.value(name), value)) {
-            return QStringLiteral("%1 is %2 instead of %3")
-                .arg(name, object.value(name).toVariant().toString(), value.toVariant().toString());
-        }
+        const QJsonValue value = object.value(name);
+        if (!std::visit(ShowsField { expected, name, value }, field.member))
+            return QStringLiteral("%1 is %2").arg(name, value.toVariant().toString());
     }
-    return object.size() == fieldsOf(expected).size() ? QString() : QStringLiteral("too many fields");
+    return object.size() == fields ? QString() : QStringLiteral("too many fields");
+}
+
+// What the service's figures add to a quote.
+void combineWithFundamentals(StockQuotaData *quote)
+{
+    const CsvTable table(recording(QStringLiteral("fundamentals.csv")));
+    for (int i = 0; i < table.rowCount(); ++i) {
+        const CsvRow row = table.row(i);
+        if (row.text("Symbol") != quote->Symbol)
+            continue;
+        quote->TotalMarketValue = quote->LastPx * row.number("TotalShare");
+        quote->CirculatingMarketValue = quote->LastPx * row.number("ListedShare");
+        quote->TurnoverRate = quote->TotalVolumeTrade / row.number("TotalShare") * 100;
+        quote->PBRatio = quote->LastPx / row.number("NetAssets");
+        quote->PERatio = quote->LastPx / row.number("EPS");
+    }
 }
 
 QJsonObject parsed(const QByteArray &line)
@@ -138,22 +170,42 @@ QList<QByteArray> summaryOf(const QByteArray &text, const QByteArray &kind)
 
 } // namespace
 
-/// The client program: its output, its complaints and its exit codes.
+/// The client program: output, error messages and exit codes.
 class tst_LxQuote : public QObject
 {
     Q_OBJECT
 
 private Q_SLOTS:
+    void initTestCase();
     void tableInAPipeIsALineAnUpdate();
     void ndjsonIsARecordALine();
-    void infinitiesAndNaNAreTexts();
+    void infinitiesAndNaNAreNull();
     void tradesAreShownWithTheirSide();
     void rankingsAndUpDownCountsAreShown();
     void emptyNotesAreNotShown();
     void snapshotSheetHasEveryFieldAndTheLadder();
     void snapshotJsonIsTheRecord();
     void snapshotOfAnUnknownSymbolFails();
-    void unknownSymbolIsWarnedOf();
+    void snapshotOfAFutureIsTheLastQuote();
+    void onlyTheTimeWindowIsShown();
+    void symbolsAreUnderstood_data();
+    void symbolsAreUnderstood();
+    void symbolsComeFromAFile();
+    void symbolsThatAreNotUnderstoodAreReported_data();
+    void symbolsThatAreNotUnderstoodAreReported();
+    void symbolsCommandTellsWhatThereIs();
+    void latestDayIsReplayedByDefault();
+    void dayWithoutRecordingsExitsWith2();
+    void formatsHoldTheSameRecords();
+    void limitEndsEarly_data();
+    void limitEndsEarly();
+    void csvHoldsOneType();
+    void outputGoesIntoAFile();
+    void outputThatCannotBeWrittenExitsWith1_data();
+    void outputThatCannotBeWrittenExitsWith1();
+    void readerThatLeavesIsNoError();
+    void optionsComeFromConfigurationAndEnvironment();
+    void libraryStartsWithoutAWarning();
     void usageErrorsExitWith2_data();
     void usageErrorsExitWith2();
     void helpExitsWith0_data();
@@ -164,17 +216,27 @@ private Q_SLOTS:
     void brokenRowsAreReported();
     void interruptEndsWithSummary_data();
     void interruptEndsWithSummary();
-    void terminalShowsATableInPlace();
-    void terminalWithoutColours();
+
+private:
+    QTemporaryDir m_folder;
+    QString m_store;
 };
+
+void tst_LxQuote::initTestCase()
+{
+    m_store = m_folder.filePath(QStringLiteral("store"));
+    Importer importer(QStringLiteral(LX_DATA_DIR), m_store, nullptr);
+    QString error;
+    QVERIFY2(importer.run(&error), qPrintable(error));
+}
 
 void tst_LxQuote::tableInAPipeIsALineAnUpdate()
 {
     const CsvTable table(recording(quoteFile));
     const QVector<int> rows = rowsOf(table, symbol);
 
-    const Program::Result result = Program::run(
-        watch(QStringLiteral(LX_DATA_DIR), atOnce({ QStringLiteral("--date"), date, symbol })));
+    const Program::Result result =
+        Program::run(watch(QStringLiteral(LX_DATA_DIR), atOnce({ QStringLiteral("--date"), date, symbol })));
     QVERIFY2(result.exitCode == 0, result.err);
     QCOMPARE(linesStartingWith(result.lines(), "600519.SH "), rows.size());
     const QByteArray last = result.lines().at(rows.size() - 1);
@@ -187,9 +249,8 @@ void tst_LxQuote::tableInAPipeIsALineAnUpdate()
 
     const QByteArray all = QByteArray::number(rows.size());
     const QByteArray grouped = all.left(all.size() - 3) + ',' + all.right(3);
-    QCOMPARE(summaryOf(result.out, "stock quotes"),
-             (QList<QByteArray> { "10,120", grouped, grouped, "0", "0" }));
-    QVERIFY(result.lines().constLast().startsWith(grouped + " records announced in "));
+    QCOMPARE(summaryOf(result.out, "stock quotes"), (QList<QByteArray> { "10,120", grouped, grouped, "0", "0" }));
+    QVERIFY(result.lines().constLast().startsWith("2023-02-01: " + grouped + " records announced in "));
     QCOMPARE(result.err, QByteArray());
 }
 
@@ -212,7 +273,7 @@ void tst_LxQuote::ndjsonIsARecordALine()
     QVERIFY(!summaryOf(result.err, "stock quotes").isEmpty());
 }
 
-void tst_LxQuote::infinitiesAndNaNAreTexts()
+void tst_LxQuote::infinitiesAndNaNAreNull()
 {
     RecordingFolder folder;
     folder.write(smallFile,
@@ -224,12 +285,12 @@ void tst_LxQuote::infinitiesAndNaNAreTexts()
     QVERIFY2(result.exitCode == 0, result.err);
     QCOMPARE(result.lines().size(), 2);
     const QJsonObject first = parsed(result.lines().at(0));
-    QCOMPARE(first.value(QStringLiteral("Amplitude")), QJsonValue(QStringLiteral("inf")));
-    QCOMPARE(first.value(QStringLiteral("AvgPx")), QJsonValue(QStringLiteral("inf")));
-    QCOMPARE(first.value(QStringLiteral("ChangeRatio")), QJsonValue(QJsonValue::Null));
     const QJsonObject second = parsed(result.lines().at(1));
-    QCOMPARE(second.value(QStringLiteral("Amplitude")), QJsonValue(QStringLiteral("-inf")));
-    QCOMPARE(second.value(QStringLiteral("AvgPx")), QJsonValue(QStringLiteral("nan")));
+    for (const char *field : { "Amplitude", "AvgPx", "ChangeRatio" }) {
+        QVERIFY2(first.value(QLatin1String(field)).isNull(), field);
+        QVERIFY2(second.value(QLatin1String(field)).isNull(), field);
+    }
+    QCOMPARE(first.value(QStringLiteral("HighPx")), QJsonValue(11));
 }
 
 void tst_LxQuote::tradesAreShownWithTheirSide()
@@ -249,11 +310,14 @@ void tst_LxQuote::tradesAreShownWithTheirSide()
     for (int i = 0; i < lines.size(); ++i) {
         const CsvRow row = table.row(i);
         const QJsonObject expected { { QStringLiteral("type"), QStringLiteral("trade") },
-                                     { QStringLiteral("Symbol"), row.text("Symbol") },
+                                     { QStringLiteral("MDDate"), row.text("MDDate") },
                                      { QStringLiteral("MDTime"), row.text("MDTime") },
+                                     { QStringLiteral("Symbol"), row.text("Symbol") },
                                      { QStringLiteral("TradePrice"), row.number("TradePrice") },
-                                     { QStringLiteral("lots"), row.integer("TradeQty") / 100 },
-                                     { QStringLiteral("side"), sides.value(row.cell("TradeBSFlag")) } };
+                                     { QStringLiteral("TradeQty"), row.integer("TradeQty") },
+                                     { QStringLiteral("Lots"), static_cast<double>(row.integer("TradeQty")) / 100 },
+                                     { QStringLiteral("TradeMoney"), row.number("TradeMoney") },
+                                     { QStringLiteral("Side"), sides.value(row.cell("TradeBSFlag")) } };
         QCOMPARE(parsed(lines.at(i)), expected);
     }
 
@@ -285,7 +349,7 @@ void tst_LxQuote::rankingsAndUpDownCountsAreShown()
 void tst_LxQuote::emptyNotesAreNotShown()
 {
     RecordingFolder folder;
-    // Nothing has been traded: there is nobody to rank or count.
+    // Nothing has been traded, so there is no stock to rank or count.
     folder.write(smallFile, "MDDate,MDTime,Symbol,PreClosePx,LastPx\n20230201,091500000,600519.SH,1800,0\n");
     const Program::Result result = Program::run(
         watch(folder.path(), atOnce({ QStringLiteral("--kinds"), QStringLiteral("ranking,updown"), symbol })));
@@ -312,12 +376,16 @@ void tst_LxQuote::snapshotSheetHasEveryFieldAndTheLadder()
             values.insert(cells.at(0) + cells.at(1), cells.at(2) + ' ' + cells.at(3));
     }
     for (const StockField &field : fieldsOf(last)) {
+        if (QByteArray(field.name).startsWith("Reserved")) {
+            QVERIFY2(!values.contains(field.name), field.name);
+            continue;
+        }
         const bool inLadder = QByteArray(field.name).startsWith("Sell") || QByteArray(field.name).startsWith("Buy");
         QVERIFY2(inLadder != values.contains(field.name), field.name);
     }
-    QCOMPARE(values.value("LastPx"), QLocale(QLocale::English).toString(last.LastPx, 'f', -128).toUtf8());
+    QCOMPARE(values.value("LastPx"), QByteArray::number(last.LastPx, 'f', 2));
+    QCOMPARE(values.value("Change"), QByteArray("-0.79"));
     QCOMPARE(values.value("MDTime"), last.MDTime.toUtf8());
-    QCOMPARE(values.value("Reserved1"), QByteArray("-"));
     QCOMPARE(values.value("PERatio"), QByteArray("-"));
     for (int level = 0; level < STOCK_BOOK_LEVELS; ++level) {
         const QLocale english(QLocale::English);
@@ -340,15 +408,17 @@ void tst_LxQuote::snapshotJsonIsTheRecord()
     const QString other = QStringLiteral("000333.SZ");
 
     const Program::Result result =
-        Program::run(snapshot(QStringLiteral(LX_DATA_DIR), { QStringLiteral("--date"), QStringLiteral("20230202"),
-                                                             QStringLiteral("--format"), QStringLiteral("json"), symbol,
-                                                             other }));
+        Program::run(snapshot(QStringLiteral(LX_DATA_DIR),
+                              { QStringLiteral("--date"), QStringLiteral("20230202"), QStringLiteral("--format"),
+                                QStringLiteral("json"), symbol, other }));
     QVERIFY2(result.exitCode == 0, result.err);
     const QJsonArray array = QJsonDocument::fromJson(result.out).array();
     QCOMPARE(array.size(), 2);
     StockQuotaData first = expectedStock(quotes.row(rowsOf(quotes, symbol).last()));
     first.LastTradeLots = static_cast<double>(trades.row(trades.rowCount() - 1).integer("TradeQty") / 100);
-    const StockQuotaData second = expectedStock(quotes.row(rowsOf(quotes, other).last()));
+    StockQuotaData second = expectedStock(quotes.row(rowsOf(quotes, other).last()));
+    for (StockQuotaData *quote : { &first, &second })
+        combineWithFundamentals(quote);
     const int middle = result.out.indexOf("000333.SZ");
     const int secondBegins = result.out.lastIndexOf('{', middle);
     const QString faultOfFirst = jsonFault(result.out.left(secondBegins), array.at(0).toObject(), first);
@@ -363,20 +433,360 @@ void tst_LxQuote::snapshotOfAnUnknownSymbolFails()
     folder.write(smallFile, smallRecording);
     const Program::Result result = Program::run(snapshot(folder.path(), { QStringLiteral("999999.XX"), symbol }));
     QCOMPARE(result.exitCode, 1);
-    QVERIFY2(result.err.contains("no stock quote of 999999.XX"), result.err);
+    QVERIFY2(result.err.contains("no quote of 999999.XX on 2023-02-01"), result.err);
     QVERIFY2(result.out.startsWith("600519.SH"), result.out); // the other one is printed all the same
 }
 
-void tst_LxQuote::unknownSymbolIsWarnedOf()
+void tst_LxQuote::snapshotOfAFutureIsTheLastQuote()
+{
+    RecordingFolder folder;
+    folder.write(QStringLiteral("future_snapshots_20210104.csv"),
+                 "MDDate,MDTime,Symbol,PreSettlePrice,LastPx,TotalVolumeTrade,TotalValueTrade,OpenInterest,Buy1Price\n"
+                 "20210104,092900400,IF2101.CF,5216.2,5230,240,376560000,90767,5230\n"
+                 "20210104,092901000,IF2101.CF,5216.2,5231.4,250,376570000,90768,5231\n");
+    const QStringList command = snapshot(folder.path(), { QStringLiteral("IF2101.CF") });
+    const Program::Result json =
+        Program::run(command + QStringList { QStringLiteral("--format"), QStringLiteral("ndjson") });
+    QVERIFY2(json.exitCode == 0, json.err);
+    const QJsonObject quote = parsed(json.out);
+    QCOMPARE(quote.value(QStringLiteral("type")).toString(), QStringLiteral("future"));
+    QCOMPARE(quote.value(QStringLiteral("LastPx")).toDouble(), 5231.4);
+    QCOMPARE(quote.value(QStringLiteral("OpenInterest")).toDouble(), 90768.0);
+    // Nobody is asked for the price-earnings ratio of a future.
+    QVERIFY2(!json.err.contains("PE"), json.err);
+    const Program::Result sheet = Program::run(command);
+    QVERIFY2(sheet.out.contains("\n  bid 1       5231.0"), sheet.out);
+}
+
+void tst_LxQuote::onlyTheTimeWindowIsShown()
+{
+    RecordingFolder folder;
+    folder.write(smallFile, smallRecording);
+    const auto times = [&folder](const char *window) {
+        const Program::Result result =
+            Program::run(watch(folder.path(),
+                               atOnce(QString::fromLatin1(window).split(QLatin1Char(' '))
+                                      + QStringList { QStringLiteral("--format"), QStringLiteral("csv"),
+                                                      QStringLiteral("--fields"), QStringLiteral("MDTime"), symbol })));
+        return result.lines().mid(1);
+    };
+    using Times = QList<QByteArray>;
+    QCOMPARE(times("--from 09:30:01 --to 09:30:01"), Times { "093001000" });
+    QCOMPARE(times("--from 09:30:01"), (Times { "093001000", "093002000" }));
+    QCOMPARE(times("--to 09:30"), Times { "093000000" });
+    QCOMPARE(times("--from 09:25 --to 10:00").size(), 3);
+}
+
+void tst_LxQuote::symbolsAreUnderstood_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QByteArray>("symbols");
+
+    const auto row = [](const char *name, const QStringList &arguments, const char *symbols = "600519.SH") {
+        QTest::newRow(name) << arguments << QByteArray(symbols);
+    };
+    row("symbol", { QStringLiteral("600519.SH") });
+    row("lower case", { QStringLiteral("600519.sh") });
+    row("code", { QStringLiteral("600519") });
+    row("market and code", { QStringLiteral("SH600519") });
+    row("market and code in lower case", { QStringLiteral("sh600519") });
+    row("name", { QStringLiteral("贵州茅台") });
+    row("initials of a stock and an index", { QStringLiteral("gzmt") });
+    row("blanks", { QStringLiteral("000333 600519") }, "000333.SZ\n600519.SH");
+    row("commas", { QStringLiteral("000333,600519,") }, "000333.SZ\n600519.SH");
+    row("arguments", { QStringLiteral("600519"), QStringLiteral("MDJT") }, "600519.SH\n000333.SZ");
+    row("twice", { QStringLiteral("600519"), QStringLiteral("GZMT") });
+    row("all that are recorded", { QStringLiteral("--all") }, "000333.SZ\n600519.SH");
+    row("symbol without a name", { QStringLiteral("IF2101.CF") }, "IF2101.CF");
+}
+
+void tst_LxQuote::symbolsAreUnderstood()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(QByteArray, symbols);
+
+    RecordingFolder folder({ QStringLiteral("securities.csv") });
+    folder.write(smallFile, smallRecording);
+    folder.write(QStringLiteral("future_snapshots_20230131.csv"),
+                 "MDDate,MDTime,Symbol,PreClosePx,LastPx\n20230131,093000000,IF2101.CF,5200,5201\n");
+    const QStringList options { QStringLiteral("--fields"), QStringLiteral("Symbol"), QStringLiteral("--format"),
+                                QStringLiteral("csv") };
+    const Program::Result result = Program::run(watch(folder.path(), atOnce(options + arguments)));
+    QVERIFY2(result.exitCode == 0, result.err);
+    QList<QByteArray> shown;
+    for (const QByteArray &line : result.lines().mid(1)) {
+        if (!shown.contains(line))
+            shown.append(line);
+    }
+    std::sort(shown.begin(), shown.end());
+    QList<QByteArray> expected = symbols.split('\n');
+    std::sort(expected.begin(), expected.end());
+    QCOMPARE(shown, expected);
+}
+
+void tst_LxQuote::symbolsComeFromAFile()
 {
     RecordingFolder folder({ QStringLiteral("securities.csv") });
     folder.write(smallFile, smallRecording);
+    folder.write(QStringLiteral("list.txt"), "600519\n美的集团, 600519.SH\n");
+    const QStringList options { QStringLiteral("--symbols"), folder.filePath(QStringLiteral("list.txt")),
+                                QStringLiteral("--format"), QStringLiteral("csv") };
+    const Program::Result result = Program::run(snapshot(folder.path(), options));
+    QVERIFY2(result.exitCode == 0, result.err);
+    QCOMPARE(result.lines().size(), 3);
+    QVERIFY(result.lines().at(1).contains("600519.SH") && result.lines().at(2).contains("000333.SZ"));
+}
+
+void tst_LxQuote::symbolsThatAreNotUnderstoodAreReported_data()
+{
+    QTest::addColumn<QString>("argument");
+    QTest::addColumn<QString>("complaint");
+
+    QTest::newRow("code of two markets") << QStringLiteral(
+        "000001") << QStringLiteral("\"000001\" is ambiguous: 000001.SH 上证综指, 000001.SZ 平安银行");
+    QTest::newRow("part of a name") << QStringLiteral("茅台") << QStringLiteral("did you mean 600519.SH 贵州茅台?");
+    QTest::newRow("other market") << QStringLiteral("600519.SZ")
+                                  << QStringLiteral("unknown symbol \"600519.SZ\"; did you mean 600519.SH 贵州茅台?");
+    QTest::newRow("unknown") << QStringLiteral("999999.XX") << QStringLiteral("unknown symbol \"999999.XX\"");
+    QTest::newRow("nothing") << QStringLiteral(",") << QStringLiteral("no symbol is given");
+}
+
+void tst_LxQuote::symbolsThatAreNotUnderstoodAreReported()
+{
+    QFETCH(QString, argument);
+    QFETCH(QString, complaint);
+
+    RecordingFolder folder({ QStringLiteral("securities.csv") });
+    folder.write(smallFile, smallRecording);
+    const Program::Result result = Program::run(watch(folder.path(), atOnce({ argument })));
+    QCOMPARE(result.exitCode, 2);
+    QVERIFY2(result.err.contains(complaint.toUtf8()), result.err);
+    QCOMPARE(result.out, QByteArray()); // nothing has run
+}
+
+void tst_LxQuote::symbolsCommandTellsWhatThereIs()
+{
     const Program::Result result =
-        Program::run(watch(folder.path(), atOnce({ QStringLiteral("999999.XX"), symbol })));
-    QCOMPARE(result.exitCode, 0);
-    QVERIFY2(result.err.contains("warning: unknown symbol 999999.XX"), result.err);
-    QVERIFY2(!result.err.contains("600519.SH"), result.err);
-    QCOMPARE(linesStartingWith(result.lines(), "600519.SH "), 3);
+        Program::run({ QStringLiteral("symbols"), QStringLiteral("--data"), QStringLiteral(LX_DATA_DIR),
+                       QStringLiteral("--format"), QStringLiteral("csv"), QStringLiteral("gzmt") });
+    QVERIFY2(result.exitCode == 0, result.err);
+    QCOMPARE(result.lines().at(0),
+             QByteArray("Symbol,SecurityName,SecurityType,Initials,RecordedDays,FirstRecorded,LastRecorded,DailyBars,"
+                        "FirstBar,LastBar,MinuteBars"));
+    QCOMPARE(result.lines().at(1), QByteArray("600519.SH,贵州茅台,stock,GZMT,2,20230201,20230202,,,,"));
+    const Program::Result bars =
+        Program::run({ QStringLiteral("symbols"), QStringLiteral("--data"), QStringLiteral(LX_DATA_DIR),
+                       QStringLiteral("--format"), QStringLiteral("csv"), QStringLiteral("600000") });
+    QVERIFY2(bars.out.contains("600000.SH,浦发银行,stock,PFYH,1,20230201,20230201,4899,20050104,20250805,\n"),
+             bars.out);
+}
+
+void tst_LxQuote::latestDayIsReplayedByDefault()
+{
+    RecordingFolder folder;
+    folder.write(smallFile, smallRecording);
+    folder.write(QStringLiteral("stock_snapshots_20230203.csv"),
+                 "MDDate,MDTime,Symbol,PreClosePx,LastPx,TotalVolumeTrade\n20230203,093000000,600519.SH,1,2,3\n");
+    folder.write(QStringLiteral("stock_snapshots_20230204.csv"),
+                 "MDDate,MDTime,Symbol,PreClosePx,LastPx,TotalVolumeTrade\n20230204,093000000,000002.SZ,1,2,3\n");
+    const QStringList csv { QStringLiteral("--format"), QStringLiteral("csv"), QStringLiteral("--fields"),
+                            QStringLiteral("MDDate"), symbol };
+    QCOMPARE(Program::run(watch(folder.path(), atOnce(csv))).out, QByteArray("MDDate\n20230203\n"));
+    const Program::Result lines = Program::run(watch(folder.path(), atOnce({ symbol })));
+    QVERIFY2(lines.lines().constLast().startsWith("2023-02-03: 1 records announced in "), lines.out);
+    for (const QString &day : { QStringLiteral("2023-02-01"), QStringLiteral("20230201") }) {
+        const Program::Result chosen =
+            Program::run(watch(folder.path(), atOnce(csv + QStringList { QStringLiteral("--date"), day })));
+        QCOMPARE(chosen.out, QByteArray("MDDate\n20230201\n20230201\n20230201\n"));
+    }
+}
+
+void tst_LxQuote::dayWithoutRecordingsExitsWith2()
+{
+    RecordingFolder folder;
+    folder.write(smallFile, smallRecording);
+    for (const char *command : { "watch", "snapshot" }) {
+        const Program::Result result = Program::run({ QLatin1String(command), QStringLiteral("--data"), folder.path(),
+                                                      QStringLiteral("--date"), QStringLiteral("2023-02-02"), symbol });
+        QCOMPARE(result.exitCode, 2);
+        QVERIFY2(result.err.contains("2023-02-02") && result.err.contains("2023-02-01"), result.err);
+    }
+}
+
+void tst_LxQuote::formatsHoldTheSameRecords()
+{
+    RecordingFolder folder;
+    folder.write(smallFile, smallRecording);
+    const auto run = [&](const char *format) {
+        return Program::run(watch(folder.path(),
+                                  atOnce({ QStringLiteral("--fields"), QStringLiteral("MDTime,LastPx,Change,PERatio"),
+                                           symbol, QStringLiteral("--format"), QLatin1String(format) })));
+    };
+    QCOMPARE(run("csv").out,
+             QByteArray("MDTime,LastPx,Change,PERatio\n093000000,1800.00,0.00,\n093001000,1790.00,-10.00,\n"
+                        "093002000,1810.25,10.25,\n"));
+    const QByteArray lines =
+        "{\"type\":\"stock\",\"MDTime\":\"093000000\",\"LastPx\":1800.0,\"Change\":0.0,\"PERatio\":null}\n"
+        "{\"type\":\"stock\",\"MDTime\":\"093001000\",\"LastPx\":1790.0,\"Change\":-10.0,\"PERatio\":null}\n"
+        "{\"type\":\"stock\",\"MDTime\":\"093002000\",\"LastPx\":1810.25,\"Change\":10.25,\"PERatio\":null}\n";
+    QCOMPARE(run("ndjson").out, lines);
+    QJsonArray expected;
+    for (const QByteArray &line : lines.trimmed().split('\n'))
+        expected.append(parsed(line));
+    QCOMPARE(QJsonDocument::fromJson(run("json").out).array(), expected);
+}
+
+void tst_LxQuote::limitEndsEarly_data()
+{
+    QTest::addColumn<QString>("format");
+    QTest::addColumn<int>("lines");
+
+    QTest::newRow("table") << QStringLiteral("table") << 2;
+    QTest::newRow("ndjson") << QStringLiteral("ndjson") << 2;
+    QTest::newRow("csv") << QStringLiteral("csv") << 3;
+}
+
+void tst_LxQuote::limitEndsEarly()
+{
+    QFETCH(QString, format);
+    QFETCH(int, lines);
+
+    RecordingFolder folder;
+    folder.write(smallFile, smallRecording + "20230201,150000000,600519.SH,1800,1800,100,180000\n");
+    // Without a limit the replay would go on for half an hour.
+    const Program::Result result =
+        Program::run(watch(folder.path(),
+                           { QStringLiteral("--speed"), QStringLiteral("10"), QStringLiteral("--limit"),
+                             QStringLiteral("2"), QStringLiteral("--format"), format, symbol }));
+    QVERIFY2(result.exitCode == 0, result.err);
+    const QList<QByteArray> all = result.lines();
+    const int end = format == QLatin1String("table") ? all.indexOf(QByteArray()) : all.size();
+    QCOMPARE(end, lines);
+}
+
+void tst_LxQuote::csvHoldsOneType()
+{
+    RecordingFolder folder;
+    folder.write(smallFile, smallRecording);
+    folder.write(QStringLiteral("transactions_20230201.csv"),
+                 "MDDate,MDTime,Symbol,TradeBuyNo,TradeSellNo,TradePrice,TradeQty,TradeMoney,TradeBSFlag\n"
+                 "20230201,093000500,600519.SH,1,2,1800,50,90000,B\n");
+    const QStringList both = watch(folder.path(),
+                                   atOnce({ QStringLiteral("--format"), QStringLiteral("csv"),
+                                            QStringLiteral("--kinds"), QStringLiteral("quote,trade"), symbol }));
+    const Program::Result mixed = Program::run(both);
+    QCOMPARE(mixed.exitCode, 1);
+    QVERIFY2(mixed.err.contains("CSV output holds records of one type"), mixed.err);
+    const Program::Result selected =
+        Program::run(both + QStringList { QStringLiteral("--fields"), QStringLiteral("MDTime,Symbol,Lots") });
+    QVERIFY2(selected.exitCode == 0, selected.err);
+    QVERIFY2(selected.out.contains("093000500,600519.SH,0.5\n"), selected.out);
+}
+
+void tst_LxQuote::outputGoesIntoAFile()
+{
+    RecordingFolder folder;
+    folder.write(smallFile, smallRecording);
+    const QString path = folder.filePath(QStringLiteral("out.csv"));
+    const QStringList command { QStringLiteral("--format"), QStringLiteral("csv"), symbol };
+    const Program::Result printed = Program::run(watch(folder.path(), atOnce(command)));
+    const Program::Result written =
+        Program::run(watch(folder.path(), atOnce(command + QStringList { QStringLiteral("-o"), path })));
+    QVERIFY2(written.exitCode == 0, written.err);
+    QCOMPARE(written.out, QByteArray());
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    QCOMPARE(file.readAll(), printed.out);
+}
+
+void tst_LxQuote::outputThatCannotBeWrittenExitsWith1_data()
+{
+    QTest::addColumn<QStringList>("command");
+    QTest::addColumn<bool>("asksStore");
+
+    const auto row = [](const char *name, const char *command, bool asksStore = false) {
+        QTest::newRow(name) << QString::fromLatin1(command).split(QLatin1Char(' ')) << asksStore;
+    };
+    row("help", "--help");
+    row("version", "--version");
+    row("help of a command", "kline --help");
+    row("lines", "watch --speed max 600519.SH");
+    row("ndjson", "watch --speed max 600519.SH --format ndjson");
+    row("json", "watch --speed max 600519.SH --format json");
+    row("csv", "watch --speed max 600519.SH --format csv");
+    row("snapshot", "snapshot 600519.SH");
+    row("snapshot as csv", "snapshot 600519.SH --format csv");
+    row("bars", "kline 600000.SH --from 20230201 --to 20230201", true);
+    row("bars as candles", "kline 600000.SH --from 20230201 --to 20230201 --format candles", true);
+    row("trading day", "tradeday 20230201 1", true);
+    row("figures", "risedays 600000.SH", true);
+}
+
+void tst_LxQuote::outputThatCannotBeWrittenExitsWith1()
+{
+    QFETCH(QStringList, command);
+    QFETCH(bool, asksStore);
+
+    RecordingFolder folder;
+    folder.write(smallFile, smallRecording);
+    command += { QStringLiteral("--data"), folder.path() };
+    if (asksStore)
+        command += { QStringLiteral("--store"), m_store };
+    const Program::Result full = Program::run(command, QStringLiteral("/dev/full"));
+    const Program::Result working = Program::run(command);
+    QCOMPARE(full.exitCode, 1);
+    QVERIFY2(full.err.contains("cannot write standard output: No space left on device"), full.err);
+    QVERIFY2(working.exitCode == 0, working.err);
+}
+
+void tst_LxQuote::readerThatLeavesIsNoError()
+{
+    const QString pipe = QStringLiteral("\"$0\" \"$@\" | head -n 1; exit ${PIPESTATUS[0]}");
+    QProcess shell;
+    shell.start(QStringLiteral("bash"),
+                QStringList { QStringLiteral("-c"), pipe, QStringLiteral(LX_QUOTE_PROGRAM) }
+                    + watch(QStringLiteral(LX_DATA_DIR),
+                            atOnce({ QStringLiteral("--date"), date, symbol, QStringLiteral("--format"),
+                                     QStringLiteral("ndjson") })));
+    const Program::Result result = Program::finish(&shell);
+    QVERIFY2(result.exitCode == 0, result.err);
+    QCOMPARE(result.lines().size(), 1);
+    QVERIFY2(!result.err.contains("cannot write"), result.err);
+}
+
+void tst_LxQuote::optionsComeFromConfigurationAndEnvironment()
+{
+    RecordingFolder folder;
+    folder.write(smallFile, smallRecording);
+    folder.write(QStringLiteral("lxquote.conf"),
+                 "data = \"" + folder.path().toUtf8() + "\"\n[watch]\nspeed = max\nlimit = 2\nformat = csv\n");
+    const auto lines = [](const QStringList &more) {
+        return Program::run(QStringList { QStringLiteral("watch"), symbol } + more).lines().size();
+    };
+    qputenv("LXQUOTE_CONFIG", folder.filePath(QStringLiteral("lxquote.conf")).toLocal8Bit());
+    const int fromFile = lines({});
+    qputenv("LXQUOTE_LIMIT", "1");
+    const int fromEnvironment = lines({});
+    const int fromOption = lines({ QStringLiteral("--limit"), QStringLiteral("3") });
+    qunsetenv("LXQUOTE_LIMIT");
+    folder.write(QStringLiteral("lxquote.conf"), "sped = max\n");
+    const Program::Result mistyped = Program::run({ QStringLiteral("watch"), symbol });
+    qunsetenv("LXQUOTE_CONFIG");
+    QCOMPARE(fromFile, 3); // with the header
+    QCOMPARE(fromEnvironment, 2);
+    QCOMPARE(fromOption, 4);
+    QCOMPARE(mistyped.exitCode, 2);
+    QVERIFY2(mistyped.err.contains("sped"), mistyped.err);
+}
+
+void tst_LxQuote::libraryStartsWithoutAWarning()
+{
+    RecordingFolder folder({ QStringLiteral("securities.csv") });
+    folder.write(smallFile, smallRecording);
+    QCOMPARE(Program::run(watch(folder.path(), atOnce({ symbol }))).err, QByteArray());
+    const Program::Result verbose =
+        Program::run(watch(folder.path(), atOnce({ QStringLiteral("--log-level"), QStringLiteral("debug"), symbol })));
+    QVERIFY2(verbose.err.contains("LxQuotaHandlerObject::initialize"), verbose.err);
 }
 
 void tst_LxQuote::usageErrorsExitWith2_data()
@@ -388,22 +798,49 @@ void tst_LxQuote::usageErrorsExitWith2_data()
         QTest::newRow(name) << QString::fromLatin1(arguments).split(QLatin1Char(' '), Qt::SkipEmptyParts)
                             << QByteArray(complaint);
     };
-    row("no command", "", "no command given");
-    row("unknown command", "frobnicate", "frobnicate");
-    row("unknown option", "watch --frobnicate 600519.SH", "frobnicate");
-    row("watch without a symbol", "watch", "no symbol given");
-    row("snapshot without a symbol", "snapshot", "no symbol given");
-    row("speed that is no number", "watch --speed fast 600519.SH", "fast");
-    row("speed of zero", "watch --speed 0 600519.SH", "no speed");
-    row("negative speed", "watch --speed -1 600519.SH", "no speed");
-    row("endless speed", "watch --speed inf 600519.SH", "no speed");
-    row("speed that is not a number", "watch --speed nan 600519.SH", "no speed");
-    row("date that is none", "watch --date 20230231 600519.SH", "20230231");
-    row("unknown format", "watch --format json 600519.SH", "json");
-    row("unknown format of a snapshot", "snapshot --format ndjson 600519.SH", "ndjson");
-    row("unknown kind", "watch --kinds quote,news 600519.SH", "news");
-    row("no kind", "watch --kinds , 600519.SH", "kind");
-    row("option without its value", "watch 600519.SH --speed", "speed");
+    const char *badSpeed = "neither a positive number nor max";
+    row("no command", "", "a command is missing");
+    row("unknown command", "frobnicate", "unknown command \"frobnicate\"");
+    row("mistyped command", "wacth 600519.SH", "did you mean \"watch\"?");
+    row("unknown option", "watch --frobnicate 600519.SH", "unknown option --frobnicate");
+    row("mistyped option", "watch --sped=3 600519.SH", "did you mean \"--speed\"?");
+    row("mistyped option of all commands", "watch --dta x 600519.SH", "did you mean \"--data\"?");
+    row("option of another command", "tradeday 2023-01-20 5 --kinds quote", "unknown option --kinds");
+    row("superfluous argument", "tradeday 2023-01-20 5 6", "unexpected argument \"6\"");
+    row("watch without a symbol", "watch", "no symbol is given");
+    row("snapshot without a symbol", "snapshot", "no symbol is given");
+    row("trading day without arguments", "tradeday", "missing argument: DATE N");
+    row("speed that is no number", "watch --speed fast 600519.SH", badSpeed);
+    row("speed of zero", "watch --speed 0 600519.SH", badSpeed);
+    row("negative speed", "watch --speed -1 600519.SH", badSpeed);
+    row("endless speed", "watch --speed inf 600519.SH", badSpeed);
+    row("speed that is not a number", "watch --speed nan 600519.SH", badSpeed);
+    row("invalid date", "watch --date 20230231 600519.SH", "\"20230231\" is not a date");
+    row("invalid date of bars", "kline --from 2023-1-x --to 20230201 600519.SH", "\"2023-1-x\" is not a date");
+    row("range of bars without an end", "kline --from 20230201 600519.SH", "--from and --to are missing");
+    row("range of bars that is reversed", "kline --from 20230202 --to 20230201 600519.SH", "--to is before --from");
+    row("unknown period", "kline --period 2d --from 20230201 --to 20230201 600519.SH", "\"2d\" is not one of 1m, 5m");
+    row("unknown adjustment", "kline --adjust up --from 20230201 --to 20230201 600519.SH",
+        "\"up\" is not one of none, forward, backward");
+    row("unknown colours", "watch --colors blue 600519.SH", "\"blue\" is not one of cn, us, none");
+    row("unknown format", "watch --format xml 600519.SH", "\"xml\" is not one of table, json, ndjson, csv");
+    row("format of bars only", "snapshot --format candles 600519.SH", "\"candles\" is not one of");
+    row("unknown field", "snapshot --fields LastPrice 600519.SH", "\"LastPrice\" is not a field");
+    row("mistyped field", "snapshot --fields Symbol,LastPX 600519.SH", "did you mean \"LastPx\"?");
+    row("limit of zero", "watch --limit 0 600519.SH", "--limit: \"0\"");
+    row("limit that is no number", "watch --limit all 600519.SH", "--limit: \"all\"");
+    row("unknown kind", "watch --kinds quote,news 600519.SH", "\"news\" is not one of quote, trade");
+    row("no kind", "watch --kinds , 600519.SH", "--kinds: a value is missing");
+    row("option without its value", "watch 600519.SH --speed", "--speed needs a value");
+    row("time-out of zero", "pe --timeout 0 600519.SH", "--timeout: \"0\" is not a number of seconds");
+    row("endless time-out", "pe --timeout inf 600519.SH", "--timeout: \"inf\" is not a number of seconds");
+    row("missing configuration file", "watch --config /nonexistent 600519.SH", "/nonexistent cannot be read");
+    row("unknown level of the log", "watch --log-level loud 600519.SH", "\"loud\" is not one of debug, info");
+    QTest::newRow("part of a day that is reversed")
+        << (watch(QStringLiteral(LX_DATA_DIR),
+                  { QStringLiteral("--date"), QStringLiteral("20230201"), QStringLiteral("--from"),
+                    QStringLiteral("10:00"), QStringLiteral("--to"), QStringLiteral("09:30"), symbol }))
+        << QByteArray("the replay would end at 09:30:00, before it begins at 10:00:00");
 }
 
 void tst_LxQuote::usageErrorsExitWith2()
@@ -427,6 +864,7 @@ void tst_LxQuote::helpExitsWith0_data()
     QTest::newRow("program, short") << QStringList { QStringLiteral("-h") } << QByteArray("Commands:");
     QTest::newRow("watch") << QStringList { QStringLiteral("watch"), help } << QByteArray("--kinds");
     QTest::newRow("snapshot") << QStringList { QStringLiteral("snapshot"), help } << QByteArray("--format");
+    QTest::newRow("kline") << QStringList { QStringLiteral("kline"), help } << QByteArray("--bus");
     QTest::newRow("version") << QStringList { QStringLiteral("--version") } << QByteArray("lxquote ");
 }
 
@@ -474,8 +912,8 @@ void tst_LxQuote::truncatedRecordingExitsWith2()
     RecordingFolder folder;
     folder.writeGzip(smallFile + QStringLiteral(".gz"), content, 200);
 
-    const Program::Result result = Program::run(isSnapshot ? snapshot(folder.path(), { symbol })
-                                                           : watch(folder.path(), atOnce({ symbol })));
+    const Program::Result result =
+        Program::run(isSnapshot ? snapshot(folder.path(), { symbol }) : watch(folder.path(), atOnce({ symbol })));
     QCOMPARE(result.exitCode, 2);
     QVERIFY2(result.err.contains(smallFile.toLatin1()), result.err);
 }
@@ -486,7 +924,7 @@ void tst_LxQuote::brokenRowsAreReported()
     folder.write(smallFile, smallRecording + "20230201,093003000,600519.SH,1800,much,400,720425\nno row\n");
     const Program::Result result = Program::run(watch(folder.path(), atOnce({ symbol })));
     QCOMPARE(result.exitCode, 0);
-    QVERIFY2(result.err.contains(smallFile.toLatin1() + ":8: LastPx \"much\" is no number"), result.err);
+    QVERIFY2(result.err.contains(smallFile.toLatin1() + ":8: LastPx \"much\" is not a number"), result.err);
     QVERIFY2(result.err.contains(smallFile.toLatin1() + ":9: 1 cells instead of 7"), result.err);
     QCOMPARE(summaryOf(result.out, "stock quotes"), (QList<QByteArray> { "6", "3", "3", "0", "2" }));
 }
@@ -513,41 +951,6 @@ void tst_LxQuote::interruptEndsWithSummary()
     const Program::Result result = Program::finish(&program);
     QVERIFY2(result.exitCode == 0, result.err);
     QVERIFY2(result.out.contains("1 records announced in "), result.out);
-}
-
-void tst_LxQuote::terminalShowsATableInPlace()
-{
-    RecordingFolder folder;
-    folder.write(smallFile, smallRecording);
-    const Program::Result result = Program::runOnTerminal(
-        watch(folder.path(), { QStringLiteral("--speed"), QStringLiteral("10"), symbol, QStringLiteral("000333.SZ") }));
-    QCOMPARE(result.exitCode, 0);
-    // A header and two rows, drawn over: first empty, at last with the last change.
-    const QByteArray up = "\x1b[3A";
-    const QByteArray waiting = result.out.left(result.out.indexOf(up));
-    QVERIFY2(!waiting.contains("\x1b[31m") && !waiting.contains("\x1b[32m"), waiting);
-    QVERIFY2(result.out.contains(up), result.out);
-    const QList<QByteArray> last = result.out.mid(result.out.lastIndexOf(up) + up.size()).split('\n');
-    QVERIFY(last.size() > 3);
-    QVERIFY2(last.at(0).contains("symbol"), last.at(0));
-    QVERIFY2(last.at(1).contains("600519.SH") && last.at(1).contains("\x1b[31m  1810.25\x1b[0m"), last.at(1));
-    QVERIFY2(last.at(1).contains("09:30:02"), last.at(1));
-    QVERIFY2(last.at(2).contains("000333.SZ") && last.at(2).contains("\x1b[32m    54.50\x1b[0m"), last.at(2));
-    // The summary stands below the table.
-    QVERIFY2(result.out.mid(result.out.lastIndexOf(up)).contains("6 records announced in "), result.out);
-}
-
-void tst_LxQuote::terminalWithoutColours()
-{
-    RecordingFolder folder;
-    folder.write(smallFile, smallRecording);
-    const Program::Result result = Program::runOnTerminal(
-        watch(folder.path(), { QStringLiteral("--speed"), QStringLiteral("10"), symbol, QStringLiteral("000333.SZ") }),
-        { "NO_COLOR=1" });
-    QCOMPARE(result.exitCode, 0);
-    QVERIFY(result.out.contains("\x1b[3A"));
-    QVERIFY2(!QRegularExpression(QStringLiteral("\x1b\\[[0-9;]*m")).match(QString::fromUtf8(result.out)).hasMatch(),
-             result.out);
 }
 
 QTEST_GUILESS_MAIN(tst_LxQuote)

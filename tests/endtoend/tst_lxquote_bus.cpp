@@ -2,13 +2,6 @@
 
 namespace {
 
-const QByteArray smallRecording = "MDDate,MDTime,Symbol,PreClosePx,LastPx,TotalVolumeTrade,TotalValueTrade\n"
-                                  "20230201,093000000,600519.SH,1800,1800,100,180000\n"
-                                  "20230201,093000000,000333.SZ,55,55,100,5500\n"
-                                  "20230201,093001000,600519.SH,1800,1790,200,359000\n"
-                                  "20230201,093002000,600519.SH,1800,1810.25,300,540025\n";
-const QString smallFile = QStringLiteral("stock_snapshots_20230201.csv");
-
 QList<QByteArray> complaints(const Program::Result &result)
 {
     QList<QByteArray> lines;
@@ -21,7 +14,7 @@ QList<QByteArray> complaints(const Program::Result &result)
 
 } // namespace
 
-/// lxquote --bus: what it shows is what it shows of a market of its own.
+/// lxquote --bus shows the same as lxquote with a market of its own.
 class tst_LxQuoteBus : public BrokerTest
 {
     Q_OBJECT
@@ -29,12 +22,16 @@ class tst_LxQuoteBus : public BrokerTest
 private Q_SLOTS:
     void queriesOverTheBusEqualThoseWithin_data();
     void queriesOverTheBusEqualThoseWithin();
+    void barsAreAdjustedAndCombined();
     void watchOverTheBusEqualsTheOneWithin_data();
     void watchOverTheBusEqualsTheOneWithin();
     void snapshotIsTheLatestAfterTheReplay();
     void snapshotNamesWhatDoesNotCome();
-    void queryThatNobodyServesTimesOut_data();
-    void queryThatNobodyServesTimesOut();
+    void watchSaysThatNothingComes();
+    void requestThatNobodyServesIsSaidAtOnce_data();
+    void requestThatNobodyServesIsSaidAtOnce();
+    void serviceThatDoesNotAnswerTimesOut_data();
+    void serviceThatDoesNotAnswerTimesOut();
     void environmentNamesTheBus();
     void optionsOfAReplayDoNotGoWithABus_data();
     void optionsOfAReplayDoNotGoWithABus();
@@ -45,16 +42,19 @@ void tst_LxQuoteBus::queriesOverTheBusEqualThoseWithin_data()
     QTest::addColumn<QStringList>("command");
 
     QTest::newRow("daily bars") << words("kline 600000.SH --from 2022-01-01 --to 2022-12-31 --format csv");
-    QTest::newRow("daily bars from the cache") << words("kline 600000.SH --from 2022-01-01 --to 2022-12-31 --cached");
+    // A message of an answer holds 1000 bars.
+    QTest::newRow("bars of full messages") << words("kline 600000.SH --from 2018-10-10 --to 2022-11-18 --format csv");
     QTest::newRow("minute bars") << words("kline 000001.SH --from 2017-03-01 --to 2017-06-30 --period 1m --format csv");
+    QTest::newRow("bars of 60 minutes") << words(
+        "kline 000001.SH --from 2017-03-01 --to 2017-03-31 --period 60m --format csv");
     QTest::newRow("trading day") << words("tradeday 2023-01-20 5");
     QTest::newRow("trading day before") << words("tradeday 2023-01-20 -5");
     QTest::newRow("trading day that is not known") << words("tradeday 1900-01-01 -5");
     QTest::newRow("deep data") << words("deep 600000.SH 000001.SZ");
     QTest::newRow("price-earnings figures") << words("pe 600000.SH 000001.SZ");
-    QTest::newRow("volume a minute") << words("qrr 600000.SH 000001.SZ");
+    QTest::newRow("volume per minute") << words("qrr 600000.SH 000001.SZ");
     QTest::newRow("rising days") << words("risedays 600000.SH 000001.SZ");
-    QTest::newRow("symbol that is not known") << words("pe 999999.XX");
+    QTest::newRow("symbol without figures") << words("pe 300918.SZ");
 }
 
 void tst_LxQuoteBus::queriesOverTheBusEqualThoseWithin()
@@ -71,6 +71,66 @@ void tst_LxQuoteBus::queriesOverTheBusEqualThoseWithin()
     QCOMPARE(complaints(over), complaints(within));
     QCOMPARE(over.exitCode, within.exitCode);
     QVERIFY(!(within.out + within.err).isEmpty());
+}
+
+// The service answers the values of "ExrightsType" and "PeriodType" that go beyond what the client platform sends.
+void tst_LxQuoteBus::barsAreAdjustedAndCombined()
+{
+    RunningProgram service(marketd, serveStore());
+    VERIFY_SOON(service.err().contains("marketd: ready\n"));
+    struct Bar
+    {
+        QDate date;
+        double close;
+        double volume;
+    };
+    const auto bars = [this](const char *options) {
+        const Program::Result result =
+            ask(words("kline 600000.SH --from 2005-01-01 --to 2025-12-31 --fields MDDate,ClosePx,TotalVolumeTrade "
+                      "--format csv")
+                + words(options));
+        QVector<Bar> all;
+        for (const QByteArray &line : result.lines().mid(1)) {
+            const QList<QByteArray> cells = line.split(',');
+            all.append({ QDate::fromString(QString::fromLatin1(cells.at(0)), QStringLiteral("yyyyMMdd")),
+                         cells.value(1).toDouble(), cells.value(2).toDouble() });
+        }
+        return all;
+    };
+    const auto greatestDrop = [](const QVector<Bar> &all) {
+        double greatest = 0;
+        for (int i = 1; i < all.size(); ++i)
+            greatest = std::max(greatest, 1 - all.at(i).close / all.at(i - 1).close);
+        return greatest;
+    };
+    const QVector<Bar> plain = bars("");
+    const QVector<Bar> forward = bars("--adjust forward");
+    const QVector<Bar> backward = bars("--adjust backward");
+    QVERIFY(plain.size() > 4000);
+    QCOMPARE(plain.first().date.year(), 2005);
+    QCOMPARE(forward.size(), plain.size());
+    QCOMPARE(backward.size(), plain.size());
+    QVERIFY(greatestDrop(plain) > 0.2); // on an ex-date
+    // The daily limit, and rounding to the cent of prices that are as low as two yuan.
+    QVERIFY2(greatestDrop(forward) < 0.11, QByteArray::number(greatestDrop(forward)));
+    QVERIFY2(greatestDrop(backward) < 0.1025, QByteArray::number(greatestDrop(backward)));
+    QCOMPARE(forward.last().close, plain.last().close);
+
+    const QVector<Bar> months = bars("--period month");
+    double volume = 0;
+    int month = 0;
+    for (int i = 0; i < plain.size(); ++i) {
+        volume += plain.at(i).volume;
+        const QDate next = i + 1 < plain.size() ? plain.at(i + 1).date : QDate();
+        if (next.month() == plain.at(i).date.month() && next.year() == plain.at(i).date.year())
+            continue;
+        QVERIFY(month < months.size());
+        QCOMPARE(months.at(month).date, plain.at(i).date);
+        QCOMPARE(months.at(month).close, plain.at(i).close);
+        QCOMPARE(months.at(month).volume, std::exchange(volume, 0));
+        ++month;
+    }
+    QCOMPARE(month, months.size());
 }
 
 void tst_LxQuoteBus::watchOverTheBusEqualsTheOneWithin_data()
@@ -115,7 +175,9 @@ void tst_LxQuoteBus::snapshotIsTheLatestAfterTheReplay()
     const Program::Result within = Program::run(command + words("--date 20230202"));
     QVERIFY2(within.exitCode == 0, within.err);
 
-    RunningProgram service(marketd, serveFolder(QStringLiteral(LX_DATA_DIR), "--date 20230202 --speed max"));
+    RunningProgram service(marketd,
+                           serveFolder(QStringLiteral(LX_DATA_DIR), "--date 20230202 --speed max --store")
+                               + QStringList { m_store });
     VERIFY_SOON(service.err().contains("replay ends"));
     const Program::Result over = ask(command);
     QCOMPARE(over.err, QByteArray());
@@ -131,28 +193,63 @@ void tst_LxQuoteBus::snapshotNamesWhatDoesNotCome()
     VERIFY_SOON(service.err().contains("replay ends"));
     const Program::Result result = ask(words("snapshot 999999.XX 600519.SH --timeout 1"));
     QCOMPARE(result.exitCode, 3);
-    QVERIFY2(result.err.contains("no stock quote of 999999.XX came") && !result.err.contains("600519.SH"), result.err);
+    QVERIFY2(result.err.contains("no quote of 999999.XX has come from the bus; perhaps nobody publishes it\n")
+                 && !result.err.contains("600519.SH"),
+             result.err);
     QVERIFY2(!result.err.contains("names"), result.err); // nobody asked for any
     QVERIFY2(result.out.startsWith("600519.SH"), result.out);
 }
 
-void tst_LxQuoteBus::queryThatNobodyServesTimesOut_data()
+void tst_LxQuoteBus::watchSaysThatNothingComes()
+{
+    RunningProgram watch(lxquote, { QStringLiteral("watch"), symbol, QStringLiteral("--bus"), m_broker->url() });
+    const QByteArray message = "lxquote: nothing has come from the bus; perhaps nobody publishes this\n";
+    VERIFY_SOON(watch.err().contains(message));
+    QVERIFY(watch.isRunning()); // somebody may begin to
+    watch.signal(SIGINT);
+    QCOMPARE(watch.exitCode(), 3);
+}
+
+void tst_LxQuoteBus::requestThatNobodyServesIsSaidAtOnce_data()
 {
     QTest::addColumn<QStringList>("command");
 
-    QTest::newRow("bars") << words("kline 600000.SH --from 2023-01-30 --to 2023-01-31 --timeout 0.5");
-    QTest::newRow("figures") << words("pe 600000.SH --timeout 0.5");
+    QTest::newRow("bars") << words("kline 600000.SH --from 2023-01-30 --to 2023-01-31");
+    QTest::newRow("price-earnings figures") << words("pe 600000.SH");
+    QTest::newRow("volume per minute") << words("qrr 600000.SH");
+    QTest::newRow("rising days") << words("risedays 600000.SH");
+    QTest::newRow("deep data") << words("deep 600000.SH");
     QTest::newRow("trading day") << words("tradeday 2023-01-20 5");
 }
 
-void tst_LxQuoteBus::queryThatNobodyServesTimesOut()
+void tst_LxQuoteBus::requestThatNobodyServesIsSaidAtOnce()
 {
     QFETCH(QStringList, command);
 
-    const Program::Result result = ask(command);
+    // The test does not wait for as long as this.
+    const Program::Result result = ask(command + words("--timeout 3600"));
     QCOMPARE(result.exitCode, 3);
-    QVERIFY2(result.err.contains("nobody serves this type"), result.err);
+    QVERIFY2(complaints(result).contains("lxquote: nobody on the bus serves this request"), result.err);
     QVERIFY2(!result.out.contains("600000.SH"), result.out);
+}
+
+void tst_LxQuoteBus::serviceThatDoesNotAnswerTimesOut_data()
+{
+    requestThatNobodyServesIsSaidAtOnce_data();
+}
+
+void tst_LxQuoteBus::serviceThatDoesNotAnswerTimesOut()
+{
+    QFETCH(QStringList, command);
+
+    RunningProgram service(marketd, serveStore());
+    VERIFY_SOON(service.err().contains("marketd: ready\n"));
+    service.signal(SIGSTOP);
+    const Program::Result result = ask(command + words("--timeout 0.3"));
+    service.signal(SIGCONT);
+    QCOMPARE(result.exitCode, 3);
+    QVERIFY2(complaints(result).contains("lxquote: no answer in time"), result.err);
+    QCOMPARE(result.out, QByteArray());
 }
 
 void tst_LxQuoteBus::environmentNamesTheBus()
@@ -186,6 +283,9 @@ void tst_LxQuoteBus::optionsOfAReplayDoNotGoWithABus_data()
     };
     row("date of a watch", "watch 600519.SH --date 20230201", "--date");
     row("speed of a watch", "watch 600519.SH --speed 1", "--speed");
+    row("begin of a watch", "watch 600519.SH --from 09:30", "--from");
+    row("end of a watch", "watch 600519.SH --to 09:30", "--to");
+    row("pauses of a watch", "watch 600519.SH --keep-pauses", "--keep-pauses");
     row("date of a snapshot", "snapshot 600519.SH --date 20230201", "--date");
     row("speed of a snapshot", "snapshot 600519.SH --speed max", "--speed");
     row("store of a query", "pe 600519.SH --store x", "--store");
@@ -201,11 +301,6 @@ void tst_LxQuoteBus::optionsOfAReplayDoNotGoWithABus()
     const Program::Result result = ask(command);
     QCOMPARE(result.exitCode, 2);
     QVERIFY2(result.err.contains(option) && result.err.contains("bus"), result.err);
-
-    // And what goes with a bus alone.
-    const Program::Result timeout = Program::run(words("snapshot 600519.SH --timeout 1"));
-    QCOMPARE(timeout.exitCode, 2);
-    QVERIFY2(timeout.err.contains("--timeout"), timeout.err);
 }
 
 QTEST_GUILESS_MAIN(tst_LxQuoteBus)

@@ -1,4 +1,4 @@
-#include "busear.h"
+#include "busrecorder.h"
 #include "csvtable.h"
 #include "market.h"
 #include "quotefields.h"
@@ -70,23 +70,23 @@ double figure(int ranking, const Stock &stock)
 }
 
 // What is wrong with a published ranking of the second; empty if nothing is.
-QString rankingFault(const BusEar::Heard &heard, const Second &second)
+QString rankingFault(const BusRecorder::Received &received, const Second &second)
 {
-    const int kind = heard.rows.at(0).value(QStringLiteral("RankingKind")).toInt();
+    const int kind = received.rows.at(0).value(QStringLiteral("RankingKind")).toInt();
     const auto traded = std::count_if(second.stocks.cbegin(), second.stocks.cend(),
                                       [](const Stock &stock) { return stock.isTraded(); });
-    if (heard.rows.at(0).value(QStringLiteral("SymbolCount")) != QVariant(static_cast<int>(traded)))
+    if (received.rows.at(0).value(QStringLiteral("SymbolCount")) != QVariant(static_cast<int>(traded)))
         return QStringLiteral("wrong count of symbols");
-    if (heard.rows.size() - 1 != std::min<int>(static_cast<int>(traded), 100))
+    if (received.rows.size() - 1 != std::min<int>(static_cast<int>(traded), 100))
         return QStringLiteral("wrong count of rows");
     QSet<QString> seen;
     double previous = HUGE_VAL;
-    for (int rank = 1; rank < heard.rows.size(); ++rank) {
-        const Market::Row row = heard.rows.at(rank);
+    for (int rank = 1; rank < received.rows.size(); ++rank) {
+        const Market::Row row = received.rows.at(rank);
         const QString symbol = row.value(QStringLiteral("Symbol")).toString();
         const Stock stock = second.stocks.value(symbol);
         const double value = row.value(QStringLiteral("Value")).toDouble();
-        // The two ways of computing a difference of prices part in the last digits.
+        // The two ways of computing a difference of prices differ in the last digits.
         if (std::fabs(value - figure(kind, stock)) > 1e-9 * std::fmax(1, std::fabs(value)))
             return QStringLiteral("%1 has %2 instead of %3").arg(symbol).arg(value).arg(figure(kind, stock));
         if (!stock.isTraded() || seen.contains(symbol) || value > previous
@@ -100,13 +100,13 @@ QString rankingFault(const BusEar::Heard &heard, const Second &second)
 }
 
 // Rows of an analysis as texts: market, rising, falling, unchanged, at the upper limit, at the lower limit.
-QStringList upsDownsOf(const BusEar::Heard &heard)
+QStringList upsDownsOf(const BusRecorder::Received &received)
 {
     QStringList texts;
-    for (int i = 1; i < heard.rows.size(); ++i) {
+    for (int i = 1; i < received.rows.size(); ++i) {
         QStringList cells;
         for (const char *key : { "Market", "Rising", "Falling", "Unchanged", "LimitUp", "LimitDown" })
-            cells.append(heard.rows.at(i).value(QString::fromLatin1(key)).toString());
+            cells.append(received.rows.at(i).value(QString::fromLatin1(key)).toString());
         texts.append(cells.join(QLatin1Char(' ')));
     }
     return texts;
@@ -188,26 +188,26 @@ void tst_MarketAnalysis::everySecondIsAnalysed()
 
     const QVector<Second> seconds = secondsOf(CsvTable(recording(file)));
     const RecordingFolder folder({ file });
-    BusEar ear(BusEar::Analyses);
-    ear.ask(LxRecordKind::Ranking, allRankings);
+    BusRecorder recorder(BusRecorder::Analyses);
+    recorder.ask(LxRecordKind::Ranking, allRankings);
     const Market::Outcome outcome = Market::replayOntoBus(optionsFor(folder));
     QVERIFY2(outcome.ok, qPrintable(outcome.error));
 
     // Each second brings the three rankings and the counts, once.
-    QCOMPARE(ear.heard.size(), 4 * seconds.size());
-    for (int i = 0; i < ear.heard.size(); ++i) {
-        const BusEar::Heard &heard = ear.heard.at(i);
+    QCOMPARE(recorder.received.size(), 4 * seconds.size());
+    for (int i = 0; i < recorder.received.size(); ++i) {
+        const BusRecorder::Received &received = recorder.received.at(i);
         const Second &second = seconds.at(i / 4);
-        QCOMPARE(heard.text("MDDate"), second.date);
-        QCOMPARE(heard.text("MDTime"), second.time);
-        QCOMPARE(heard.text("msgType"), heard.topic);
+        QCOMPARE(received.text("MDDate"), second.date);
+        QCOMPARE(received.text("MDTime"), second.time);
+        QCOMPARE(received.text("msgType"), received.topic);
         if (i % 4 == 3) {
-            QCOMPARE(heard.topic, upsDownsTopic);
-            QCOMPARE(upsDownsOf(heard), expectedUpsDowns(second));
+            QCOMPARE(received.topic, upsDownsTopic);
+            QCOMPARE(upsDownsOf(received), expectedUpsDowns(second));
         } else {
-            QCOMPARE(heard.topic, rankingTopic);
-            QCOMPARE(heard.text("RankingKind"), allRankings.at(i % 4));
-            const QString fault = rankingFault(heard, second);
+            QCOMPARE(received.topic, rankingTopic);
+            QCOMPARE(received.text("RankingKind"), allRankings.at(i % 4));
+            const QString fault = rankingFault(received, second);
             QVERIFY2(fault.isEmpty(), qPrintable(second.time + QLatin1Char(' ') + fault));
         }
     }
@@ -224,11 +224,11 @@ void tst_MarketAnalysis::priceLimitsAreCounted()
                  "20230201,093000000,600004.SH,10,10.99,11,9\n"
                  "20230201,093000000,600005.SH,10,0,11,9\n"
                  "20230201,093000000,300001.SZ,10,12,,\n");
-    BusEar ear(BusEar::Analyses);
+    BusRecorder recorder(BusRecorder::Analyses);
     QVERIFY(Market::replayOntoBus(optionsFor(folder)).ok);
-    QCOMPARE(ear.heard.size(), 1);
+    QCOMPARE(recorder.received.size(), 1);
     // A stock without limits reaches none; one that has not been traded counts nowhere.
-    QCOMPARE(upsDownsOf(ear.heard.first()),
+    QCOMPARE(upsDownsOf(recorder.received.first()),
              (QStringList { QStringLiteral("SH 2 1 1 1 1"), QStringLiteral("SZ 1 0 0 0 0") }));
 }
 
@@ -239,11 +239,11 @@ void tst_MarketAnalysis::rankingsStopAtAHundred()
         content += "20230201,093000000," + QByteArray::number(600000 + i) + ".SH,10,10," + QByteArray::number(i) + '\n';
     RecordingFolder folder;
     folder.write(QStringLiteral("stock_snapshots_20230201.csv"), content);
-    BusEar ear(BusEar::Analyses);
-    ear.ask(LxRecordKind::Ranking, { QStringLiteral("2") });
+    BusRecorder recorder(BusRecorder::Analyses);
+    recorder.ask(LxRecordKind::Ranking, { QStringLiteral("2") });
     QVERIFY(Market::replayOntoBus(optionsFor(folder)).ok);
-    QCOMPARE(ear.heard.size(), 2);
-    const QVector<Market::Row> rows = ear.heard.first().rows;
+    QCOMPARE(recorder.received.size(), 2);
+    const QVector<Market::Row> rows = recorder.received.first().rows;
     QCOMPARE(rows.size(), 101);
     QCOMPARE(rows.at(0).value(QStringLiteral("SymbolCount")), QVariant(150));
     QCOMPARE(rows.at(1).value(QStringLiteral("Symbol")), QVariant(QStringLiteral("600149.SH")));
@@ -257,37 +257,37 @@ void tst_MarketAnalysis::aNewDateBeginsAfresh()
                  "MDDate,MDTime,Symbol,PreClosePx,LastPx\n"
                  "20230201,150000000,600001.SH,10,11\n"
                  "20230202,093000000,600002.SH,10,9\n");
-    BusEar ear(BusEar::Analyses);
+    BusRecorder recorder(BusRecorder::Analyses);
     QVERIFY(Market::replayOntoBus(optionsFor(folder)).ok);
-    QCOMPARE(ear.heard.size(), 2);
-    QCOMPARE(ear.heard.at(0).text("MDDate"), QStringLiteral("20230201"));
-    QCOMPARE(upsDownsOf(ear.heard.at(0)), QStringList { QStringLiteral("SH 1 0 0 0 0") });
-    QCOMPARE(ear.heard.at(1).text("MDDate"), QStringLiteral("20230202"));
-    QCOMPARE(upsDownsOf(ear.heard.at(1)), QStringList { QStringLiteral("SH 0 1 0 0 0") });
+    QCOMPARE(recorder.received.size(), 2);
+    QCOMPARE(recorder.received.at(0).text("MDDate"), QStringLiteral("20230201"));
+    QCOMPARE(upsDownsOf(recorder.received.at(0)), QStringList { QStringLiteral("SH 1 0 0 0 0") });
+    QCOMPARE(recorder.received.at(1).text("MDDate"), QStringLiteral("20230202"));
+    QCOMPARE(upsDownsOf(recorder.received.at(1)), QStringList { QStringLiteral("SH 0 1 0 0 0") });
 }
 
 void tst_MarketAnalysis::nothingIsPublishedForNobody()
 {
     const RecordingFolder folder({ QStringLiteral("stock_snapshots_20230201.csv.gz") });
     QVERIFY(Market::replayOntoBus(optionsFor(folder)).ok);
-    // The bus hands the latest ranking to whoever asks for it later: there is none, unless behind a broker, where
-    // nobody knows whether somebody listens.
+    // The bus delivers the latest ranking to later subscribers. There is none, except through a broker, which does not
+    // know whether a topic has subscribers.
     const int before = Market::isBehindBroker() ? 1 : 0;
-    BusEar ear(BusEar::Analyses);
-    ear.ask(LxRecordKind::Ranking, { QStringLiteral("1") });
+    BusRecorder recorder(BusRecorder::Analyses);
+    recorder.ask(LxRecordKind::Ranking, { QStringLiteral("1") });
     Market::flushBus();
-    QCOMPARE(ear.heard.size(), before);
+    QCOMPARE(recorder.received.size(), before);
     RecordingFolder one;
     one.write(QStringLiteral("stock_snapshots_20230201.csv"),
               "MDDate,MDTime,Symbol,PreClosePx,LastPx\n20230201,093000000,600001.SH,10,11\n");
     QVERIFY(Market::replayOntoBus(optionsFor(one)).ok);
-    // Of the rankings only the one that was asked for.
-    QCOMPARE(ear.heard.size(), before + 2);
-    const BusEar::Heard ranking = ear.heard.at(before);
+    // Only the ranking that is subscribed.
+    QCOMPARE(recorder.received.size(), before + 2);
+    const BusRecorder::Received ranking = recorder.received.at(before);
     QCOMPARE(ranking.topic, rankingTopic);
     QCOMPARE(ranking.text("RankingKind"), QStringLiteral("1"));
     QCOMPARE(ranking.rows.value(1).value(QStringLiteral("Symbol")), QVariant(QStringLiteral("600001.SH")));
-    QCOMPARE(ear.heard.at(before + 1).topic, upsDownsTopic);
+    QCOMPARE(recorder.received.at(before + 1).topic, upsDownsTopic);
 }
 
 void tst_MarketAnalysis::otherRecordsAreNotAnalysed()
@@ -297,10 +297,10 @@ void tst_MarketAnalysis::otherRecordsAreNotAnalysed()
                  "MDDate,MDTime,Symbol,PreClosePx,LastPx\n20230201,093000000,000001.SH,3000,3001\n");
     folder.write(QStringLiteral("future_snapshots_20230201.csv"),
                  "MDDate,MDTime,Symbol,PreClosePx,LastPx\n20230201,093000000,IF2302.CF,4000,4001\n");
-    BusEar ear(BusEar::Analyses);
-    ear.ask(LxRecordKind::Ranking, allRankings);
+    BusRecorder recorder(BusRecorder::Analyses);
+    recorder.ask(LxRecordKind::Ranking, allRankings);
     QVERIFY(Market::replayOntoBus(optionsFor(folder)).ok);
-    QVERIFY(ear.heard.isEmpty());
+    QVERIFY(recorder.received.isEmpty());
 }
 
 QTEST_GUILESS_MAIN(tst_MarketAnalysis)

@@ -1,15 +1,15 @@
 #include "csvtable.h"
 #include "market.h"
 #include "quotefields.h"
+#include "securities.h"
 
-#include <lxbusinessdata/businessdatabase.h>
 #include <lxquotahandler.h>
 
 #include <QtTest>
 
 namespace {
 
-// What tells the announcements of one symbol apart, in order.
+// What distinguishes the announcements of one symbol, in order.
 using Stamps = QStringList;
 
 QString stamp(const QString &time, double volume, double turnover)
@@ -17,7 +17,7 @@ QString stamp(const QString &time, double volume, double turnover)
     return QStringLiteral("%1 %2 %3").arg(time).arg(volume, 0, 'g', 15).arg(turnover, 0, 'g', 15);
 }
 
-// Writes down what the library announces. Filled on the library's thread; to be read after Market::settle().
+// Records what the library announces. Written on the library's thread; read it after Market::settle().
 class Announcements : public QObject
 {
 public:
@@ -84,7 +84,7 @@ Expected expectedOf(const CsvTable &table, const QStringList &symbols)
 
 quint64 dropped()
 {
-    return LxBus::current()->statistics().droppedInAll();
+    return LxBus::current()->statistics().totalDropped();
 }
 
 // Subscribes for as long as it lives. What the bus still remembers of the symbols has arrived when it is constructed.
@@ -114,8 +114,8 @@ quint64 asCount(int number)
 
 } // namespace
 
-/// Whatever stands in a recording reaches whoever asked for it through the bus and the library: once, in order, and the
-/// last of it is what the snapshot queries hand out.
+/// Every record of a recording reaches its subscribers through the bus and the library exactly once and in order, and
+/// the snapshot queries return the last one.
 class tst_NothingLost : public QObject
 {
     Q_OBJECT
@@ -140,8 +140,7 @@ void tst_NothingLost::initTestCase()
 {
     Market::startBus();
     QString error;
-    QVERIFY2(CBusinessDataBase::GetInstance()->LoadSecurities(recording(QStringLiteral("securities.csv")), &error),
-             qPrintable(error));
+    QVERIFY2(loadSecurities(recording(QStringLiteral("securities.csv")), &error), qPrintable(error));
     LxQuotaHandler::instance();
 }
 
@@ -182,7 +181,7 @@ void tst_NothingLost::stockQuotes()
 
     const ReplayCount count = outcome.counts.value(RecordingKind::StockQuote);
     QCOMPARE(count.read, asCount(table.rowCount()));
-    // Of a broker nobody knows for whom it takes a record.
+    // With a broker it is unknown whether a record has a receiver.
     QCOMPARE(count.published, asCount(Market::isBehindBroker() ? table.rowCount() : expected.rows));
     QCOMPARE(count.skipped, quint64(0));
     QCOMPARE(announced.stamps.keys(), expected.stamps.keys());

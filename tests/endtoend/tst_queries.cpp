@@ -1,8 +1,8 @@
 #include "csvtable.h"
 #include "market.h"
+#include "securities.h"
 
 #include <importer.h>
-#include <lxbusinessdata/businessdatabase.h>
 #include <lxmsg/packmessagecommon.h>
 #include <lxquotahandler.h>
 #include <requestservice.h>
@@ -51,12 +51,12 @@ void tst_Queries::initTestCase()
     QLoggingCategory::setFilterRules(QStringLiteral("default.debug=false"));
     const QString store = m_folder.filePath(QStringLiteral("store"));
     Importer importer(QStringLiteral(LX_DATA_DIR), store, nullptr);
-    QVERIFY2(importer.run() == Importer::Imported, qPrintable(importer.errorString()));
     QString error;
+    QVERIFY2(importer.run(&error), qPrintable(error));
     Market::startBus();
     m_service = std::make_unique<RequestService>();
     QVERIFY2(m_service->start(store, &error), qPrintable(error));
-    QVERIFY(CBusinessDataBase::GetInstance()->LoadSecurities(dataFile("securities.csv"), &error));
+    QVERIFY(loadSecurities(dataFile("securities.csv"), &error));
     qRegisterMetaType<EMD_KLINE_PERIOD>("EMD_KLINE_PERIOD");
 }
 
@@ -222,7 +222,7 @@ void tst_Queries::priceEarningsReachTheSnapshot()
     for (int i = 0; i < table.rowCount(); ++i) {
         const CsvRow row = table.row(i);
         if (row.text("Symbol") == symbol)
-            eps = row.number("EPS"); // the later record stands behind the earlier one
+            eps = row.number("EPS"); // the later record follows the earlier one
     }
     QVERIFY(eps > 0);
     CPackMessageCommon quote;

@@ -1,8 +1,8 @@
 #include "csvtable.h"
 #include "market.h"
 #include "quotefields.h"
+#include "securities.h"
 
-#include <lxbusinessdata/businessdatabase.h>
 #include <lxdefine/lxfields.h>
 #include <lxquotahandler.h>
 #include <summitdefines/summitfields.h>
@@ -15,7 +15,7 @@ namespace {
 const QString stock = QStringLiteral("600519.SH");
 const QString tradeDate = QStringLiteral("20230131");
 
-// A plug-in with a thread of its own: writes down, there, what it receives.
+// A plug-in with a thread of its own, on which it records what it receives.
 class PlugIn : public QObject
 {
 public:
@@ -41,7 +41,8 @@ public:
     {
         Market::settle();
         QStringList notes;
-        QMetaObject::invokeMethod(this, [&] { notes = std::exchange(m_notes, {}); }, Qt::BlockingQueuedConnection);
+        QMetaObject::invokeMethod(
+            this, [&] { notes = std::exchange(m_notes, {}); }, Qt::BlockingQueuedConnection);
         return notes;
     }
 
@@ -142,8 +143,7 @@ void tst_Receivers::initTestCase()
 {
     Market::startBus();
     QString error;
-    QVERIFY2(CBusinessDataBase::GetInstance()->LoadSecurities(recording(QStringLiteral("securities.csv")), &error),
-             qPrintable(error));
+    QVERIFY2(loadSecurities(recording(QStringLiteral("securities.csv")), &error), qPrintable(error));
     LxQuotaHandler::instance();
 }
 
@@ -166,7 +166,8 @@ void tst_Receivers::otherTypesAreNotQueuedUntilRegistered()
     subscribe({ stock }, true);
     QTest::ignoreMessage(QtWarningMsg,
                          QRegularExpression(QStringLiteral("Cannot queue arguments of type 'BaseQuotaData&'")));
-    Market::Publisher().publish(QStringLiteral("MDMARKETRECORD"), stock, quoteBody(stock, QStringLiteral("093000000")));
+    LxBus::current()->openPublisher()->publish(QStringLiteral("MDMARKETRECORD"), stock,
+                                               quoteBody(stock, QStringLiteral("093000000")));
     QCOMPARE(plugIn.received(), QStringList { stock });
     subscribe({ stock }, false);
 
@@ -193,8 +194,7 @@ void tst_Receivers::everySignalArrivesOnTheReceiversThread()
     plugIn.listen(&LxQuotaHandler::signalQuotaUpdate, [](const BaseQuotaData &quote) {
         return QStringLiteral("condensed %1 %2 %3").arg(quote.RecordKind).arg(quoteText(quote)).arg(quote.LastPx);
     });
-    plugIn.listen(&LxQuotaHandler::signalQuoteTickUpdate,
-                  [](const QString &symbol) { return textOf("tick", symbol); });
+    plugIn.listen(&LxQuotaHandler::signalQuoteTickUpdate, [](const QString &symbol) { return textOf("tick", symbol); });
     plugIn.listen(&LxQuotaHandler::signalRecordTransactionUpdate,
                   [](const QString &symbol) { return textOf("transaction", symbol); });
     plugIn.listen(&LxQuotaHandler::signalKLineResponse, [](const QList<QVariantMap> &bars, EMD_KLINE_PERIOD period) {
@@ -211,9 +211,8 @@ void tst_Receivers::everySignalArrivesOnTheReceiversThread()
     plugIn.listen(&LxQuotaHandler::signalRiseDayData, [](const QString &symbol, int days) {
         return QStringLiteral("%1 rises %2 days").arg(symbol).arg(days);
     });
-    plugIn.listen(&LxQuotaHandler::signalStockDeepDataUpdate, [](const QStringList &symbols) {
-        return textOf("figures", symbols.join(QLatin1Char(' ')));
-    });
+    plugIn.listen(&LxQuotaHandler::signalStockDeepDataUpdate,
+                  [](const QStringList &symbols) { return textOf("figures", symbols.join(QLatin1Char(' '))); });
     plugIn.listen(&LxQuotaHandler::sigQueryPEData, [](const QStringList &symbols, const QString &date) {
         return textOf("PE query", symbols.join(QLatin1Char(' ')) + QLatin1Char(' ') + date);
     });
@@ -232,11 +231,11 @@ void tst_Receivers::everySignalArrivesOnTheReceiversThread()
     plugIn.received();
     onlooker.received();
 
-    Market::Publisher publisher;
+    const auto publisher = LxBus::current()->openPublisher();
     QStringList topics;
     const auto publish = [&](const char *topic, const QString &key, const QVariant &body) {
         topics.append(QString::fromLatin1(topic));
-        QCOMPARE(publisher.publish(topics.constLast(), key, body), 1);
+        QCOMPARE(publisher->publish(topics.constLast(), key, body), 1);
     };
     const QString none;
     publish("MDMARKETRECORD", stock, quoteBody(stock, time));
@@ -308,8 +307,7 @@ void tst_Receivers::signalsOfAReplayArriveInOrder()
                   [](const StockQuotaData &quote) { return textOf("stock", quoteText(quote)); });
     plugIn.listen(&LxQuotaHandler::signalQuotaUpdate,
                   [](const BaseQuotaData &quote) { return textOf("condensed", quoteText(quote)); });
-    plugIn.listen(&LxQuotaHandler::signalQuoteTickUpdate,
-                  [](const QString &symbol) { return textOf("tick", symbol); });
+    plugIn.listen(&LxQuotaHandler::signalQuoteTickUpdate, [](const QString &symbol) { return textOf("tick", symbol); });
     const Market::Outcome outcome = Market::replay(folder.path());
     subscribe(symbols, false);
     QVERIFY2(outcome.ok, qPrintable(outcome.error));
@@ -363,10 +361,10 @@ void tst_Receivers::onePlugInLeavesTheOtherStays()
     subscribe({ symbol, other }, true);
     subscribe({ symbol }, true);
 
-    Market::Publisher publisher;
+    const auto publisher = LxBus::current()->openPublisher();
     const auto publish = [&](const char *time) {
         for (const QString &key : { symbol, other })
-            publisher.publish(QStringLiteral("MDMARKETRECORD"), key, quoteBody(key, QString::fromLatin1(time)));
+            publisher->publish(QStringLiteral("MDMARKETRECORD"), key, quoteBody(key, QString::fromLatin1(time)));
     };
     publish("093000000");
     const QStringList both { symbol + QStringLiteral(" 093000000"), other + QStringLiteral(" 093000000") };

@@ -1,4 +1,4 @@
-#include "busear.h"
+#include "busrecorder.h"
 #include "csvtable.h"
 #include "market.h"
 
@@ -13,6 +13,7 @@ namespace {
 const QString stockFile = QStringLiteral("stock_snapshots_20230201.csv");
 const QString indexFile = QStringLiteral("index_snapshots_20230201.csv");
 const QString futureFile = QStringLiteral("future_snapshots_20230201.csv");
+const QString indexRange = QStringLiteral("index_snapshots_20230101_20230228.csv");
 const QByteArray header = "MDDate,MDTime,Symbol,LastPx\n";
 
 const QStringList allSymbols { QStringLiteral("600519.SH"), QStringLiteral("000333.SZ"), QStringLiteral("000001.SH"),
@@ -25,11 +26,11 @@ ReplayOptions optionsFor(const RecordingFolder &folder)
     return options;
 }
 
-// "date time symbol" of each quote heard.
-QStringList stamps(const BusEar &ear)
+// "date time symbol" of each quote received.
+QStringList stamps(const BusRecorder &recorder)
 {
     QStringList texts;
-    for (const BusEar::Heard &record : ear.heard)
+    for (const BusRecorder::Received &record : recorder.received)
         texts.append(record.text("MDDate") + QLatin1Char(' ') + record.text("MDTime") + QLatin1Char(' ')
                      + record.text("Symbol"));
     return texts;
@@ -63,9 +64,14 @@ private Q_SLOTS:
     void brokenRowOfAnotherDateIsReportedToo();
     void unusableFolderIsAnError_data();
     void unusableFolderIsAnError();
+    void ambiguousFileIsAnError_data();
+    void ambiguousFileIsAnError();
+    void malformedRecordingIsAnErrorWithItsLine();
     void readErrorEndsTheReplay_data();
     void readErrorEndsTheReplay();
     void speedPacesTheReplay();
+    void onlyTheTimeWindowIsReplayed();
+    void pausesAreSkipped();
     void stopEndsASlowReplay_data();
     void stopEndsASlowReplay();
     void onlySubscribedRowsCountAsPublished();
@@ -78,80 +84,90 @@ void tst_Replay::init()
 
 void tst_Replay::cleanup()
 {
-    QCOMPARE(LxBus::current()->statistics().droppedInAll(), quint64(0));
+    QCOMPARE(LxBus::current()->statistics().totalDropped(), quint64(0));
     LxBus::stop();
 }
 
 void tst_Replay::filesMergeByTimeOfDay()
 {
     RecordingFolder folder;
-    folder.write(stockFile, header + "20230201,093000000,600519.SH,1\n20230201,093002000,600519.SH,2\n"
-                                     "20230201,093004000,600519.SH,3\n");
-    // Another day, but the same time of day.
-    folder.write(indexFile, header + "20181203,093001000,000001.SH,1\n20181203,093003000,000001.SH,2\n");
-    folder.write(futureFile, header + "20210104,092900000,IF2302.CF,1\n20210104,093005000,IF2302.CF,2\n");
-    BusEar ear;
-    ear.ask(LxRecordKind::Quote, allSymbols);
+    folder.write(stockFile,
+                 header
+                     + "20230201,093000000,600519.SH,1\n20230201,093002000,600519.SH,2\n"
+                       "20230201,093004000,600519.SH,3\n");
+    folder.write(indexFile, header + "20230201,093001000,000001.SH,1\n20230201,093003000,000001.SH,2\n");
+    folder.write(futureFile, header + "20230201,092900000,IF2302.CF,1\n20230201,093005000,IF2302.CF,2\n");
+    BusRecorder recorder;
+    recorder.ask(LxRecordKind::Quote, allSymbols);
     const Market::Outcome outcome = Market::replayOntoBus(optionsFor(folder));
     QVERIFY2(outcome.ok, qPrintable(outcome.error));
-    QCOMPARE(stamps(ear), lines("20210104 092900000 IF2302.CF\n"
-                                "20230201 093000000 600519.SH\n"
-                                "20181203 093001000 000001.SH\n"
-                                "20230201 093002000 600519.SH\n"
-                                "20181203 093003000 000001.SH\n"
-                                "20230201 093004000 600519.SH\n"
-                                "20210104 093005000 IF2302.CF\n"));
+    QCOMPARE(stamps(recorder),
+             lines("20230201 092900000 IF2302.CF\n"
+                   "20230201 093000000 600519.SH\n"
+                   "20230201 093001000 000001.SH\n"
+                   "20230201 093002000 600519.SH\n"
+                   "20230201 093003000 000001.SH\n"
+                   "20230201 093004000 600519.SH\n"
+                   "20230201 093005000 IF2302.CF\n"));
 }
 
 void tst_Replay::rowsOfOneTimeKeepTheirOrder()
 {
     RecordingFolder folder;
-    folder.write(stockFile, header + "20230201,093000000,600519.SH,1\n20230201,093000000,000333.SZ,2\n"
-                                     "20230201,093000000,600519.SH,3\n");
+    folder.write(stockFile,
+                 header
+                     + "20230201,093000000,600519.SH,1\n20230201,093000000,000333.SZ,2\n"
+                       "20230201,093000000,600519.SH,3\n");
     folder.write(indexFile, header + "20230201,093000000,000001.SH,4\n20230201,093000000,000001.SH,5\n");
-    BusEar ear;
-    ear.ask(LxRecordKind::Quote, allSymbols);
+    BusRecorder recorder;
+    recorder.ask(LxRecordKind::Quote, allSymbols);
     QVERIFY(Market::replayOntoBus(optionsFor(folder)).ok);
     QStringList prices;
-    for (const BusEar::Heard &record : qAsConst(ear.heard))
+    for (const BusRecorder::Received &record : qAsConst(recorder.received))
         prices.append(record.text("LastPx"));
     // The file that sorts first goes first; each file's rows stay together.
-    QCOMPARE(prices, (QStringList { QStringLiteral("4"), QStringLiteral("5"), QStringLiteral("1"), QStringLiteral("2"),
-                                    QStringLiteral("3") }));
+    QCOMPARE(prices,
+             (QStringList { QStringLiteral("4"), QStringLiteral("5"), QStringLiteral("1"), QStringLiteral("2"),
+                            QStringLiteral("3") }));
 }
 
 void tst_Replay::datesFollowEachOther()
 {
     RecordingFolder folder;
-    folder.write(indexFile, header + "20181203,093000000,000001.SH,1\n20181203,150000000,000001.SH,2\n"
-                                     "20181204,093000000,000001.SH,3\n20181205,093000000,000001.SH,4\n");
-    folder.write(stockFile, header + "20230201,100000000,600519.SH,1\n20230202,092500000,600519.SH,2\n");
-    BusEar ear;
-    ear.ask(LxRecordKind::Quote, allSymbols);
+    folder.write(indexRange,
+                 header
+                     + "20230130,093000000,000001.SH,1\n20230201,150000000,000001.SH,2\n"
+                       "20230202,093000000,000001.SH,3\n20230203,093000000,000001.SH,4\n");
+    folder.write(stockFile, header + "20230201,100000000,600519.SH,1\n");
+    folder.write(QStringLiteral("stock_snapshots_20230202.csv"), header + "20230202,092500000,600519.SH,2\n");
+    BusRecorder recorder;
+    recorder.ask(LxRecordKind::Quote, allSymbols);
     QVERIFY(Market::replayOntoBus(optionsFor(folder)).ok);
-    // The second date of one file goes beside the second date of the other.
-    QCOMPARE(stamps(ear), lines("20181203 093000000 000001.SH\n"
-                                "20230201 100000000 600519.SH\n"
-                                "20181203 150000000 000001.SH\n"
-                                "20230202 092500000 600519.SH\n"
-                                "20181204 093000000 000001.SH\n"
-                                "20181205 093000000 000001.SH\n"));
+    QCOMPARE(stamps(recorder),
+             lines("20230130 093000000 000001.SH\n"
+                   "20230201 100000000 600519.SH\n"
+                   "20230201 150000000 000001.SH\n"
+                   "20230202 092500000 600519.SH\n"
+                   "20230202 093000000 000001.SH\n"
+                   "20230203 093000000 000001.SH\n"));
 }
 
 void tst_Replay::otherDatesAreLeftOut()
 {
     RecordingFolder folder;
-    folder.write(indexFile, header + "20230131,093000000,000001.SH,1\n20230201,093000000,000001.SH,2\n"
-                                     "20230202,093000000,000001.SH,3\n");
+    folder.write(indexRange,
+                 header
+                     + "20230131,093000000,000001.SH,1\n20230201,093000000,000001.SH,2\n"
+                       "20230202,093000000,000001.SH,3\n");
     folder.write(stockFile, header + "20230201,093000000,600519.SH,4\n");
-    folder.write(futureFile, header + "20210104,093000000,IF2302.CF,5\n");
-    BusEar ear;
-    ear.ask(LxRecordKind::Quote, allSymbols);
+    folder.write(QStringLiteral("future_snapshots_20210104.csv"), header + "20210104,093000000,IF2302.CF,5\n");
+    BusRecorder recorder;
+    recorder.ask(LxRecordKind::Quote, allSymbols);
     ReplayOptions options = optionsFor(folder);
     options.date = QStringLiteral("20230201");
     const Market::Outcome outcome = Market::replayOntoBus(options);
     QVERIFY(outcome.ok);
-    QCOMPARE(stamps(ear), lines("20230201 093000000 000001.SH\n20230201 093000000 600519.SH\n"));
+    QCOMPARE(stamps(recorder), lines("20230201 093000000 000001.SH\n20230201 093000000 600519.SH\n"));
     QCOMPARE(outcome.counts.value(RecordingKind::IndexQuote).read, quint64(1));
     QCOMPARE(outcome.counts.value(RecordingKind::FutureQuote).read, quint64(0));
     QVERIFY(outcome.brokenRows.isEmpty());
@@ -160,41 +176,42 @@ void tst_Replay::otherDatesAreLeftOut()
 void tst_Replay::plainAndGzipAreTheSame()
 {
     const QByteArray content = header + "20230201,093000000,600519.SH,1\n20230201,093001000,600519.SH,2\n";
-    QVector<QStringList> heard;
+    QVector<QStringList> received;
     for (const bool gzip : { false, true }) {
         RecordingFolder folder;
         if (gzip)
             folder.writeGzip(stockFile + QStringLiteral(".gz"), content);
         else
             folder.write(stockFile, content);
-        BusEar ear;
-        ear.ask(LxRecordKind::Quote, allSymbols);
+        BusRecorder recorder;
+        recorder.ask(LxRecordKind::Quote, allSymbols);
         QVERIFY(Market::replayOntoBus(optionsFor(folder)).ok);
-        heard.append(stamps(ear));
-        // A bus that remembers nothing of this one.
+        received.append(stamps(recorder));
+        // The next run must not receive the latest records of this one.
         LxBus::stop();
         init();
     }
-    QCOMPARE(heard.at(0).size(), 2);
-    QCOMPARE(heard.at(1), heard.at(0));
+    QCOMPARE(received.at(0).size(), 2);
+    QCOMPARE(received.at(1), received.at(0));
 }
 
 void tst_Replay::columnsStandInAnyOrder()
 {
     RecordingFolder folder;
-    folder.write(stockFile, "Weather,LastPx,Symbol,Sell2Price,MDTime,Sell11Price,MDDate\n"
-                            "rain,10.5,600519.SH,10.7,093000000,11,20230201\n");
-    BusEar ear;
-    ear.ask(LxRecordKind::Quote, allSymbols);
+    folder.write(stockFile,
+                 "Weather,LastPx,Symbol,Sell2Price,MDTime,Sell11Price,MDDate\n"
+                 "rain,10.5,600519.SH,10.7,093000000,11,20230201\n");
+    BusRecorder recorder;
+    recorder.ask(LxRecordKind::Quote, allSymbols);
     QVERIFY(Market::replayOntoBus(optionsFor(folder)).ok);
-    QCOMPARE(ear.heard.size(), 1);
+    QCOMPARE(recorder.received.size(), 1);
     // Columns that no record has are left out.
     const Market::Row expected { { QStringLiteral("LastPx"), 10.5 },
                                  { QStringLiteral("Symbol"), QStringLiteral("600519.SH") },
                                  { QStringLiteral("Sell2Price"), 10.7 },
                                  { QStringLiteral("MDTime"), QStringLiteral("093000000") },
                                  { QStringLiteral("MDDate"), QStringLiteral("20230201") } };
-    QCOMPARE(ear.heard.first().rows, QVector<Market::Row> { expected });
+    QCOMPARE(recorder.received.first().rows, QVector<Market::Row> { expected });
 }
 
 void tst_Replay::cellsBecomeTheTypesOfTheirFields()
@@ -204,14 +221,14 @@ void tst_Replay::cellsBecomeTheTypesOfTheirFields()
                  "MDDate,MDTime,Symbol,TradeBuyNo,TradeType,TradePrice,TradeMoney,TradeBSFlag\n"
                  "20230201,093000000,600519.SH,9007199254740993,0,10.5,,1\n"
                  "20230201,093000001,600519.SH,-1,1,1e3,0.5,B\n");
-    BusEar ear;
-    ear.ask(LxRecordKind::Transaction, allSymbols);
+    BusRecorder recorder;
+    recorder.ask(LxRecordKind::Transaction, allSymbols);
     const Market::Outcome outcome = Market::replayOntoBus(optionsFor(folder));
     QVERIFY(outcome.ok);
     QVERIFY2(outcome.brokenRows.isEmpty(), qPrintable(outcome.brokenRows.join(QLatin1Char('\n'))));
-    QCOMPARE(ear.heard.size(), 2);
-    const auto value = [&ear](int record, const char *key) {
-        return ear.heard.at(record).rows.at(0).value(QString::fromLatin1(key));
+    QCOMPARE(recorder.received.size(), 2);
+    const auto value = [&recorder](int record, const char *key) {
+        return recorder.received.at(record).rows.at(0).value(QString::fromLatin1(key));
     };
     QCOMPARE(value(0, "MDTime"), QVariant(QStringLiteral("093000000")));
     QCOMPARE(value(0, "TradeBuyNo"), QVariant(qint64(9007199254740993)));
@@ -234,24 +251,29 @@ void tst_Replay::brokenRowIsReportedAndSkipped_data()
     };
     row("too few cells", "20230201,093001000,600519.SH,2", "4 cells instead of 5");
     row("too many cells", "20230201,093001000,600519.SH,2,100,7", "6 cells instead of 5");
-    row("text for a price", "20230201,093001000,600519.SH,much,100", "LastPx \"much\" is no number");
-    row("number with a tail", "20230201,093001000,600519.SH,2x,100", "LastPx \"2x\" is no number");
-    row("number beyond all bounds", "20230201,093001000,600519.SH,1e999,100", "LastPx \"1e999\" is no number");
-    row("fraction for a count", "20230201,093001000,600519.SH,2,1.5", "NumTrades \"1.5\" is no number");
+    row("text for a price", "20230201,093001000,600519.SH,much,100", "LastPx \"much\" is not a number");
+    row("number with a tail", "20230201,093001000,600519.SH,2x,100", "LastPx \"2x\" is not a number");
+    row("number beyond all bounds", "20230201,093001000,600519.SH,1e999,100", "LastPx \"1e999\" is not a number");
+    row("fraction for a count", "20230201,093001000,600519.SH,2,1.5", "NumTrades \"1.5\" is not a number");
     row("count beyond 64 bits", "20230201,093001000,600519.SH,2,9223372036854775808",
-        "NumTrades \"9223372036854775808\" is no number");
-    row("text for a time", "20230201,nine,600519.SH,2,100", "MDTime \"nine\" is no time");
-    row("short time", "20230201,93001000,600519.SH,2,100", "MDTime \"93001000\" is no time");
-    row("hour 24", "20230201,240000000,600519.SH,2,100", "MDTime \"240000000\" is no time");
-    row("minute 60", "20230201,096000000,600519.SH,2,100", "MDTime \"096000000\" is no time");
-    row("second 60", "20230201,093060000,600519.SH,2,100", "MDTime \"093060000\" is no time");
-    row("negative time", "20230201,-93001000,600519.SH,2,100", "MDTime \"-93001000\" is no time");
-    row("text for a date", "tomorrow,093001000,600519.SH,2,100", "MDDate \"tomorrow\" is no date");
-    row("short date", "2023021,093001000,600519.SH,2,100", "MDDate \"2023021\" is no date");
-    row("month 13", "20231301,093001000,600519.SH,2,100", "MDDate \"20231301\" is no date");
-    row("31 February", "20230231,093001000,600519.SH,2,100", "MDDate \"20230231\" is no date");
-    row("no date", ",093001000,600519.SH,2,100", "MDDate \"\" is no date");
-    row("no symbol", "20230201,093001000,,2,100", "no Symbol");
+        "NumTrades \"9223372036854775808\" is not a number");
+    row("text for a time", "20230201,nine,600519.SH,2,100", "MDTime \"nine\" is not a time");
+    row("short time", "20230201,93001000,600519.SH,2,100", "MDTime \"93001000\" is not a time");
+    row("hour 24", "20230201,240000000,600519.SH,2,100", "MDTime \"240000000\" is not a time");
+    row("minute 60", "20230201,096000000,600519.SH,2,100", "MDTime \"096000000\" is not a time");
+    row("second 60", "20230201,093060000,600519.SH,2,100", "MDTime \"093060000\" is not a time");
+    row("negative time", "20230201,-93001000,600519.SH,2,100", "MDTime \"-93001000\" is not a time");
+    row("text for a date", "tomorrow,093001000,600519.SH,2,100", "MDDate \"tomorrow\" is not a date");
+    row("short date", "2023021,093001000,600519.SH,2,100", "MDDate \"2023021\" is not a date");
+    row("month 13", "20231301,093001000,600519.SH,2,100", "MDDate \"20231301\" is not a date");
+    row("31 February", "20230231,093001000,600519.SH,2,100", "MDDate \"20230231\" is not a date");
+    row("no date", ",093001000,600519.SH,2,100", "MDDate \"\" is not a date");
+    row("not a number", "20230201,093001000,600519.SH,nan,100", "LastPx \"nan\" is not a number");
+    row("infinity", "20230201,093001000,600519.SH,inf,100", "LastPx \"inf\" is not a number");
+    row("negative infinity", "20230201,093001000,600519.SH,-inf,100", "LastPx \"-inf\" is not a number");
+    row("another date than the file's", "20230202,093001000,600519.SH,2,100",
+        "MDDate 20230202 in a recording of 20230201");
+    row("no symbol", "20230201,093001000,,2,100", "Symbol is missing");
 }
 
 void tst_Replay::brokenRowIsReportedAndSkipped()
@@ -260,33 +282,36 @@ void tst_Replay::brokenRowIsReportedAndSkipped()
     QFETCH(QString, reason);
 
     RecordingFolder folder;
-    folder.write(stockFile, "MDDate,MDTime,Symbol,LastPx,NumTrades\n20230201,093000000,600519.SH,1,100\n" + row
+    folder.write(stockFile,
+                 "MDDate,MDTime,Symbol,LastPx,NumTrades\n20230201,093000000,600519.SH,1,100\n" + row
                      + "\n20230201,093002000,600519.SH,3,300\n");
-    BusEar ear;
-    ear.ask(LxRecordKind::Quote, allSymbols);
+    BusRecorder recorder;
+    recorder.ask(LxRecordKind::Quote, allSymbols);
     const Market::Outcome outcome = Market::replayOntoBus(optionsFor(folder));
     QVERIFY2(outcome.ok, qPrintable(outcome.error));
     QCOMPARE(outcome.brokenRows, QStringList { stockFile + QStringLiteral(":3: ") + reason });
     const ReplayCount count = outcome.counts.value(RecordingKind::StockQuote);
     QCOMPARE(count.skipped, quint64(1));
     QCOMPARE(count.read, quint64(2));
-    QCOMPARE(stamps(ear), lines("20230201 093000000 600519.SH\n20230201 093002000 600519.SH\n"));
+    QCOMPARE(stamps(recorder), lines("20230201 093000000 600519.SH\n20230201 093002000 600519.SH\n"));
 }
 
 void tst_Replay::brokenRowOfAnotherDateIsReportedToo()
 {
     RecordingFolder folder;
-    // What has no date may belong to the wanted one; what has another date is none of the replay's business.
-    folder.write(stockFile, header + "someday,093000000,600519.SH,1\n20230131,nine,600519.SH,much\n"
-                                     "20230201,093000000,600519.SH,1\n");
-    BusEar ear;
-    ear.ask(LxRecordKind::Quote, allSymbols);
+    // A row without a date may be one of the wanted date; rows of other dates are ignored.
+    folder.write(indexRange,
+                 header
+                     + "someday,093000000,600519.SH,1\n20230131,nine,600519.SH,much\n"
+                       "20230201,093000000,600519.SH,1\n");
+    BusRecorder recorder;
+    recorder.ask(LxRecordKind::Quote, allSymbols);
     ReplayOptions options = optionsFor(folder);
     options.date = QStringLiteral("20230201");
     const Market::Outcome outcome = Market::replayOntoBus(options);
     QVERIFY(outcome.ok);
-    QCOMPARE(outcome.brokenRows, QStringList { stockFile + QStringLiteral(":2: MDDate \"someday\" is no date") });
-    QCOMPARE(ear.heard.size(), 1);
+    QCOMPARE(outcome.brokenRows, QStringList { indexRange + QStringLiteral(":2: MDDate \"someday\" is not a date") });
+    QCOMPARE(recorder.received.size(), 1);
 }
 
 void tst_Replay::unusableFolderIsAnError_data()
@@ -297,9 +322,10 @@ void tst_Replay::unusableFolderIsAnError_data()
 
     QTest::newRow("no recordings") << QStringLiteral("securities.csv") << header << QString();
     QTest::newRow("recording of no known kind") << QStringLiteral("bond_snapshots_20230201.csv") << header << QString();
-    QTest::newRow("recording that is no CSV file") << QStringLiteral("stock_snapshots_20230201.txt") << header
-                                                   << QString();
+    QTest::newRow("recording that is no CSV file")
+        << QStringLiteral("stock_snapshots_20230201.txt") << header << QString();
     QTest::newRow("empty file") << stockFile << QByteArray() << stockFile;
+    QTest::newRow("unterminated quote in the header") << stockFile << QByteArray("MDDate,\"MDTime,Symbol") << stockFile;
     QTest::newRow("no column Symbol") << stockFile << QByteArray("MDDate,MDTime,LastPx\n") << stockFile;
     QTest::newRow("no column MDTime") << stockFile << QByteArray("MDDate,Symbol,LastPx\n") << stockFile;
     QTest::newRow("no column MDDate") << stockFile << QByteArray("MDTime,Symbol,LastPx\n") << stockFile;
@@ -324,6 +350,55 @@ void tst_Replay::unusableFolderIsAnError()
     QVERIFY2(error.contains(missing.folder), qPrintable(error));
 }
 
+void tst_Replay::ambiguousFileIsAnError_data()
+{
+    QTest::addColumn<QString>("problem");
+    QTest::addColumn<QString>("reason");
+
+    QTest::newRow("plain and compressed") << QStringLiteral("both") << QStringLiteral(": there is also %1.gz");
+    QTest::newRow("dangling link") << QStringLiteral("link") << QStringLiteral(": a link to a missing file");
+    QTest::newRow("folder") << QStringLiteral("folder") << QStringLiteral(": a folder, not a file");
+}
+
+void tst_Replay::ambiguousFileIsAnError()
+{
+    QFETCH(QString, problem);
+    QFETCH(QString, reason);
+
+    RecordingFolder folder;
+    folder.write(indexFile, header + "20230201,093000000,000001.SH,1\n");
+    const QString path = folder.filePath(stockFile);
+    if (problem == QLatin1String("both")) {
+        folder.write(stockFile, header);
+        folder.writeGzip(stockFile + QStringLiteral(".gz"), header);
+    } else if (problem == QLatin1String("link")) {
+        QVERIFY(QFile::link(folder.filePath(QStringLiteral("missing")), path));
+    } else {
+        QVERIFY(QDir().mkdir(path));
+    }
+    const Market::Outcome outcome = Market::replayOntoBus(optionsFor(folder));
+    QVERIFY(!outcome.ok);
+    const QString expected = path + (reason.contains(QLatin1String("%1")) ? reason.arg(stockFile) : reason);
+    QVERIFY2(outcome.error.startsWith(expected), qPrintable(outcome.error));
+}
+
+void tst_Replay::malformedRecordingIsAnErrorWithItsLine()
+{
+    RecordingFolder folder;
+    folder.write(stockFile,
+                 header
+                     + "20230201,093000000,600519.SH,1\n20230201,093001000,\"600519.SH,2\n"
+                       "20230201,093002000,600519.SH,3\n");
+    BusRecorder recorder;
+    recorder.ask(LxRecordKind::Quote, allSymbols);
+    const Market::Outcome outcome = Market::replayOntoBus(optionsFor(folder));
+    QVERIFY(!outcome.ok);
+    QCOMPARE(outcome.error,
+             folder.filePath(stockFile)
+                 + QStringLiteral(":3: the file ends within a quoted cell of the record at this line"));
+    QCOMPARE(stamps(recorder), lines("20230201 093000000 600519.SH\n"));
+}
+
 void tst_Replay::readErrorEndsTheReplay_data()
 {
     QTest::addColumn<bool>("corrupt");
@@ -339,7 +414,7 @@ void tst_Replay::readErrorEndsTheReplay()
     QByteArray content = header;
     for (int i = 0; i < 60000; ++i) {
         content += "20230201," + QTime(9, 30).addMSecs(i * 100).toString(QStringLiteral("HHmmsszzz")).toLatin1()
-                + ",600519.SH," + QByteArray::number(i * 7919 % 100003) + '\n';
+            + ",600519.SH," + QByteArray::number(i * 7919 % 100003) + '\n';
     }
     RecordingFolder folder;
     const QString name = stockFile + QStringLiteral(".gz");
@@ -354,28 +429,67 @@ void tst_Replay::readErrorEndsTheReplay()
     } else {
         QVERIFY(file.resize(size / 2));
     }
-    BusEar ear;
-    ear.ask(LxRecordKind::Quote, allSymbols);
+    BusRecorder recorder;
+    recorder.ask(LxRecordKind::Quote, allSymbols);
     const Market::Outcome outcome = Market::replayOntoBus(optionsFor(folder));
     QVERIFY(!outcome.ok);
     QVERIFY2(outcome.error.contains(name), qPrintable(outcome.error));
     // What could be read has been published.
-    QVERIFY(!ear.heard.isEmpty());
-    QVERIFY(ear.heard.size() < 60000);
+    QVERIFY(!recorder.received.isEmpty());
+    QVERIFY(recorder.received.size() < 60000);
 }
 
 void tst_Replay::speedPacesTheReplay()
 {
     RecordingFolder folder;
-    // The clock starts anew with each date: 4 s and 2 s of market time.
-    folder.write(stockFile, header + "20230201,093000000,600519.SH,1\n20230201,093004000,600519.SH,2\n"
-                                     "20230202,113000000,600519.SH,3\n20230202,113002000,600519.SH,4\n");
+    // The clock restarts with each date: 4 s and 2 s of market time.
+    folder.write(indexRange,
+                 header
+                     + "20230201,093000000,600519.SH,1\n20230201,093004000,600519.SH,2\n"
+                       "20230202,113000000,600519.SH,3\n20230202,113002000,600519.SH,4\n");
     ReplayOptions options = optionsFor(folder);
     options.speed = 20;
     QElapsedTimer timer;
     timer.start();
     QVERIFY(Market::replayOntoBus(options).ok);
     QVERIFY2(timer.elapsed() >= 298, qPrintable(QString::number(timer.elapsed())));
+}
+
+void tst_Replay::onlyTheTimeWindowIsReplayed()
+{
+    RecordingFolder folder;
+    folder.write(indexRange,
+                 header
+                     + "20230201,092459999,600519.SH,1\n20230201,092500000,600519.SH,2\n"
+                       "20230201,100000000,600519.SH,3\n20230201,100000001,600519.SH,4\n"
+                       "20230202,090000000,600519.SH,5\n20230202,093000000,600519.SH,6\n");
+    BusRecorder recorder;
+    recorder.ask(LxRecordKind::Quote, allSymbols);
+    ReplayOptions options = optionsFor(folder);
+    options.from = QTime(9, 25);
+    options.to = QTime(10, 0);
+    const Market::Outcome outcome = Market::replayOntoBus(options);
+    QVERIFY2(outcome.ok, qPrintable(outcome.error));
+    QCOMPARE(stamps(recorder),
+             lines("20230201 092500000 600519.SH\n20230201 100000000 600519.SH\n"
+                   "20230202 093000000 600519.SH\n"));
+    QCOMPARE(outcome.counts.value(RecordingKind::IndexQuote).read, quint64(3));
+}
+
+void tst_Replay::pausesAreSkipped()
+{
+    // At real time the lunch break, and what follows it, would take longer than any test may.
+    RecordingFolder folder;
+    folder.write(stockFile,
+                 header
+                     + "20230201,092500000,600519.SH,1\n20230201,113000000,600519.SH,2\n"
+                       "20230201,130000000,600519.SH,3\n20230201,150000000,600519.SH,4\n");
+    BusRecorder recorder;
+    recorder.ask(LxRecordKind::Quote, allSymbols);
+    ReplayOptions options = optionsFor(folder);
+    options.speed = 1;
+    QVERIFY(Market::replayOntoBus(options).ok);
+    QCOMPARE(recorder.received.size(), 4);
 }
 
 void tst_Replay::stopEndsASlowReplay_data()
@@ -392,12 +506,13 @@ void tst_Replay::stopEndsASlowReplay()
 
     RecordingFolder folder;
     folder.write(stockFile, header + "20230201,093000000,600519.SH,1\n20230201,150000000,600519.SH,2\n");
-    QSemaphore heard;
-    BusEar ear;
-    ear.onHeard = [&heard](const BusEar::Heard &) { heard.release(); };
-    ear.ask(LxRecordKind::Quote, allSymbols);
+    QSemaphore received;
+    BusRecorder recorder;
+    recorder.onReceived = [&received](const BusRecorder::Received &) { received.release(); };
+    recorder.ask(LxRecordKind::Quote, allSymbols);
     ReplayOptions options = optionsFor(folder);
     options.speed = speed;
+    options.keepPauses = true;
     Replay replay(options);
     QString error;
     QVERIFY2(replay.open(&error), qPrintable(error));
@@ -407,7 +522,7 @@ void tst_Replay::stopEndsASlowReplay()
         ok = replay.run(&error);
         ended.release();
     });
-    const bool firstHeard = heard.tryAcquire(1, 30000);
+    const bool firstHeard = received.tryAcquire(1, 30000);
     // It is waiting for a time that is hours away, or about to.
     const bool endedByItself = ended.tryAcquire(1, 50);
     replay.stop();
@@ -416,21 +531,24 @@ void tst_Replay::stopEndsASlowReplay()
     QVERIFY(!endedByItself);
     QVERIFY2(ok, qPrintable(error));
     QCOMPARE(replay.count(RecordingKind::StockQuote).published, quint64(1));
+    QCOMPARE(replay.position(), QDateTime(QDate(2023, 2, 1), QTime(9, 30), Qt::UTC));
 }
 
 void tst_Replay::onlySubscribedRowsCountAsPublished()
 {
     RecordingFolder folder;
-    folder.write(stockFile, header + "20230201,093000000,600519.SH,1\n20230201,093000000,000333.SZ,2\n"
-                                     "20230201,093001000,600519.SH,3\n");
-    BusEar ear;
-    ear.ask(LxRecordKind::Quote, { QStringLiteral("600519.SH") });
+    folder.write(stockFile,
+                 header
+                     + "20230201,093000000,600519.SH,1\n20230201,093000000,000333.SZ,2\n"
+                       "20230201,093001000,600519.SH,3\n");
+    BusRecorder recorder;
+    recorder.ask(LxRecordKind::Quote, { QStringLiteral("600519.SH") });
     const Market::Outcome outcome = Market::replayOntoBus(optionsFor(folder));
     QVERIFY(outcome.ok);
     QCOMPARE(outcome.counts.value(RecordingKind::StockQuote).read, quint64(3));
-    // Of a broker nobody knows for whom it takes a record.
+    // A broker counts as a receiver of every record.
     QCOMPARE(outcome.counts.value(RecordingKind::StockQuote).published, quint64(Market::isBehindBroker() ? 3 : 2));
-    QCOMPARE(ear.heard.size(), 2);
+    QCOMPARE(recorder.received.size(), 2);
 }
 
 QTEST_GUILESS_MAIN(tst_Replay)

@@ -1,17 +1,59 @@
 #include "busprograms.h"
 
+#include <storeconnection.h>
+
+#include <cstring>
+
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
 namespace {
 
-const QByteArray smallRecording = "MDDate,MDTime,Symbol,PreClosePx,LastPx,TotalVolumeTrade,TotalValueTrade\n"
-                                  "20230201,093000000,600519.SH,1800,1800,100,180000\n"
-                                  "20230201,093000000,000333.SZ,55,55,100,5500\n"
-                                  "20230201,093001000,600519.SH,1800,1790,200,359000\n"
-                                  "20230201,093002000,600519.SH,1800,1810.25,300,540025\n";
-const QString smallFile = QStringLiteral("stock_snapshots_20230201.csv");
+const QByteArray securities = "Symbol,SecurityName,SecurityType\n"
+                              "600519.SH,贵州茅台,stock\n"
+                              "000333.SZ,美的集团,stock\n";
+
+// A TCP port that no program listens on.
+int freePort()
+{
+    const int socket = ::socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in address {};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof address;
+    if (::bind(socket, reinterpret_cast<const sockaddr *>(&address), size) != 0
+        || ::getsockname(socket, reinterpret_cast<sockaddr *>(&address), &size) != 0)
+        qFatal("no free port");
+    ::close(socket);
+    return ntohs(address.sin_port);
+}
+
+// The whole response of an HTTP server on this machine.
+QByteArray httpGet(int port, const QByteArray &path)
+{
+    const int socket = ::socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in address {};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(static_cast<quint16>(port));
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    QByteArray response;
+    if (::connect(socket, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0) {
+        const QByteArray request = "GET " + path + " HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\n\r\n";
+        char block[4096];
+        ssize_t size = ::send(socket, request.constData(), size_t(request.size()), 0);
+        while (size > 0 && (size = ::recv(socket, block, sizeof block, 0)) > 0)
+            response.append(block, int(size));
+    }
+    ::close(socket);
+    return response;
+}
 
 } // namespace
 
-/// marketd serve, in processes of its own around a broker.
+/// marketd serve and marketd record, in processes of its own around a broker.
 class tst_Serve : public BrokerTest
 {
     Q_OBJECT
@@ -32,6 +74,13 @@ private Q_SLOTS:
     void truncatedRecordingEndsIt();
     void brokerRestartIsSurvived();
     void endsCleanlyWhileTheBrokerIsAway();
+    void metricsAreServed();
+    void systemdIsNotified();
+    void barsOfTheCurrentDayAreAnswered();
+    void recordWritesWhatIsServed();
+    void recordRefusesWhatItCannotUse_data();
+    void recordRefusesWhatItCannotUse();
+    void recordEndsIfItCannotWrite();
 };
 
 void tst_Serve::usageErrorsExitWith2_data()
@@ -46,11 +95,15 @@ void tst_Serve::usageErrorsExitWith2_data()
     row("nothing to serve", "--bus inproc:", "--data, --store or both");
     row("unknown option", "--frobnicate", "frobnicate");
     row("argument", "--bus inproc: --store x extra", "extra");
-    row("speed that is none", "--bus inproc: --data x --speed fast", "fast");
-    row("date that is none", "--bus inproc: --data x --date 20230231", "20230231");
+    row("invalid speed", "--bus inproc: --data x --speed fast", "fast");
+    row("invalid date", "--bus inproc: --data x --date 20230231", "20230231");
     row("speed of no replay", "--bus inproc: --store x --speed 1", "--speed");
     row("date of no replay", "--bus inproc: --store x --date 20230201", "--date");
     row("loop of no replay", "--bus inproc: --store x --loop", "--loop");
+    row("missing recordings", "--bus inproc: --data /missing", "/missing: no such folder");
+    row("folder without recordings", "--bus inproc: --data /usr", "/usr: no recordings in this folder");
+    row("date without recordings", "--bus inproc: --data " LX_DATA_DIR " --date 2023-02-03",
+        "no recordings of 2023-02-03; there are recordings of 2018-12-03,");
 }
 
 void tst_Serve::usageErrorsExitWith2()
@@ -68,8 +121,8 @@ void tst_Serve::helpExitsWith0()
 {
     RunningProgram service(marketd, words("serve --help"));
     QCOMPARE(service.exitCode(), 0);
-    for (const char *option :
-         { "--bus", "--data", "--store", "--speed", "--loop", "--date", "--bus-ca", "--bus-credentials" })
+    for (const char *option : { "--bus", "--data", "--store", "--speed", "--loop", "--date", "--from", "--to",
+                                "--keep-pauses", "--bus-ca", "--bus-credentials" })
         QVERIFY2(service.out().contains(option), option);
     QCOMPARE(service.err(), QByteArray());
 }
@@ -85,9 +138,14 @@ void tst_Serve::failuresExitWith1_data()
     };
     const QString missing = m_folder.filePath(QStringLiteral("missing"));
     row("missing store", "--store", missing, "missing: no such file");
-    row("store that is none", "--store", QStringLiteral(LX_DATA_DIR "/securities.csv"), "not a");
-    row("missing recordings", "--data", missing, "no such folder");
-    row("folder without recordings", "--data", m_folder.path(), "no recordings");
+    row("not a store", "--store", QStringLiteral(LX_DATA_DIR "/securities.csv"), "not a");
+    const QString outdated = m_folder.filePath(QStringLiteral("outdated"));
+    QVERIFY(QFile::copy(m_store, outdated));
+    StoreConnection connection;
+    QString error;
+    QVERIFY(connection.open(outdated, StoreConnection::ReadWrite, &error));
+    QVERIFY(connection.execute(QStringLiteral("UPDATE sources SET Size = Size - 1"), &error));
+    row("store of files that have changed", "--store", outdated, "has changed since the store was built");
 }
 
 void tst_Serve::failuresExitWith1()
@@ -159,12 +217,11 @@ void tst_Serve::loopReplaysAgain()
 void tst_Serve::loopOverNothingEnds()
 {
     RecordingFolder folder;
-    folder.write(smallFile, smallRecording);
-    RunningProgram service(marketd,
-                           serveFolder(folder.path(), "--speed max --loop --date 20230202")
-                               + QStringList { QStringLiteral("--store"), m_store });
+    folder.write(smallFile, smallRecording.left(smallRecording.indexOf('\n') + 1));
+    RunningProgram service(
+        marketd, serveFolder(folder.path(), "--speed max --loop") + QStringList { QStringLiteral("--store"), m_store });
     VERIFY_SOON(service.err().contains("replay ends: 0 records read"));
-    // It goes on answering.
+    // It continues to answer.
     QCOMPARE(ask(words("tradeday 2023-01-20 5")).exitCode, 0);
     service.signal(SIGTERM);
     QCOMPARE(service.exitCode(), 0);
@@ -181,7 +238,7 @@ void tst_Serve::replayAtFullSpeedWaitsForTheBroker()
     // The lines of progress that come while the broker is away.
     const auto progress = [&service] {
         QList<QByteArray> records;
-        QRegularExpression line(QStringLiteral("replaying: (\\d+) records read, \\d+/s; \\d+ dropped\n"));
+        QRegularExpression line(QStringLiteral("replaying: [-0-9: ]+, (\\d+) records read, \\d+/s; \\d+ dropped\n"));
         auto matches = line.globalMatch(QString::fromUtf8(service.err()), service.err().indexOf("reconnecting"));
         while (matches.hasNext())
             records.append(matches.next().captured(1).toLatin1());
@@ -255,6 +312,157 @@ void tst_Serve::endsCleanlyWhileTheBrokerIsAway()
     QCOMPARE(watch.exitCode(), 0);
     service.signal(SIGTERM);
     QCOMPARE(service.exitCode(), 0);
+}
+
+void tst_Serve::metricsAreServed()
+{
+    RecordingFolder folder;
+    folder.write(smallFile, smallRecording + "20230201,093003000,600519.SH,nan,1,1,1\n");
+    const int port = freePort();
+    const QString address = QStringLiteral("127.0.0.1:%1").arg(port);
+    RunningProgram service(
+        marketd,
+        serveFolder(folder.path(), "--speed max")
+            + QStringList { QStringLiteral("--store"), m_store, QStringLiteral("--metrics"), address });
+    VERIFY_SOON(service.err().contains("replay ends"));
+    QCOMPARE(ask(words("tradeday 2023-01-20 5")).exitCode, 0);
+    QCOMPARE(ask(words("tradeday 1890-01-20 5")).exitCode, 1);
+    const QByteArray metrics = httpGet(port, "/metrics");
+    QVERIFY2(metrics.startsWith("HTTP/1.1 200 OK\r\n"), metrics);
+    for (const char *line : { "marketd_records_read_total{topic=\"MDMARKETRECORD\"} 4\n",
+                              "marketd_records_published_total{topic=\"MDMARKETRECORD\"} 4\n",
+                              "marketd_records_broken_total{topic=\"MDMARKETRECORD\"} 1\n",
+                              "marketd_records_read_total{topic=\"MDORDERRECORD\"} 0\n", "marketd_requests_waiting 0\n",
+                              "marketd_bus_connected 1\n", "marketd_request_seconds_count{type=\"181063\"} 2\n",
+                              "marketd_bus_dropped_total{reason=\"" })
+        QVERIFY2(metrics.contains(line), metrics);
+    for (const char *result : { "answered", "not_found" }) {
+        const QByteArray labels = QByteArray("result=\"") + result + "\",type=\"181063\"} 1\n";
+        QVERIFY2(metrics.contains("marketd_requests_total{" + labels), metrics);
+    }
+    QVERIFY(httpGet(port, "/healthz").endsWith("\r\n\r\nok\n"));
+
+    RunningProgram second(marketd, serveStore() + QStringList { QStringLiteral("--metrics"), address });
+    QCOMPARE(second.exitCode(), 1);
+    QVERIFY2(second.err().contains("metrics cannot be served at 127.0.0.1:"), second.err());
+
+    m_broker->kill();
+    VERIFY_SOON(service.err().contains("bus reconnecting since"));
+    QVERIFY(httpGet(port, "/healthz").startsWith("HTTP/1.1 503 "));
+    service.signal(SIGTERM);
+    QCOMPARE(service.exitCode(), 0);
+}
+
+void tst_Serve::systemdIsNotified()
+{
+    const QByteArray path = QFile::encodeName(m_folder.filePath(QStringLiteral("notify")));
+    const int socket = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    sockaddr_un address {};
+    address.sun_family = AF_UNIX;
+    QVERIFY(path.size() < int(sizeof address.sun_path));
+    std::memcpy(address.sun_path, path.constData(), size_t(path.size()));
+    QCOMPARE(::bind(socket, reinterpret_cast<const sockaddr *>(&address), sizeof address), 0);
+    const auto receive = [socket] {
+        pollfd waiting { socket, POLLIN, 0 };
+        char message[100];
+        const ssize_t size = ::poll(&waiting, 1, 60000) == 1 ? ::recv(socket, message, sizeof message, 0) : 0;
+        return QByteArray(message, int(size));
+    };
+    qputenv("NOTIFY_SOCKET", path);
+    qputenv("WATCHDOG_USEC", "100000");
+    RunningProgram service(marketd, serveStore());
+    qunsetenv("NOTIFY_SOCKET");
+    qunsetenv("WATCHDOG_USEC");
+    QCOMPARE(receive(), QByteArray("READY=1"));
+    QCOMPARE(receive(), QByteArray("WATCHDOG=1"));
+    QCOMPARE(receive(), QByteArray("WATCHDOG=1"));
+    service.signal(SIGTERM);
+    QCOMPARE(service.exitCode(), 0);
+    ::close(socket);
+}
+
+void tst_Serve::barsOfTheCurrentDayAreAnswered()
+{
+    RecordingFolder folder;
+    folder.write(smallFile, smallRecording);
+    RunningProgram service(
+        marketd, serveFolder(folder.path(), "--speed max") + QStringList { QStringLiteral("--store"), m_store });
+    VERIFY_SOON(service.err().contains("replay ends"));
+    const Program::Result bars =
+        ask(words("kline 600519.SH --period 1m --from 2023-02-01 --to 2023-02-01 --format csv"));
+    QCOMPARE(bars.exitCode, 0);
+    QCOMPARE(bars.lines().size(), 1 + 1);
+    QVERIFY2(bars.lines().at(1).contains("1810.25") && bars.lines().at(1).contains("300"), bars.out);
+    const Program::Result days = ask(words("kline 600519.SH --from 2023-02-01 --to 2023-02-01 --format csv"));
+    QCOMPARE(days.lines().size(), 1 + 1);
+    QVERIFY2(days.lines().at(1).contains("1810.25") && days.lines().at(1).contains("540025"), days.out);
+}
+
+void tst_Serve::recordWritesWhatIsServed()
+{
+    RecordingFolder folder;
+    folder.write(smallFile, smallRecording);
+    folder.write(QStringLiteral("securities.csv"), securities);
+    const QDir out(m_folder.filePath(QStringLiteral("recorded/new")));
+    RunningProgram recorder(marketd,
+                            { QStringLiteral("record"), QStringLiteral("--bus"), m_broker->url(),
+                              QStringLiteral("--data"), folder.path(), QStringLiteral("--out"), out.path() });
+    VERIFY_SOON(recorder.err().contains("marketd: ready\n"));
+    RunningProgram service(marketd, serveFolder(folder.path(), "--speed max"));
+    const auto recorded = [&out] {
+        QFile file(out.filePath(smallFile));
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    };
+    // While it runs, so that others can read along.
+    VERIFY_SOON(recorded() == smallRecording);
+    recorder.signal(SIGTERM);
+    QCOMPARE(recorder.exitCode(), 0);
+    QVERIFY2(recorder.err().contains("recorded: 4 stock quotes\n"), recorder.err());
+    QCOMPARE(recorded(), smallRecording);
+    QCOMPARE(out.entryList(QDir::Files), QStringList { smallFile });
+}
+
+void tst_Serve::recordRefusesWhatItCannotUse_data()
+{
+    QTest::addColumn<QString>("arguments");
+    QTest::addColumn<QByteArray>("complaint");
+
+    const auto row = [](const char *name, const QString &arguments, const char *complaint) {
+        QTest::newRow(name) << arguments << QByteArray(complaint);
+    };
+    row("no bus", QStringLiteral("--out x"), "no bus: use --bus");
+    row("bus of the process", QStringLiteral("--out x --bus inproc:"), "no bus: use --bus");
+    row("no folder", QStringLiteral("--bus nats://127.0.0.1:1"), "use --out");
+    row("folder below a file", QStringLiteral("--bus nats://127.0.0.1:1 --out %1/x").arg(m_store),
+        "the folder cannot be created");
+    row("no securities", QStringLiteral("--bus nats://127.0.0.1:1 --out %1 --data %1").arg(m_folder.path()),
+        "securities.csv: No such file or directory");
+}
+
+void tst_Serve::recordRefusesWhatItCannotUse()
+{
+    QFETCH(QString, arguments);
+    QFETCH(QByteArray, complaint);
+
+    RunningProgram recorder(marketd, QStringList { QStringLiteral("record") } + arguments.split(QLatin1Char(' ')));
+    QCOMPARE(recorder.exitCode(), 2);
+    QVERIFY2(recorder.err().contains(complaint), recorder.err());
+}
+
+void tst_Serve::recordEndsIfItCannotWrite()
+{
+    RecordingFolder folder;
+    folder.write(smallFile, smallRecording);
+    const QDir out(m_folder.filePath(QStringLiteral("taken")));
+    QVERIFY(QDir().mkpath(out.path()));
+    QVERIFY(QFile::link(QStringLiteral("/missing"), out.filePath(smallFile)));
+    RunningProgram recorder(marketd,
+                            { QStringLiteral("record"), QStringLiteral("--bus"), m_broker->url(),
+                              QStringLiteral("--out"), out.path(), symbol });
+    VERIFY_SOON(recorder.err().contains("marketd: ready\n"));
+    RunningProgram service(marketd, serveFolder(folder.path(), "--speed max"));
+    QCOMPARE(recorder.exitCode(), 1);
+    QVERIFY2(recorder.err().contains(smallFile.toLatin1() + ": "), recorder.err());
 }
 
 QTEST_GUILESS_MAIN(tst_Serve)

@@ -1,4 +1,5 @@
-// Any bytes are refused with a reason or are a message, the same to any reader, that survives being written and read.
+// Any bytes are either refused with a reason or decoded to a message, which is the same for every reader and does not
+// change when it is encoded and decoded again.
 
 #include "wiretesting.h"
 

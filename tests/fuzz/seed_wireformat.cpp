@@ -51,7 +51,7 @@ void addRecord(const QString &path, RecordingKind kind, Corpus *corpus)
         std::exit(1);
     }
     quint64 number = 0;
-    while (number <= Before && recording.next([](const QString &, qint64, const QString &) {}))
+    while (number <= Before && recording.next([](const QString &, qint64, const QString &) {}, &error))
         ++number;
     corpus->add(QFileInfo(path).baseName(),
                 { recordingKindInfo(kind).topic, QString(), 1638320000000, number, recording.row().body });
@@ -91,7 +91,8 @@ void addRequestsAndAnswers(Corpus *corpus)
 
     QVariantList bars;
     for (int i = 0; i < 3; ++i)
-        bars.append(QVariantMap { { text("MDDate"), text("20230201") }, { text("OpenPx"), 10.5 + i },
+        bars.append(QVariantMap { { text("MDDate"), text("20230201") },
+                                  { text("OpenPx"), 10.5 + i },
                                   { text("TotalVolumeTrade"), 1000LL * i } });
     CPackMessageCommon answer;
     answer.AddVaule(text("requestExeStatus"), 0);
@@ -145,10 +146,9 @@ int main(int argc, char **argv)
     }
     const QDir data(QString::fromLocal8Bit(argv[1]));
     Corpus corpus(QString::fromLocal8Bit(argv[2]));
-    RecordingKind kind;
     for (const QString &name : data.entryList(QDir::Files, QDir::Name)) {
-        if (CsvRecording::kindOfFile(name, &kind))
-            addRecord(data.filePath(name), kind, &corpus);
+        if (const std::optional<RecordingKind> kind = CsvRecording::kindOfName(name))
+            addRecord(data.filePath(name), *kind, &corpus);
     }
     addRequestsAndAnswers(&corpus);
     addValues(&corpus);

@@ -1,6 +1,12 @@
-// A process that hosts the library and ends in the way its argument tells; what it prints is the test's evidence.
+// A process that hosts the library and ends in the way that its argument specifies. The test examines its output.
 
 #include "support.h"
+
+#include "lxasyncindicatorqryobj_p.h"
+#include "lxquotahandlerobject_p.h"
+
+#include <QDir>
+#include <QLoggingCategory>
 
 #include <cstdio>
 #include <cstdlib>
@@ -11,11 +17,6 @@ void say(const char *text)
 {
     std::puts(text);
     std::fflush(stdout);
-}
-
-bool blocks(std::future<void> &call)
-{
-    return call.wait_for(std::chrono::milliseconds(500)) == std::future_status::timeout;
 }
 
 QVariantMap dailyBar(const QString &date)
@@ -37,13 +38,11 @@ int dailyCacheStaysLocked()
     const QDate first(2023, 3, 13);
     const QDate last(2023, 3, 15);
     handler().QueryStockPeriod1DInfo(u"600000.SH"_s, first, last, true);
-    std::future<void> query =
-        std::async(std::launch::async, [=] { handler().QueryStockPeriod1DInfo(u"000001.SZ"_s, first, last, false); });
-    say(blocks(query) ? "query blocked" : "query returned");
-    std::future<void> answer = std::async(std::launch::async, [] {
-        handler().slotProcessPeriod1DKLineDate({ dailyBar(u"20230316"_s) }, EMD_KLINE_PERIOD_1DAY);
-    });
-    say(blocks(answer) ? "answer blocked" : "answer returned");
+    BackgroundCall query([=] { handler().QueryStockPeriod1DInfo(u"000001.SZ"_s, first, last, false); });
+    say(query.isBlocked() ? "query blocked" : "query returned");
+    BackgroundCall answer(
+        [] { handler().slotProcessPeriod1DKLineDate({ dailyBar(u"20230316"_s) }, EMD_KLINE_PERIOD_1DAY); });
+    say(answer.isBlocked() ? "answer blocked" : "answer returned");
     handler().QueryStockPeriod1MInfo(u"600000.SH"_s, first, last, true);
     say("one-minute query returned");
     std::_Exit(0); // the two calls never return
@@ -51,17 +50,17 @@ int dailyCacheStaysLocked()
 
 QSemaphore exiting;
 
-// The slot is in the middle of its work when the process comes to destroy the handler.
+// The worker thread is still executing a slot when the handler is destroyed.
 int exitWaitsForTheSlot()
 {
     std::atexit([] { say("handler destroyed"); }); // after the handler, which is constructed later
     startHandler();
     std::atexit([] { exiting.release(); }); // before it
     QSemaphore inSlot;
-    QObject::connect(&handler(), &LxQuotaHandler::signalQuoteTickUpdate, [&inSlot] {
+    QObject::connect(&handler(), &LxQuotaHandler::signalQuoteTickUpdate, [&inSlot, mainThread = threadId()] {
         inSlot.release();
         exiting.acquire();
-        QThread::msleep(100);
+        sleepsBefore(mainThread, [] { return false; }); // it waits for this thread, or the process ends here
         say("slot finished");
     });
     LxDouble::publish(u"MDMARKETRECORD"_s, LxDouble::packRows({ { { u"Symbol"_s, u"600000.SH"_s } } }));
@@ -69,13 +68,16 @@ int exitWaitsForTheSlot()
     std::exit(0);
 }
 
-// Fails the process if a thread of the library still sends, or tries to, when the handler has been destroyed.
+// Makes the process fail if a thread of the library sends after the handler has been destroyed, and hang if one does
+// not end.
 void expectSilenceAfterTheHandler()
 {
     std::atexit([] { // before the handler is constructed, so that it runs after its destruction
-        const int before = LxDouble::sent().size() + LxDouble::liveMessages();
-        QThread::msleep(100); // several pauses of a worker thread
-        if (LxDouble::sent().size() + LxDouble::liveMessages() != before)
+        const auto sent = [] { return LxDouble::sent().size() + LxDouble::liveMessages(); };
+        const int before = sent();
+        while (QDir(u"/proc/self/task"_s).entryList(QDir::Dirs | QDir::NoDotAndDotDot).size() > 1)
+            QThread::yieldCurrentThread();
+        if (sent() != before)
             std::_Exit(3);
     });
 }
@@ -95,17 +97,38 @@ int exitWithDeepQueriesUnderWay()
     return LxDouble::waitForSent(u"181027"_s, 1) ? 0 : 1;
 }
 
-int exitAmidABurst()
+// Prints the last log line of a list that was sent completely and, after the handler's destruction, the number of
+// requests.
+int exitWhileAListIsSent(int count)
 {
     expectSilenceAfterTheHandler();
+    std::atexit([] {
+        std::printf("sent %d\n", LxDouble::sent(u"MSG_QUERY_P_E_RATIO_REQUEST"_s).size());
+        std::fflush(stdout);
+    });
     startHandler();
     serveTradeDate(u"20230131"_s);
+    QLoggingCategory::setFilterRules(u"lx.quota.debug=true"_s);
+    qInstallMessageHandler([](QtMsgType, const QMessageLogContext &context, const QString &text) {
+        if (qstrcmp(context.file, "lxasyncindicatorqryobj") == 0)
+            say(qUtf8Printable(text));
+    });
     QStringList symbols;
-    for (int i = 0; i < 5000; ++i)
+    for (int i = 0; i < count; ++i)
         symbols.append(u"%1.SH"_s.arg(600000 + i));
     handler().queryPEData(symbols);
-    handler().queryQRRData(symbols);
     return LxDouble::waitForSent(u"MSG_QUERY_P_E_RATIO_REQUEST"_s, 1) ? 0 : 1;
+}
+
+// Starts the library and returns when each of its threads has entered its event loop.
+int start(bool pluginFirst)
+{
+    if (pluginFirst)
+        LxQuotaHandlerObject::libraryObject().slotInit();
+    startHandler();
+    onWorker([] {});
+    onIndicatorWorker([] {});
+    return 0;
 }
 
 int exitWithCallbacksUnderWay()
@@ -142,8 +165,14 @@ int main(int argc, char *argv[])
         return exitWaitsForTheSlot();
     if (how == "deep-queries")
         return exitWithDeepQueriesUnderWay();
-    if (how == "burst")
-        return exitAmidABurst();
+    if (how == "short-list")
+        return exitWhileAListIsSent(60);
+    if (how == "long-list")
+        return exitWhileAListIsSent(5000);
+    if (how == "plugin-first")
+        return start(true);
+    if (how == "handler-first")
+        return start(false);
     if (how == "callbacks")
         return exitWithCallbacksUnderWay();
     if (how == "while-starting")

@@ -1,13 +1,16 @@
 #include "support.h"
 
-#include "lxasyncindicatorqryobj.h"
+#include "lxasyncindicatorqryobj_p.h"
 
 #include <lxdefine/lxfields.h>
 #include <summitdefines/summitfields.h>
 
+#include <QFile>
+#include <QLoggingCategory>
 #include <QThread>
 
-#include <thread>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 LxQuotaHandler &handler()
 {
@@ -96,12 +99,53 @@ bool returnsOnAnotherThread(const std::function<void()> &call)
         promise.set_value();
     });
     const bool inTime = returned.wait_for(std::chrono::seconds(5)) == std::future_status::ready;
-    // What holds it up is the caller's; it ends when the caller lets go.
+    // The caller of this function holds what blocks the call, and releases it after the test has failed.
     if (inTime)
         thread.join();
     else
         thread.detach();
     return inTime;
+}
+
+int threadId()
+{
+    return static_cast<int>(syscall(SYS_gettid));
+}
+
+bool sleepsBefore(int threadId, const std::function<bool()> &ended)
+{
+    const QString current = QStringLiteral("/proc/self/task/%1/syscall").arg(threadId);
+    const QByteArray sleeping = QByteArray::number(SYS_futex) + ' ';
+    while (!ended()) {
+        QFile file(current); // the number of the system call that the thread waits in, or "running"
+        if (file.open(QIODevice::ReadOnly) && file.readAll().startsWith(sleeping))
+            return true;
+        QThread::yieldCurrentThread();
+    }
+    return false;
+}
+
+// --- BackgroundCall ---
+
+BackgroundCall::BackgroundCall(std::function<void()> call)
+    : m_thread([this, call = std::move(call)] {
+          m_threadId = threadId();
+          call();
+          m_returned = true;
+      })
+{
+}
+
+BackgroundCall::~BackgroundCall()
+{
+    m_thread.join();
+}
+
+bool BackgroundCall::isBlocked()
+{
+    while (m_threadId == 0)
+        QThread::yieldCurrentThread();
+    return sleepsBefore(m_threadId, [this] { return m_returned.load(); });
 }
 
 // --- LogCapture ---
@@ -111,19 +155,21 @@ LogCapture *LogCapture::s_current = nullptr;
 LogCapture::LogCapture()
 {
     s_current = this;
+    QLoggingCategory::setFilterRules(u"lx.quota.debug=true"_s);
     m_previous = qInstallMessageHandler(&LogCapture::take);
 }
 
 LogCapture::~LogCapture()
 {
     qInstallMessageHandler(m_previous);
+    QLoggingCategory::setFilterRules(QString());
 }
 
 void LogCapture::take(QtMsgType type, const QMessageLogContext &context, const QString &text)
 {
     QMutexLocker locker(&s_current->m_mutex);
-    s_current->m_lines.append(
-        { type, text, QString::fromUtf8(context.file), context.line, QString::fromUtf8(context.function) });
+    s_current->m_lines.append({ type, text, QString::fromUtf8(context.file), context.line,
+                                QString::fromUtf8(context.function), QString::fromUtf8(context.category) });
     s_current->m_arrived.wakeAll();
 }
 

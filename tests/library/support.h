@@ -9,8 +9,11 @@
 #include <QWaitCondition>
 #include <QtTest>
 
+#include <atomic>
 #include <functional>
 #include <future>
+#include <optional>
+#include <thread>
 
 inline QString operator""_s(const char16_t *text, size_t size)
 {
@@ -19,7 +22,7 @@ inline QString operator""_s(const char16_t *text, size_t size)
 
 constexpr double Invalid = -9999999.0;
 
-/// Reaches the protected members of the handler, through member pointers.
+/// Gives access to protected members of the handler through member pointers.
 struct Probe : LxQuotaHandler
 {
     using LxQuotaHandler::AssembleBaseFutureQuotaData;
@@ -36,12 +39,12 @@ struct Probe : LxQuotaHandler
 };
 
 LxQuotaHandler &handler();
-/// Constructs the handler and waits until it is up.
+/// Constructs the handler and waits until it is initialised.
 void startHandler();
 
 /// Runs `work` on the handler's thread and waits for it.
 void onWorker(const std::function<void()> &work);
-/// Runs `work` on the indicator worker's thread, behind the bursts that it has to send, and waits for it.
+/// Runs `work` on the indicator worker's thread, after the bursts that it has to send, and waits for it.
 void onIndicatorWorker(const std::function<void()> &work);
 /// Calls the protected decoder on the handler's thread.
 template<typename Record>
@@ -59,21 +62,43 @@ void publish(const QString &topic, const QVariant &data);
 void publish(const QString &topic, const QVariantMap &row);
 /// Publishes an answer whose row 0 is a head and row 1 this row.
 void publishAnswer(const QString &topic, const QVariantMap &row);
-/// Answers an asynchronous request and waits until the answer has been taken in.
+/// Answers an asynchronous request and waits until the answer has been processed.
 void answerAsync(const QVariant &type, const QVariant &body);
 
 /// A row of a deep-data answer.
 QVariantMap deepRow(const QString &code, const QString &suffix, const QString &item, const QVariant &value);
-/// Answers with these rows behind a head row of success.
+/// Answers with these rows after a head row of success.
 void answerDeepData(const QVector<QVariantMap> &rows);
-/// The known deep data of a symbol; a default record if there is none (a request goes out then).
+/// The cached deep data of a symbol; a default record if there is none (and a request is sent).
 LxStockDeepData knownDeepData(const QString &symbol);
 
-/// Has the calendar service answer `date` to every request.
+/// Makes the calendar service answer every request with `date`.
 void serveTradeDate(const QString &date);
 
-/// Whether `call`, made on another thread, returns.
+/// Returns whether `call`, made on another thread, returns.
 bool returnsOnAnotherThread(const std::function<void()> &call);
+
+/// The kernel's identifier of the calling thread.
+int threadId();
+/// Waits until the thread sleeps in a lock or a wait condition. False if it does not before `ended` holds.
+bool sleepsBefore(int threadId, const std::function<bool()> &ended);
+
+/// A call on a thread of its own. The destructor waits for its end.
+class BackgroundCall
+{
+public:
+    explicit BackgroundCall(std::function<void()> call);
+    ~BackgroundCall();
+    Q_DISABLE_COPY(BackgroundCall)
+
+    /// Waits until the call has returned or is blocked. True if it is blocked.
+    bool isBlocked();
+
+private:
+    std::atomic<int> m_threadId { 0 };
+    std::atomic<bool> m_returned { false };
+    std::thread m_thread;
+};
 
 struct LogLine
 {
@@ -82,9 +107,10 @@ struct LogLine
     QString file;
     int line;
     QString function;
+    QString category;
 };
 
-/// Takes all log lines while it lives; one at a time.
+/// Captures all log lines, those of the library's debug level included, while it exists. One at a time.
 class LogCapture
 {
 public:
@@ -106,7 +132,7 @@ private:
     QVector<LogLine> m_lines;
 };
 
-/// Notes which signals of the handler are emitted, in order, and on which threads.
+/// Records which signals of the handler are emitted, in order, and on which threads.
 class SignalLog
 {
 public:
@@ -114,7 +140,7 @@ public:
     ~SignalLog();
     Q_DISABLE_COPY(SignalLog)
 
-    /// Names of the signals; sigRecvQuotaData, which every published message brings, is left out.
+    /// Names of the signals, without sigRecvQuotaData, which is emitted for every published message.
     QStringList names() const;
     QStringList threads() const;
 
@@ -128,27 +154,27 @@ private:
     QStringList m_threads;
 };
 
-/// Keeps what a signal brought, and where.
+/// Records the arguments of a signal, in the order of its emissions.
 template<typename... Values>
-class Kept
+class Emissions
 {
 public:
     template<typename Signal>
-    explicit Kept(Signal signal)
+    explicit Emissions(Signal signal)
     {
         m_connection = QObject::connect(&handler(), signal, [this](const Values &...values) {
             QMutexLocker locker(&m_mutex);
-            m_kept.append(std::tuple<Values...>(values...));
+            m_emissions.append(std::tuple<Values...>(values...));
             m_arrived.wakeAll();
         });
     }
-    ~Kept() { QObject::disconnect(m_connection); }
-    Q_DISABLE_COPY(Kept)
+    ~Emissions() { QObject::disconnect(m_connection); }
+    Q_DISABLE_COPY(Emissions)
 
     QVector<std::tuple<Values...>> all() const
     {
         QMutexLocker locker(&m_mutex);
-        return m_kept;
+        return m_emissions;
     }
     int count() const { return all().size(); }
     template<size_t Index = 0>
@@ -159,7 +185,7 @@ public:
     bool waitFor(int count)
     {
         QMutexLocker locker(&m_mutex);
-        while (m_kept.size() < count) {
+        while (m_emissions.size() < count) {
             if (!m_arrived.wait(&m_mutex, 20000))
                 return false;
         }
@@ -170,5 +196,5 @@ private:
     QMetaObject::Connection m_connection;
     mutable QMutex m_mutex;
     QWaitCondition m_arrived;
-    QVector<std::tuple<Values...>> m_kept;
+    QVector<std::tuple<Values...>> m_emissions;
 };

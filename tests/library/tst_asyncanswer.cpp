@@ -59,6 +59,9 @@ private Q_SLOTS:
     void locksAreReleasedBeforeTheSignal();
     void nextQuoteUsesTheNewFigures();
     void baseClassGetsEveryAnswer();
+    void rowsAreTakenAsMapsUnderTheLock();
+    void rowCountIsNotTrusted_data();
+    void rowCountIsNotTrusted();
 };
 
 void tst_asyncanswer::otherTypesAreIgnored_data()
@@ -86,7 +89,7 @@ void tst_asyncanswer::otherTypesAreIgnored()
 void tst_asyncanswer::failedAnswersAreIgnored_data()
 {
     QTest::addColumn<QVariant>("status");
-    QTest::newRow("text 1") << QVariant(u"1"_s);
+    QTest::newRow("string 1") << QVariant(u"1"_s);
     QTest::newRow("number 1") << QVariant(1);
     QTest::newRow("negative") << QVariant(-3);
 }
@@ -106,10 +109,10 @@ void tst_asyncanswer::absentOrZeroStatusIsSuccess_data()
 {
     QTest::addColumn<QString>("code");
     QTest::addColumn<QVariant>("status");
-    QTest::newRow("text 0") << u"630002"_s << QVariant(u"0"_s);
+    QTest::newRow("string 0") << u"630002"_s << QVariant(u"0"_s);
     QTest::newRow("number 0") << u"630003"_s << QVariant(0);
     QTest::newRow("empty") << u"630004"_s << QVariant(QString());
-    QTest::newRow("no number") << u"630005"_s << QVariant(u"failed"_s);
+    QTest::newRow("not a number") << u"630005"_s << QVariant(u"failed"_s);
     QTest::newRow("absent") << u"630006"_s << QVariant();
 }
 
@@ -146,7 +149,7 @@ void tst_asyncanswer::answerOfNoRowsEmitsNothing()
 void tst_asyncanswer::threeFiguresOfOneSymbolMakeOneRecordAndOneSignal()
 {
     SignalLog log;
-    Kept<QStringList> symbols(&LxQuotaHandler::signalStockDeepDataUpdate);
+    Emissions<QStringList> symbols(&LxQuotaHandler::signalStockDeepDataUpdate);
     answerDeepData({ deepRow(u"600000"_s, u"SH"_s, u"TotalShare"_s, 1000),
                      deepRow(u"600000"_s, u"SH"_s, u"ListedShare"_s, 800),
                      deepRow(u"600000"_s, u"SH"_s, u"NetAssets"_s, 5) });
@@ -292,7 +295,7 @@ void tst_asyncanswer::valueThatIsNoNumberIsStoredAsZero()
 
 void tst_asyncanswer::unknownItemStoresAndAnnouncesItsSymbol()
 {
-    Kept<QStringList> symbols(&LxQuotaHandler::signalStockDeepDataUpdate);
+    Emissions<QStringList> symbols(&LxQuotaHandler::signalStockDeepDataUpdate);
     answerDeepData({ deepRow(u"630017"_s, u"SH"_s, u"totalshare"_s, 5) });
     QCOMPARE(symbols.count(), 1);
     QCOMPARE(symbols.last(), QStringList { u"630017.SH"_s });
@@ -315,14 +318,14 @@ void tst_asyncanswer::unknownItemLeavesARecordUnchanged()
 void tst_asyncanswer::headRowIsNeverRead()
 {
     QVariantMap head = deepRow(u"630019"_s, u"SH"_s, u"TotalShare"_s, 1);
-    Kept<QStringList> symbols(&LxQuotaHandler::signalStockDeepDataUpdate);
+    Emissions<QStringList> symbols(&LxQuotaHandler::signalStockDeepDataUpdate);
     answerAsync(answerType, LxDouble::packRows({ head, deepRow(u"630020"_s, u"SH"_s, u"TotalShare"_s, 1) }));
     QCOMPARE(symbols.last(), QStringList { u"630020.SH"_s });
 }
 
 void tst_asyncanswer::symbolsAreAnnouncedOnceAndSorted()
 {
-    Kept<QStringList> symbols(&LxQuotaHandler::signalStockDeepDataUpdate);
+    Emissions<QStringList> symbols(&LxQuotaHandler::signalStockDeepDataUpdate);
     answerDeepData({ deepRow(u"B"_s, u"SZ"_s, u"TotalShare"_s, 1), deepRow(u"A"_s, u"SH"_s, u"TotalShare"_s, 1),
                      deepRow(u"B"_s, u"SZ"_s, u"NetAssets"_s, 1) });
     QCOMPARE(symbols.count(), 1);
@@ -331,7 +334,7 @@ void tst_asyncanswer::symbolsAreAnnouncedOnceAndSorted()
 
 void tst_asyncanswer::rowWithoutCodeOrSuffixMakesAKey()
 {
-    Kept<QStringList> symbols(&LxQuotaHandler::signalStockDeepDataUpdate);
+    Emissions<QStringList> symbols(&LxQuotaHandler::signalStockDeepDataUpdate);
     answerDeepData({ { { u"36046"_s, u"TotalShare"_s }, { u"36034"_s, 1 } },
                      { { Orca_Fields::Security::securityID, u"630021"_s } },
                      { { Orca_Fields::UserAccount::SymbolPost, u"SH"_s } } });
@@ -378,7 +381,7 @@ void tst_asyncanswer::nextQuoteUsesTheNewFigures()
 void tst_asyncanswer::baseClassGetsEveryAnswer()
 {
     const int before = LxDouble::baseAsyncCalls().size();
-    // The handler comes first: what it emits is there before the base class is called.
+    // The handler is called before the base class.
     int baseCallsAtSignal = -1;
     const auto connection = QObject::connect(&handler(), &LxQuotaHandler::signalStockDeepDataUpdate,
                                              [&] { baseCallsAtSignal = LxDouble::baseAsyncCalls().size(); });
@@ -393,6 +396,50 @@ void tst_asyncanswer::baseClassGetsEveryAnswer()
     QCOMPARE(calls.at(0).mid(0, 3), (QVariantList { 7, u"backend"_s, answerType }));
     QCOMPARE(LxDouble::bodyOf(calls.at(0).at(3)).rows.size(), 2);
     QCOMPARE(calls.at(1), (QVariantList { 8, u"other"_s, 4711, u"body"_s }));
+}
+
+void tst_asyncanswer::rowsAreTakenAsMapsUnderTheLock()
+{
+    int rows = 0;
+    bool locked = false;
+    std::optional<BackgroundCall> reader;
+    LxDouble::setRowValueHook([&] {
+        if (++rows > 1)
+            return;
+        reader.emplace([] { knownDeepData(u"630027.SH"_s); });
+        locked = reader->isBlocked();
+    });
+    answerDeepData(
+        { deepRow(u"630027"_s, u"SH"_s, u"TotalShare"_s, 1), deepRow(u"630027"_s, u"SH"_s, u"ListedShare"_s, 1) });
+    LxDouble::setRowValueHook(nullptr);
+    QCOMPARE(rows, 2);
+    QVERIFY(locked);
+}
+
+void tst_asyncanswer::rowCountIsNotTrusted_data()
+{
+    QTest::addColumn<int>("claimed");
+    QTest::addColumn<QStringList>("announced");
+    QTest::newRow("negative") << -1 << QStringList();
+    QTest::newRow("smallest") << std::numeric_limits<int>::min() << QStringList();
+    QTest::newRow("too small") << 2 << QStringList { u"630028.SH"_s };
+    // The rows that do not exist read as empty, and an empty row makes the key ".".
+    QTest::newRow("too large") << 9 << QStringList { u"."_s, u"630028.SH"_s, u"630029.SH"_s };
+}
+
+void tst_asyncanswer::rowCountIsNotTrusted()
+{
+    QFETCH(int, claimed);
+    QFETCH(QStringList, announced);
+    Emissions<QStringList> symbols(&LxQuotaHandler::signalStockDeepDataUpdate);
+    answerAsync(answerType,
+                LxDouble::packRows({ {},
+                                     deepRow(u"630028"_s, u"SH"_s, u"TotalShare"_s, 1),
+                                     deepRow(u"630029"_s, u"SH"_s, u"TotalShare"_s, 1) },
+                                   claimed));
+    QCOMPARE(symbols.count(), announced.isEmpty() ? 0 : 1);
+    if (!announced.isEmpty())
+        QCOMPARE(symbols.last(), announced);
 }
 
 QTEST_GUILESS_MAIN(tst_asyncanswer)

@@ -4,7 +4,7 @@
 
 namespace {
 
-// A full row of a stock, every figure its own.
+// A complete row of a stock, with different values in all fields.
 QVariantMap stockRow(const QString &symbol)
 {
     QVariantMap row {
@@ -53,7 +53,7 @@ private Q_SLOTS:
     void cleanup() { LxDouble::setLatestPrice(nullptr); }
 
     void everyKeyFillsItsField();
-    void textsOfNumbersAreConverted();
+    void numericStringsAreConverted();
     void absentKeysReadAsNothingAndZero();
     void rowWithoutNumTradesGivesZeroTrades();
     void latestPriceComesFromTheWholeRow();
@@ -115,7 +115,7 @@ void tst_decode_stock::everyKeyFillsItsField()
     QCOMPARE(quote.Amplitude, 40.0);
     QCOMPARE(quote.AvgPx, 12.5);
     QCOMPARE(quote.BidAskRatio, 50.0);
-    // Filled by nobody, or by the snapshot queries only.
+    // Never filled, or by the snapshot queries only.
     for (const double reserved : { quote.Reserved2, quote.Reserved3, quote.Reserved5, quote.Reserved6, quote.Reserved9,
                                    quote.PERatio, quote.LastTradeLots, quote.QuantityRelativeRatio })
         QCOMPARE(reserved, Invalid);
@@ -123,7 +123,7 @@ void tst_decode_stock::everyKeyFillsItsField()
         QCOMPARE(reserved, Q_INT64_C(-9999999));
 }
 
-void tst_decode_stock::textsOfNumbersAreConverted()
+void tst_decode_stock::numericStringsAreConverted()
 {
     const StockQuotaData quote = decodedStock({ { u"Symbol"_s, 610002 },
                                                 { u"PreClosePx"_s, u"10.25"_s },

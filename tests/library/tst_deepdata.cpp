@@ -1,9 +1,10 @@
 #include "support.h"
 
-#include "lxquerydeephqthread.h"
-#include "lxquotahandlerobject.h"
+#include "lxquerydeephqthread_p.h"
+#include "lxquotahandlerobject_p.h"
 
 #include <lxdefine/lxfields.h>
+#include <lxdouble/threads.h>
 
 #include <QPointer>
 
@@ -45,7 +46,7 @@ LxPresenterClass *presenter()
     return LxDouble::presenters().constFirst().object;
 }
 
-// Waits until the handler has finished with every worker thread that has told its end.
+// Waits until the handler has deleted every thread that has signalled its end.
 void settleThreads()
 {
     onWorker([] {});
@@ -94,6 +95,7 @@ private Q_SLOTS:
     void workerWithoutPresenterSendsAndTellsNothing();
     void finishSlotTakesNoThread();
     void finishSlotEndsAnyThread();
+    void threadIsListedAndStartedInOneStep();
 };
 
 void tst_deepdata::requestHasAHeadAndARowForEachFieldAndSymbol()
@@ -362,20 +364,20 @@ void tst_deepdata::workerFinishesOnceAfterItsLastRequest()
     thread.setSymbols(symbolsFrom(676000, 150));
     int finished = 0;
     int sentBefore = 0;
-    QThread *told = nullptr;
+    QThread *signalled = nullptr;
     // Called on the thread itself.
     QObject::connect(
         &thread, &LxQueryDeepHQThread::sigThreadRunFinish, &thread,
         [&](QThread *which) {
             ++finished;
-            told = which;
+            signalled = which;
             sentBefore = LxDouble::sent(requestType).size();
         },
         Qt::DirectConnection);
     thread.start();
     QVERIFY(thread.wait(20000));
     QCOMPARE(finished, 1);
-    QCOMPARE(told, static_cast<QThread *>(&thread));
+    QCOMPARE(signalled, static_cast<QThread *>(&thread));
     QCOMPARE(sentBefore, 2);
 }
 
@@ -425,7 +427,7 @@ void tst_deepdata::finishSlotTakesNoThread()
 
 void tst_deepdata::finishSlotEndsAnyThread()
 {
-    auto *const thread = new QThread; // with an event loop, until quit() comes
+    auto *const thread = new QThread; // with an event loop, until quit() is called
     const QPointer<QThread> watched(thread);
     thread->start();
     QSemaphore running;
@@ -438,6 +440,22 @@ void tst_deepdata::finishSlotEndsAnyThread()
         QVERIFY(watched.isNull()); // at once, not later
     });
     QVERIFY(watched.isNull());
+}
+
+// The exit joins the listed threads. It must wait while a thread is listed but not started yet.
+void tst_deepdata::threadIsListedAndStartedInOneStep()
+{
+    std::optional<BackgroundCall> list; // an access to the list from another thread
+    bool waits = false;
+    LxDouble::setThreadConnectHook([&] {
+        list.emplace([] { handler().slotDeepQuotaQueryThreadFinish(new QThread); });
+        waits = list->isBlocked();
+    });
+    handler().QueryStockDeepDataFromBackendService(presenter(), { u"670000.SH"_s });
+    LxDouble::setThreadConnectHook(nullptr);
+    QVERIFY(waits);
+    QVERIFY(LxDouble::waitForSent(requestType, 1));
+    settleThreads();
 }
 
 QTEST_GUILESS_MAIN(tst_deepdata)

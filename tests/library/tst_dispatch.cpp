@@ -77,7 +77,7 @@ void tst_dispatch::initTestCase()
 
 void tst_dispatch::busCallbackOnlyEmitsTheHandOver()
 {
-    // With the worker held up, the bus's thread gets its call back all the same, and nothing is cached yet.
+    // Although the worker is blocked, the call on the bus's thread returns, and nothing is cached yet.
     QSemaphore held;
     QSemaphore release;
     QMetaObject::invokeMethod(&handler(), [&] {
@@ -85,7 +85,7 @@ void tst_dispatch::busCallbackOnlyEmitsTheHandOver()
         release.acquire();
     });
     held.acquire();
-    Kept<QVariant, QVariant> received(&LxQuotaHandler::sigRecvQuotaData);
+    Emissions<QVariant, QVariant> received(&LxQuotaHandler::sigRecvQuotaData);
     QString thread;
     QMetaObject::Connection connection = QObject::connect(
         &handler(), &LxQuotaHandler::sigRecvQuotaData, [&thread] { thread = QThread::currentThread()->objectName(); });
@@ -105,7 +105,7 @@ void tst_dispatch::busCallbackOnlyEmitsTheHandOver()
 
 void tst_dispatch::messagesAreProcessedOnTheWorkerInOrder()
 {
-    Kept<StockQuotaData> quotes(&LxQuotaHandler::signalStockQuotaUpdate);
+    Emissions<StockQuotaData> quotes(&LxQuotaHandler::signalStockQuotaUpdate);
     SignalLog log;
     for (int i = 0; i < 200; ++i)
         LxDouble::publish(stockTopic, LxDouble::packRows({ quoteRow(u"620001.SH"_s, i) }));
@@ -122,9 +122,9 @@ void tst_dispatch::messagesAreProcessedOnTheWorkerInOrder()
 
 void tst_dispatch::stockQuoteIsCachedAndAnnounced()
 {
-    Kept<StockQuotaData> quotes(&LxQuotaHandler::signalStockQuotaUpdate);
-    Kept<BaseQuotaData> condensed(&LxQuotaHandler::signalQuotaUpdate);
-    Kept<QString> ticks(&LxQuotaHandler::signalQuoteTickUpdate);
+    Emissions<StockQuotaData> quotes(&LxQuotaHandler::signalStockQuotaUpdate);
+    Emissions<BaseQuotaData> condensed(&LxQuotaHandler::signalQuotaUpdate);
+    Emissions<QString> ticks(&LxQuotaHandler::signalQuoteTickUpdate);
     publish(stockTopic, quoteRow(u"620002.SH"_s, 12.0));
     QCOMPARE(quotes.count(), 1);
     QCOMPARE(quotes.last().Symbol, u"620002.SH"_s);
@@ -141,9 +141,9 @@ void tst_dispatch::stockQuoteIsCachedAndAnnounced()
 
 void tst_dispatch::futureQuoteIsAnnouncedButNotCached()
 {
-    Kept<FutureQuotaData> quotes(&LxQuotaHandler::signalFutureQuotaUpdate);
-    Kept<BaseQuotaData> condensed(&LxQuotaHandler::signalQuotaUpdate);
-    Kept<QString> ticks(&LxQuotaHandler::signalQuoteTickUpdate);
+    Emissions<FutureQuotaData> quotes(&LxQuotaHandler::signalFutureQuotaUpdate);
+    Emissions<BaseQuotaData> condensed(&LxQuotaHandler::signalQuotaUpdate);
+    Emissions<QString> ticks(&LxQuotaHandler::signalQuoteTickUpdate);
     publish(futureTopic, quoteRow(u"ag2107.SHF"_s, 11.0));
     QCOMPARE(quotes.count(), 1);
     QCOMPARE(quotes.last().Symbol, u"ag2107.SHF"_s);
@@ -160,9 +160,9 @@ void tst_dispatch::futureQuoteIsAnnouncedButNotCached()
 
 void tst_dispatch::indexQuoteIsCachedAndAnnounced()
 {
-    Kept<IndexQuotaData> quotes(&LxQuotaHandler::signalIndexQuotaUpdate);
-    Kept<BaseQuotaData> condensed(&LxQuotaHandler::signalQuotaUpdate);
-    Kept<QString> ticks(&LxQuotaHandler::signalQuoteTickUpdate);
+    Emissions<IndexQuotaData> quotes(&LxQuotaHandler::signalIndexQuotaUpdate);
+    Emissions<BaseQuotaData> condensed(&LxQuotaHandler::signalQuotaUpdate);
+    Emissions<QString> ticks(&LxQuotaHandler::signalQuoteTickUpdate);
     publish(indexTopic, quoteRow(u"000300.SH"_s, 10.5));
     publish(indexTopic, quoteRow(u"000300.SH"_s, 11.0));
     QCOMPARE(quotes.count(), 2);
@@ -253,7 +253,7 @@ void tst_dispatch::locksAreReleasedBeforeSignals()
 
 void tst_dispatch::newStockHasNoTradeLots()
 {
-    Kept<StockQuotaData> quotes(&LxQuotaHandler::signalStockQuotaUpdate);
+    Emissions<StockQuotaData> quotes(&LxQuotaHandler::signalStockQuotaUpdate);
     publish(stockTopic, quoteRow(u"620006.SH"_s, 12.0));
     QCOMPARE(quotes.last().LastTradeLots, Invalid);
     QCOMPARE(handler().GetLastStockQuotaData(u"620006.SH"_s).LastTradeLots, Invalid);
@@ -261,13 +261,13 @@ void tst_dispatch::newStockHasNoTradeLots()
 
 void tst_dispatch::tradeLotsOfTheCacheSurviveTheNextQuote()
 {
-    // The snapshot derives the lots into its copy; the cached record and the next quote keep what they had.
+    // The snapshot stores the lots in its copy only; the cached record and the next quote keep their value.
     publish(stockTopic, quoteRow(u"620007.SH"_s, 12.0));
     publish(transactionTopic, QVariantMap { { u"Symbol"_s, u"620007.SH"_s }, { u"TradeQty"_s, 300 } });
     QCOMPARE(handler().GetLastStockQuotaDataTotal(u"620007.SH"_s).LastTradeLots, 3.0);
     QVariantMap row = quoteRow(u"620007.SH"_s, 13.0);
     row.insert(u"LastTradeLots"_s, 99.0);
-    Kept<StockQuotaData> quotes(&LxQuotaHandler::signalStockQuotaUpdate);
+    Emissions<StockQuotaData> quotes(&LxQuotaHandler::signalStockQuotaUpdate);
     publish(stockTopic, row);
     QCOMPARE(quotes.last().LastPx, 13.0);
     QCOMPARE(quotes.last().LastTradeLots, Invalid);
@@ -276,7 +276,7 @@ void tst_dispatch::tradeLotsOfTheCacheSurviveTheNextQuote()
 
 void tst_dispatch::quoteWithoutSymbolIsStoredAndAnnounced()
 {
-    Kept<QString> ticks(&LxQuotaHandler::signalQuoteTickUpdate);
+    Emissions<QString> ticks(&LxQuotaHandler::signalQuoteTickUpdate);
     publish(stockTopic, QVariantMap { { u"LastPx"_s, 3.0 } });
     QCOMPARE(ticks.count(), 1);
     QVERIFY(ticks.last().isEmpty());
@@ -298,7 +298,7 @@ void tst_dispatch::haltedQuoteReplacesTheLastOne()
 void tst_dispatch::transactionAnnouncesItsSymbolOnly()
 {
     SignalLog log;
-    Kept<QString> symbols(&LxQuotaHandler::signalRecordTransactionUpdate);
+    Emissions<QString> symbols(&LxQuotaHandler::signalRecordTransactionUpdate);
     publish(transactionTopic, QVariantMap { { u"Symbol"_s, u"620009.SH"_s }, { u"TradeQty"_s, 300 } });
     QCOMPARE(log.names(), QStringList { u"signalRecordTransactionUpdate"_s });
     QCOMPARE(symbols.last(), u"620009.SH"_s);
@@ -317,7 +317,7 @@ void tst_dispatch::kLineAnswerPassesItsRowsOn()
     const QVariantMap first { { u"PeriodType"_s, 2 }, { u"Symbol"_s, u"B.SH"_s }, { u"Any"_s, 1.5 } };
     const QVariantMap second { { u"PeriodType"_s, 1 }, { u"Symbol"_s, u"A.SH"_s } };
     SignalLog log;
-    Kept<QList<QVariantMap>, EMD_KLINE_PERIOD> answers(&LxQuotaHandler::signalKLineResponse);
+    Emissions<QList<QVariantMap>, EMD_KLINE_PERIOD> answers(&LxQuotaHandler::signalKLineResponse);
     publish(kLineTopic, QVariant(QVariantList { first, second }));
     QCOMPARE(log.names(), QStringList { u"signalKLineResponse"_s });
     QCOMPARE(answers.last<0>(), (QList<QVariantMap> { first, second }));
@@ -328,7 +328,7 @@ void tst_dispatch::kLineAnswerPassesItsRowsOn()
 
 void tst_dispatch::kLineAnswerWithoutPeriodHasPeriodZero()
 {
-    Kept<QList<QVariantMap>, EMD_KLINE_PERIOD> answers(&LxQuotaHandler::signalKLineResponse);
+    Emissions<QList<QVariantMap>, EMD_KLINE_PERIOD> answers(&LxQuotaHandler::signalKLineResponse);
     publish(
         kLineTopic,
         QVariant(QVariantList { QVariantMap { { u"Symbol"_s, u"A.SH"_s } }, QVariantMap { { u"PeriodType"_s, 2 } } }));
@@ -369,8 +369,8 @@ void tst_dispatch::rankingAndAnalysisArePassedOnUndecoded()
     QFETCH(QString, topic);
     QFETCH(QString, signal);
     SignalLog log;
-    Kept<QVariant> rankings(&LxQuotaHandler::signalIndicatorRankingData);
-    Kept<QVariant> analyses(&LxQuotaHandler::signalUpDownAnalyzeData);
+    Emissions<QVariant> rankings(&LxQuotaHandler::signalIndicatorRankingData);
+    Emissions<QVariant> analyses(&LxQuotaHandler::signalUpDownAnalyzeData);
     const QVariant data(QVariantList { 1, u"zwei"_s, QVariant() });
     publish(topic, data);
     QCOMPARE(log.names(), QStringList { signal });
@@ -395,7 +395,7 @@ void tst_dispatch::indicatorAnswerIsStoredAndAnnounced()
     ask();
     QCOMPARE(before.names().size(), 1); // not stored yet: it is asked for
     SignalLog log;
-    Kept<QStringList> symbols(&LxQuotaHandler::signalStockDeepDataUpdate);
+    Emissions<QStringList> symbols(&LxQuotaHandler::signalStockDeepDataUpdate);
     publishAnswer(topic, { { u"Symbol"_s, u"620011.SH"_s } });
     QCOMPARE(log.names(), QStringList { u"signalStockDeepDataUpdate"_s });
     QCOMPARE(symbols.last(), QStringList { u"620011.SH"_s });
@@ -416,7 +416,7 @@ void tst_dispatch::indicatorAnswerIsLogged()
     QFETCH(QString, topic);
     QFETCH(int, line);
     LogCapture log;
-    publish(topic, QVariant(u"the data"_s)); // also when the answer is then dropped
+    publish(topic, QVariant(u"the data"_s)); // emitted even if the answer is then dropped
     const QVector<LogLine> lines = log.lines();
     QCOMPARE(lines.size(), 1);
     QCOMPARE(lines.at(0).type, QtDebugMsg);
@@ -444,7 +444,7 @@ void tst_dispatch::indicatorAnswerWithoutSymbolIsDropped()
 void tst_dispatch::riseDayAnswerStoresTheSecondRow()
 {
     SignalLog log;
-    Kept<QString, int> days(&LxQuotaHandler::signalRiseDayData);
+    Emissions<QString, int> days(&LxQuotaHandler::signalRiseDayData);
     publish(riseTopic,
             LxDouble::packRows({ { { u"Symbol"_s, u"620013.SH"_s }, { u"days"_s, 1 } },
                                  { { u"Symbol"_s, u"620014.SH"_s }, { u"days"_s, u"-4"_s } },
@@ -472,7 +472,7 @@ void tst_dispatch::riseDayAnswerOfOneRowIsDropped()
 
 void tst_dispatch::riseDayAnswerWithoutSymbolIsAnnounced()
 {
-    Kept<QString, int> days(&LxQuotaHandler::signalRiseDayData);
+    Emissions<QString, int> days(&LxQuotaHandler::signalRiseDayData);
     publishAnswer(riseTopic, {});
     QCOMPARE(days.count(), 1);
     QVERIFY(days.last<0>().isEmpty());
@@ -504,7 +504,7 @@ void tst_dispatch::otherTopicsAreDropped()
 
 void tst_dispatch::messageTypeMayBeAnythingThatReadsAsItsName()
 {
-    Kept<QString> ticks(&LxQuotaHandler::signalQuoteTickUpdate);
+    Emissions<QString> ticks(&LxQuotaHandler::signalQuoteTickUpdate);
     onWorker([] {
         handler().slotProcessQuotaMsg(QByteArrayLiteral("MDMARKETRECORD"),
                                       LxDouble::packRows({ quoteRow(u"620018.SH"_s, 12.0) }));

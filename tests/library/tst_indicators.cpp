@@ -1,7 +1,7 @@
 #include "support.h"
 
-#include "lxasyncindicatorqryobj.h"
-#include "lxquotahandlerobject.h"
+#include "lxasyncindicatorqryobj_p.h"
+#include "lxquotahandlerobject_p.h"
 
 #include <lxdefine/lxfields.h>
 #include <summitdefines/summitfields.h>
@@ -56,8 +56,8 @@ void publishIndicator(const QString &request, const QString &symbol)
 
 } // namespace
 
-// The trade date is fetched once in a process: the tests up to allCachedStillFetchesTheTradeDate() run without one,
-// those behind it with the one fetched there.
+// The trade date is fetched once per process: the tests up to allCachedStillFetchesTheTradeDate() run without a trade
+// date, those after it with the date fetched there.
 class tst_indicators : public QObject
 {
     Q_OBJECT
@@ -189,11 +189,11 @@ void tst_indicators::tradeDayStatusIsComparedAsAVariant_data()
 {
     QTest::addColumn<QVariant>("status");
     QTest::addColumn<bool>("success");
-    QTest::newRow("text 0") << QVariant(u"0"_s) << true;
+    QTest::newRow("string 0") << QVariant(u"0"_s) << true;
     QTest::newRow("number 0") << QVariant(0) << true;
-    QTest::newRow("text 1") << QVariant(u"1"_s) << false;
+    QTest::newRow("string 1") << QVariant(u"1"_s) << false;
     QTest::newRow("number 1") << QVariant(1) << false;
-    QTest::newRow("text 00") << QVariant(u"00"_s) << false;
+    QTest::newRow("string 00") << QVariant(u"00"_s) << false;
     QTest::newRow("empty") << QVariant(QString()) << false;
 }
 
@@ -212,7 +212,7 @@ void tst_indicators::tradeDayAnswerWithoutDataIsEmpty()
     LogCapture log;
     LxDouble::setSyncAnswer(tradeDayRequest, 0, QVariant());
     QCOMPARE(handler().queryTradeDay(QDate(2023, 2, 1), -1), QString());
-    QVERIFY(log.lines().isEmpty()); // no status is no success
+    QVERIFY(log.lines().isEmpty()); // an answer without a status is not a success
     LxDouble::setSyncAnswer(tradeDayRequest, 0,
                             LxDouble::packRows({ { { Orca_Fields::System::requestExeStatus, u"0"_s },
                                                    { QuantizationInformationMsgCode::TradeDate, knownDate } } }));
@@ -360,8 +360,8 @@ void tst_indicators::queriesSignalTheirSymbolsAndDate()
     QFETCH(QString, request);
     QFETCH(QString, signal);
     SignalLog log;
-    Kept<QStringList, QString> pe(&LxQuotaHandler::sigQueryPEData);
-    Kept<QStringList, QString> qrr(&LxQuotaHandler::sigQueryQRRData);
+    Emissions<QStringList, QString> pe(&LxQuotaHandler::sigQueryPEData);
+    Emissions<QStringList, QString> qrr(&LxQuotaHandler::sigQueryQRRData);
     const QStringList symbols { u"660011.SH"_s, u"660010.SH"_s };
     query(request, symbols);
     QCOMPARE(log.names(), QStringList { signal });
@@ -431,7 +431,7 @@ void tst_indicators::fortyFiveMessagesPauseTwice()
 void tst_indicators::fortyMessagesPauseAfterTheLast()
 {
     handler().queryPEData(symbolsFrom(662000, 40));
-    handler().queryQRRData({ u"662000.SH"_s }); // held up by the pauses of the other kind
+    handler().queryQRRData({ u"662000.SH"_s }); // delayed by the pauses of the other kind
     QVERIFY(LxDouble::waitForSent(qrrRequest, 1));
     const QVector<LxDouble::Sent> sent = LxDouble::sent(peRequest);
     QCOMPARE(sent.size(), 40);
@@ -479,7 +479,7 @@ void tst_indicators::withoutPresenterRequestsAreLost()
         LogCapture log;
         handler().queryPEData({ u"660017.SH"_s });
         handler().queryRiseDayData({ u"660017.SH"_s });
-        QVERIFY(log.waitFor(u"查询市盈率结束"_s, 1)); // as if all had gone well
+        QVERIFY(log.waitFor(u"查询市盈率结束"_s, 1)); // logged as if all requests had been sent
     }
     LxPresenterClassMgr::instance()->setPresenterClass(presenter);
     QVERIFY(LxDouble::sent().isEmpty());

@@ -1,6 +1,6 @@
 #include "support.h"
 
-#include "lxquotahandlerobject.h"
+#include "lxquotahandlerobject_p.h"
 
 #include <lxdefine/lxfields.h>
 
@@ -231,7 +231,7 @@ void tst_kline::rangeOutsideTheCachedDaysIsRequestedWhole()
 void tst_kline::cachedDaysAreAnsweredAndTheRestRequested()
 {
     fillDays(u"650004.SH"_s, 10, 20);
-    Kept<QString, Days> answers(&LxQuotaHandler::sigOnRspQueryStockPeriod1DInfo);
+    Emissions<QString, Days> answers(&LxQuotaHandler::sigOnRspQueryStockPeriod1DInfo);
     int requestsBeforeAnswer = -1;
     const auto connection = QObject::connect(&handler(), &LxQuotaHandler::sigOnRspQueryStockPeriod1DInfo,
                                              [&] { requestsBeforeAnswer = LxDouble::sent().size(); });
@@ -250,7 +250,7 @@ void tst_kline::cachedDaysAreAnsweredAndTheRestRequested()
 void tst_kline::rangeInsideTheCacheRequestsNothing()
 {
     fillDays(u"650005.SH"_s, 10, 20);
-    Kept<QString, Days> answers(&LxQuotaHandler::sigOnRspQueryStockPeriod1DInfo);
+    Emissions<QString, Days> answers(&LxQuotaHandler::sigOnRspQueryStockPeriod1DInfo);
     handler().QueryStockPeriod1DInfo(u"650005.SH"_s, march(12), march(14), false);
     QCOMPARE(answers.last<1>().keys(), (QList<QDate> { march(12), march(13), march(14) }));
     QCOMPARE(requests(), QStringList());
@@ -261,7 +261,7 @@ void tst_kline::startThatIsNoCachedDayGivesAnEmptyAnswer()
     invokeSlot({ dailyBar(u"650006.SH"_s, march(10)), dailyBar(u"650006.SH"_s, march(13)),
                  dailyBar(u"650006.SH"_s, march(14)) },
                2);
-    Kept<QString, Days> answers(&LxQuotaHandler::sigOnRspQueryStockPeriod1DInfo);
+    Emissions<QString, Days> answers(&LxQuotaHandler::sigOnRspQueryStockPeriod1DInfo);
     handler().QueryStockPeriod1DInfo(u"650006.SH"_s, march(11), march(16), false);
     QCOMPARE(answers.count(), 1);
     QVERIFY(answers.last<1>().isEmpty());
@@ -273,7 +273,7 @@ void tst_kline::endThatIsNoCachedDayGivesEverythingFromTheStartOn()
     invokeSlot({ dailyBar(u"650007.SH"_s, march(10)), dailyBar(u"650007.SH"_s, march(13)),
                  dailyBar(u"650007.SH"_s, march(14)), dailyBar(u"650007.SH"_s, march(15)) },
                2);
-    Kept<QString, Days> answers(&LxQuotaHandler::sigOnRspQueryStockPeriod1DInfo);
+    Emissions<QString, Days> answers(&LxQuotaHandler::sigOnRspQueryStockPeriod1DInfo);
     handler().QueryStockPeriod1DInfo(u"650007.SH"_s, march(10), march(12), false);
     QCOMPARE(answers.last<1>().keys(), (QList<QDate> { march(10), march(13), march(14), march(15) }));
     QCOMPARE(requests(), QStringList());
@@ -282,20 +282,18 @@ void tst_kline::endThatIsNoCachedDayGivesEverythingFromTheStartOn()
 void tst_kline::answerFromTheCacheComesOnTheCallersThreadUnderTheLock()
 {
     fillDays(u"650008.SH"_s, 10, 20);
-    std::future<void> other;
+    std::optional<BackgroundCall> other;
     bool otherWaited = false;
     QThread *thread = nullptr;
     auto *const connection = new QMetaObject::Connection;
     *connection = QObject::connect(&handler(), &LxQuotaHandler::sigOnRspQueryStockPeriod1DInfo, [&] {
         QObject::disconnect(*connection);
         thread = QThread::currentThread();
-        other = std::async(std::launch::async,
-                           [] { handler().QueryStockPeriod1DInfo(u"none"_s, march(1), march(2), false); });
-        otherWaited = other.wait_for(std::chrono::milliseconds(200)) == std::future_status::timeout;
+        other.emplace([] { handler().QueryStockPeriod1DInfo(u"none"_s, march(1), march(2), false); });
+        otherWaited = other->isBlocked();
     });
     handler().QueryStockPeriod1DInfo(u"650008.SH"_s, march(10), march(20), false);
     delete connection;
-    other.wait();
     QCOMPARE(thread, QThread::currentThread());
     QVERIFY(otherWaited);
 }
@@ -324,7 +322,7 @@ void tst_kline::wholeRangeNotCachedIsRequestedWhole()
 
 void tst_kline::wholeRangeAnswerLeavesTheDailyCacheLocked()
 {
-    // In a process of its own, which no call can bring to an end any more.
+    // In a separate process, since no call can end it any more.
     QProcess host;
     host.start(QStringLiteral(LX_LIBRARY_HOST), { u"daily-cache-stays-locked"_s });
     QVERIFY(host.waitForFinished(60000));
@@ -335,7 +333,7 @@ void tst_kline::wholeRangeAnswerLeavesTheDailyCacheLocked()
 
 void tst_kline::dailyBarIsReadByItsKeys()
 {
-    Kept<QString, Days> answers(&LxQuotaHandler::sigOnRspQueryStockPeriod1DInfo);
+    Emissions<QString, Days> answers(&LxQuotaHandler::sigOnRspQueryStockPeriod1DInfo);
     invokeSlot({ dailyBar(u"650010.SH"_s, march(10), 7.0) }, 2);
     QCOMPARE(answers.count(), 1);
     QCOMPARE(answers.last<0>(), u"650010.SH"_s);
@@ -351,7 +349,7 @@ void tst_kline::dailyBarIsReadByItsKeys()
 
 void tst_kline::otherKeysOfABarAreIgnored()
 {
-    Kept<QString, Days> answers(&LxQuotaHandler::sigOnRspQueryStockPeriod1DInfo);
+    Emissions<QString, Days> answers(&LxQuotaHandler::sigOnRspQueryStockPeriod1DInfo);
     QVariantMap bar = dailyBar(u"650030.SH"_s, march(10), 7.0);
     for (const QString &key : bar.keys()) {
         for (const QString &other : { key.toUpper(), key.toLower(), key.chopped(1), key + u"2"_s })
@@ -372,12 +370,12 @@ void tst_kline::otherKeysOfABarAreIgnored()
 
 void tst_kline::barsOfAnAnswerMayHaveDifferentKeys()
 {
-    Kept<QString, Days> answers(&LxQuotaHandler::sigOnRspQueryStockPeriod1DInfo);
+    Emissions<QString, Days> answers(&LxQuotaHandler::sigOnRspQueryStockPeriod1DInfo);
     const QString symbol = u"650031.SH"_s;
     QList<QVariantMap> bars;
     for (int day = 10; day <= 15; ++day)
         bars.append(dailyBar(symbol, march(day), day));
-    bars[1].insert(u"A"_s, 99); // all others stand one place later
+    bars[1].insert(u"A"_s, 99); // shifts the indexes of all other keys by one
     bars[2].remove(u"ClosePx"_s);
     bars[3].insert(u"HighPx2"_s, 99);
     QVariantMap ownTexts;
@@ -401,7 +399,7 @@ void tst_kline::barsOfAnAnswerMayHaveDifferentKeys()
 
 void tst_kline::missingNumbersReadAsZero()
 {
-    Kept<QString, Days> answers(&LxQuotaHandler::sigOnRspQueryStockPeriod1DInfo);
+    Emissions<QString, Days> answers(&LxQuotaHandler::sigOnRspQueryStockPeriod1DInfo);
     invokeSlot({ { { u"PeriodType"_s, u"2"_s },
                    { u"Symbol"_s, u"650011.SH"_s },
                    { u"MDDate"_s, u"20230310"_s },
@@ -416,7 +414,7 @@ void tst_kline::missingNumbersReadAsZero()
 void tst_kline::dailyAnswerAnnouncesAllCachedDays()
 {
     fillDays(u"650012.SH"_s, 10, 12);
-    Kept<QString, Days> answers(&LxQuotaHandler::sigOnRspQueryStockPeriod1DInfo);
+    Emissions<QString, Days> answers(&LxQuotaHandler::sigOnRspQueryStockPeriod1DInfo);
     SignalLog log;
     fillDays(u"650012.SH"_s, 20, 20);
     QCOMPARE(answers.last<1>().keys(), (QList<QDate> { march(10), march(11), march(12), march(20) }));
@@ -426,7 +424,7 @@ void tst_kline::dailyAnswerAnnouncesAllCachedDays()
 void tst_kline::firstBarOfADayStays()
 {
     invokeSlot({ dailyBar(u"650013.SH"_s, march(10), 1.0) }, 2);
-    Kept<QString, Days> answers(&LxQuotaHandler::sigOnRspQueryStockPeriod1DInfo);
+    Emissions<QString, Days> answers(&LxQuotaHandler::sigOnRspQueryStockPeriod1DInfo);
     invokeSlot({ dailyBar(u"650013.SH"_s, march(10), 2.0), dailyBar(u"650013.SH"_s, march(11), 3.0) }, 2);
     QCOMPARE(answers.last<1>().value(march(10)).closePx, 1.0);
     QCOMPARE(answers.last<1>().value(march(11)).closePx, 3.0);
@@ -434,11 +432,11 @@ void tst_kline::firstBarOfADayStays()
 
 void tst_kline::onlyTheLastSymbolIsAnnounced()
 {
-    Kept<QString, Days> answers(&LxQuotaHandler::sigOnRspQueryStockPeriod1DInfo);
+    Emissions<QString, Days> answers(&LxQuotaHandler::sigOnRspQueryStockPeriod1DInfo);
     invokeSlot({ dailyBar(u"650014.SH"_s, march(10)), dailyBar(u"650015.SH"_s, march(10)) }, 2);
     QCOMPARE(answers.count(), 1);
     QCOMPARE(answers.last<0>(), u"650015.SH"_s);
-    // The other is stored all the same.
+    // The other one is stored nevertheless.
     handler().QueryStockPeriod1DInfo(u"650014.SH"_s, march(10), march(10), false);
     QCOMPARE(answers.count(), 2);
     QCOMPARE(answers.last<1>().size(), 1);
@@ -449,7 +447,7 @@ void tst_kline::otherPeriodEndsTheAnswer_data()
     QTest::addColumn<QVariant>("period");
     QTest::newRow("one-minute") << QVariant(1);
     QTest::newRow("absent") << QVariant();
-    QTest::newRow("no number") << QVariant(u"daily"_s);
+    QTest::newRow("not a number") << QVariant(u"daily"_s);
 }
 
 void tst_kline::otherPeriodEndsTheAnswer()
@@ -458,7 +456,7 @@ void tst_kline::otherPeriodEndsTheAnswer()
     const QString symbol = u"650016.%1"_s.arg(QString::fromLatin1(QTest::currentDataTag()));
     QVariantMap other = dailyBar(symbol, march(11));
     other.insert(u"PeriodType"_s, period);
-    Kept<QString, Days> answers(&LxQuotaHandler::sigOnRspQueryStockPeriod1DInfo);
+    Emissions<QString, Days> answers(&LxQuotaHandler::sigOnRspQueryStockPeriod1DInfo);
     invokeSlot({ dailyBar(symbol, march(10)), other, dailyBar(symbol, march(12)) }, 2);
     QCOMPARE(answers.count(), 1);
     QCOMPARE(answers.last<1>().keys(), QList<QDate> { march(10) });
@@ -466,7 +464,7 @@ void tst_kline::otherPeriodEndsTheAnswer()
 
 void tst_kline::rowWithoutSymbolEndsTheAnswerUnannounced()
 {
-    Kept<QString, Days> answers(&LxQuotaHandler::sigOnRspQueryStockPeriod1DInfo);
+    Emissions<QString, Days> answers(&LxQuotaHandler::sigOnRspQueryStockPeriod1DInfo);
     invokeSlot(
         { dailyBar(u"650017.SH"_s, march(10)), dailyBar(QString(), march(11)), dailyBar(u"650017.SH"_s, march(12)) },
         2);
@@ -487,7 +485,7 @@ void tst_kline::firstRowOfAnotherPeriodStoresNothing()
 
 void tst_kline::unreadableDateIsStoredAsAnInvalidDay()
 {
-    Kept<QString, Days> answers(&LxQuotaHandler::sigOnRspQueryStockPeriod1DInfo);
+    Emissions<QString, Days> answers(&LxQuotaHandler::sigOnRspQueryStockPeriod1DInfo);
     QVariantMap bar = dailyBar(u"650019.SH"_s, march(10), 5.0);
     bar.insert(u"MDDate"_s, u"2023-03-10"_s);
     invokeSlot({ bar, dailyBar(u"650019.SH"_s, march(11)) }, 2);
@@ -527,16 +525,14 @@ void tst_kline::otherTypesAreIgnored()
 
 void tst_kline::announcementComesUnderTheLock()
 {
-    std::future<void> other;
+    std::optional<BackgroundCall> other;
     bool otherWaited = false;
     const auto connection = QObject::connect(&handler(), &LxQuotaHandler::sigOnRspQueryStockPeriod1DInfo, [&] {
-        other = std::async(std::launch::async,
-                           [] { handler().QueryStockPeriod1DInfo(u"none"_s, march(1), march(2), false); });
-        otherWaited = other.wait_for(std::chrono::milliseconds(200)) == std::future_status::timeout;
+        other.emplace([] { handler().QueryStockPeriod1DInfo(u"none"_s, march(1), march(2), false); });
+        otherWaited = other->isBlocked();
     });
     invokeSlot({ dailyBar(u"650021.SH"_s, march(10)) }, 2);
     QObject::disconnect(connection);
-    other.wait();
     QVERIFY(otherWaited);
 }
 
@@ -588,11 +584,11 @@ void tst_kline::minuteBarTakesItsTimeFromTheDateText()
         invokeSlot({ minuteBar(u"650025.SH"_s, dateText) }, 1);
         return lines.lines(u"slotProcessPeriod1MKLineDate"_s).size();
     };
-    // A date's text has no time in it: all minutes of a day fall on the same entry, and only the first is stored.
+    // A date string contains no time: all minutes of a day have the same entry, and only the first is stored.
     QCOMPARE(logged(u"20230310"_s), 1);
     QCOMPARE(logged(u"20230310"_s), 0);
     QCOMPARE(logged(u"20230311"_s), 1);
-    // A time's text has one, on the invalid date.
+    // A time string contains one, but no valid date.
     QCOMPARE(logged(u"09:31:00"_s), 1);
     QCOMPARE(logged(u"09:32:00"_s), 1);
     QCOMPARE(logged(u"09:31:00"_s), 0);

@@ -1,13 +1,14 @@
 #include "support.h"
 
-#include "lxasyncindicatorqryobj.h"
-#include "lxquotahandlerobject.h"
+#include "lxasyncindicatorqryobj_p.h"
+#include "lxquotahandlerobject_p.h"
 
 #include <lxdefine/lxfields.h>
 #include <lxmsg/messagecommon.h>
 
 #include <QPointer>
 #include <QProcess>
+#include <QRegularExpression>
 
 #include <cstring>
 
@@ -38,7 +39,7 @@ LxDouble::Presenter libraryPresenter()
     return LxDouble::presenters().value(0);
 }
 
-// A presenter that a test puts in the library's place, until it goes.
+// A plug-in object whose presenter replaces that of the library until the object is destroyed.
 class OtherPlugin : public LxQuotaHandlerObject
 {
 public:
@@ -47,7 +48,7 @@ public:
 
 } // namespace
 
-// The start-up happens once in a process; startUp() watches it, and what follows looks at its results.
+// The library starts once per process: startUp() observes it, and the functions after it examine the results.
 class tst_lifecycle : public QObject
 {
     Q_OBJECT
@@ -66,9 +67,11 @@ private Q_SLOTS:
     void indicatorWorkerLivesOnItsOwnThread();
 
     void givenInstanceIdIsKept();
-    void ownThreadsPluginObjectIsThePresentersParent();
+    void slotInitRunsOnTheCallingThread_data();
+    void slotInitRunsOnTheCallingThread();
+    void destroyedPluginObjectLeavesNoPresenter_data();
     void destroyedPluginObjectLeavesNoPresenter();
-    void destroyedUninitialisedPluginObjectLeavesThePresenter();
+    void anotherHandlerLeavesTheSharedPartsAlone();
 
     void initWithoutPresenterWarns();
     void withoutPresenterNothingIsSent();
@@ -76,12 +79,18 @@ private Q_SLOTS:
     void sourceIdIsThePresentersId();
     void resultsOfThePresenterAreReturned();
     void lockedManagerKeepsItsPresenter();
+    void presenterStaysWhileItSends_data();
+    void presenterStaysWhileItSends();
     void subscriptionCallbackLeavesTheBaseClassOut();
     void virtualsStandInOrder();
 
     void processEnds_data();
     void processEnds();
     void processEndWaitsForTheSlotUnderWay();
+    void processEndSendsAShortList();
+    void processEndCutsALongList();
+    void startUpIsSilent_data();
+    void startUpIsSilent();
 };
 
 void tst_lifecycle::loadingTheLibraryInitialisesNothing()
@@ -102,7 +111,7 @@ void tst_lifecycle::startUp()
     });
     LogCapture log;
     LxQuotaHandler &instance = LxQuotaHandler::instance();
-    // The constructor has returned; its worker stands before the presenter.
+    // The constructor has returned; the worker is about to construct the presenter.
     QCOMPARE(&LxQuotaHandler::instance(), &instance);
     QVERIFY(constructing.tryAcquire(1, 20000));
     QVERIFY(LxDouble::presenters().isEmpty());
@@ -113,8 +122,9 @@ void tst_lifecycle::startUp()
     QCOMPARE(refused.size(), 1);
     QCOMPARE(refused.at(0).type, QtWarningMsg);
     QCOMPARE(log.lines(u"QObject::connect"_s).size(), 1); // all other connections are made
+    QCOMPARE(LxQuotaHandlerObject::libraryObject().thread(), QThread::currentThread());
 
-    // Requests wait, each on its own thread, also one whose thread is asked to end.
+    // Requests wait, each on its own thread, even one whose thread is interrupted.
     const auto request = [](bool interrupted) {
         QThread *thread = QThread::create([] {
             QStringList symbols { u"690000.SH"_s };
@@ -135,6 +145,7 @@ void tst_lifecycle::startUp()
     QCOMPARE(waiting.type, QtDebugMsg);
     QCOMPARE(waiting.file, u"lxquotahandler"_s);
     QCOMPARE(waiting.line, 109);
+    QCOMPARE(waiting.category, u"lx.quota"_s);
     QVERIFY(waiting.function.contains(u"LxQuotaHandler::waitForPresenterClassInit()"_s));
 
     LxDouble::setPresenterGate(nullptr);
@@ -154,15 +165,19 @@ void tst_lifecycle::startUp()
     QCOMPARE(sent.at(topics.size()).type, u"SubscribeRequest"_s);
     QVERIFY(LxQuotaHandlerObject::libraryObject().isInited());
 
+    // The presenter is constructed on the worker thread, but its parent lives on the thread that loaded the library.
+    QCOMPARE(log.lines(u"QObject: Cannot create children for a parent that is in a different thread."_s).size(), 1);
+
     QVERIFY(log.waitFor(u"LxQuotaHandlerObject::initialize"_s, 1));
     const LogLine initialised = log.lines(u"LxQuotaHandlerObject::initialize"_s).constFirst();
     QCOMPARE(initialised.text, u"LxQuotaHandlerObject::initialize"_s);
     QCOMPARE(initialised.type, QtDebugMsg);
     QCOMPARE(initialised.file, u"lxquotahandlerobject"_s);
     QCOMPARE(initialised.line, 34);
+    QCOMPARE(initialised.category, u"lx.quota"_s);
     QVERIFY(initialised.function.contains(u"LxQuotaHandlerObject::initialize()"_s));
 
-    // From now on nobody waits.
+    // From now on no request waits.
     const int waited = log.lines(u"wait for presenter class init"_s).size();
     startHandler();
     QCOMPARE(log.lines(u"wait for presenter class init"_s).size(), waited);
@@ -176,7 +191,7 @@ void tst_lifecycle::presenterIsTheLibrarysOwn()
     QCOMPARE(presenter.threadType, 15);
     QCOMPARE(presenter.thread, u"LxQuotaHandler_Thread"_s);
     QCOMPARE(presenter.parent, static_cast<QObject *>(&LxQuotaHandlerObject::libraryObject()));
-    QVERIFY(qobject_cast<LxQuotaHandlerPresenterClass *>(presenter.object));
+    QVERIFY(dynamic_cast<LxQuotaHandlerPresenterClass *>(presenter.object));
     QCOMPARE(LxPresenterClassMgr::instance()->getPresenterClass(), presenter.object);
 }
 
@@ -228,6 +243,7 @@ void tst_lifecycle::secondInitialisationOnlyLogs()
     QCOMPARE(log.lines().at(0).type, QtDebugMsg);
     QCOMPARE(log.lines().at(0).file, u"lxquotahandlerobject"_s);
     QCOMPARE(log.lines().at(0).line, 22);
+    QCOMPARE(log.lines().at(0).category, u"lx.quota"_s);
     QVERIFY(log.lines().at(0).function.contains(u"LxQuotaHandlerObject::initialize()"_s));
     QVERIFY(LxDouble::sent().isEmpty());
     QCOMPARE(LxDouble::presenters().size(), 1);
@@ -265,38 +281,84 @@ void tst_lifecycle::givenInstanceIdIsKept()
     QVERIFY(plugin.isInited());
 }
 
-void tst_lifecycle::ownThreadsPluginObjectIsThePresentersParent()
+void tst_lifecycle::slotInitRunsOnTheCallingThread_data()
 {
+    QTest::addColumn<bool>("byName");
+    QTest::newRow("called") << false;
+    QTest::newRow("invoked by name") << true;
+}
+
+// A host initialises its plug-ins on the thread that loaded them.
+void tst_lifecycle::slotInitRunsOnTheCallingThread()
+{
+    QFETCH(bool, byName);
     OtherPlugin plugin;
-    QVERIFY(!plugin.isInited());
-    plugin.slotInit();
+    LogCapture log;
+    if (byName)
+        QVERIFY(QMetaObject::invokeMethod(&plugin, "slotInit"));
+    else
+        plugin.slotInit();
+    QVERIFY(plugin.isInited());
     const LxDouble::Presenter presenter = LxDouble::presenters().constLast();
     QCOMPARE(presenter.parent, static_cast<QObject *>(&plugin));
+    QCOMPARE(presenter.object->parent(), static_cast<QObject *>(&plugin));
     QCOMPARE(presenter.thread, u"main"_s);
+    QCOMPARE(log.lines().size(), 1); // "initialize"; no warning
     // Registered, then subscribed.
     QCOMPARE(LxPresenterClassMgr::instance()->getPresenterClass(), presenter.object);
     QCOMPARE(LxDouble::sent().size(), topics.size());
     QCOMPARE(LxDouble::sent().at(0).presenter, presenter.object);
 }
 
+void tst_lifecycle::destroyedPluginObjectLeavesNoPresenter_data()
+{
+    QTest::addColumn<bool>("initialised");
+    QTest::newRow("with its own presenter") << true;
+    QTest::newRow("without one") << false;
+}
+
 void tst_lifecycle::destroyedPluginObjectLeavesNoPresenter()
 {
+    QFETCH(bool, initialised);
     auto plugin = std::make_unique<LxQuotaHandlerObject>();
-    plugin->initialize();
-    const QPointer<LxPresenterClass> presenter(LxDouble::presenters().constLast().object);
+    if (initialised)
+        plugin->initialize();
+    QPointer<LxPresenterClass> own(initialised ? LxDouble::presenters().constLast().object : nullptr);
     plugin.reset();
     QCOMPARE(LxPresenterClassMgr::instance()->getPresenterClass(), static_cast<LxPresenterClass *>(nullptr));
-    QTRY_VERIFY(presenter.isNull());
+    QTRY_VERIFY(own.isNull());
     LxPresenterClassMgr::instance()->setPresenterClass(libraryPresenter().object);
     QCOMPARE(LxDouble::presenters().size(), 1);
 }
 
-void tst_lifecycle::destroyedUninitialisedPluginObjectLeavesThePresenter()
+void tst_lifecycle::anotherHandlerLeavesTheSharedPartsAlone()
 {
+    struct AnotherHandler : LxQuotaHandler
     {
-        LxQuotaHandlerObject plugin;
+    };
+
+    QSemaphore sending;
+    QSemaphore release;
+    LxDouble::setRecordHook([&] {
+        sending.release();
+        release.acquire();
+    });
+    handler().QueryStockDeepDataFromBackendService(libraryPresenter().object, { u"690010.SH"_s });
+    QVERIFY(sending.tryAcquire(1, 20000));
+    {
+        LogCapture quiet;
+        AnotherHandler another;
     }
+    LxDouble::setRecordHook(nullptr);
+    release.release();
+    QVERIFY(LxDouble::waitForSent(u"181027"_s, 1));
+
     QCOMPARE(LxPresenterClassMgr::instance()->getPresenterClass(), libraryPresenter().object);
+    publish(u"MDMARKETRECORD"_s, QVariantMap { { u"Symbol"_s, u"690010.SH"_s } });
+    QCOMPARE(handler().GetLastStockQuotaData(u"690010.SH"_s).Symbol, u"690010.SH"_s);
+    QVERIFY(LxAsyncIndicatorQryObj::instance()->thread()->isRunning());
+    Q_EMIT handler().sigQueryPEData({ u"690010.SH"_s }, u"20230131"_s);
+    QVERIFY(LxDouble::waitForSent(u"MSG_QUERY_P_E_RATIO_REQUEST"_s, 1));
 }
 
 void tst_lifecycle::initWithoutPresenterWarns()
@@ -311,6 +373,7 @@ void tst_lifecycle::initWithoutPresenterWarns()
         QCOMPARE(log.lines().at(0).type, QtWarningMsg);
         QCOMPARE(log.lines().at(0).file, u"lxquotahandler"_s);
         QCOMPARE(log.lines().at(0).line, 60);
+        QCOMPARE(log.lines().at(0).category, u"lx.quota"_s);
         QVERIFY(log.lines().at(0).function.contains(u"LxQuotaHandler::Init()"_s));
     }
     QVERIFY(LxDouble::sent().isEmpty());
@@ -378,16 +441,49 @@ void tst_lifecycle::lockedManagerKeepsItsPresenter()
 {
     LxPresenterClassMgr *manager = LxPresenterClassMgr::instance();
     manager->lockForRead();
-    // Other readers come in, a writer does not.
+    // Other readers can lock it, a writer cannot.
     QVERIFY(returnsOnAnotherThread([=] {
         manager->lockForRead();
         manager->slotReadOver();
     }));
-    std::future<void> writer =
-        std::async(std::launch::async, [=] { manager->setPresenterClass(libraryPresenter().object); });
-    QCOMPARE(writer.wait_for(std::chrono::milliseconds(200)), std::future_status::timeout);
-    QVERIFY(QMetaObject::invokeMethod(manager, "slotReadOver", Qt::DirectConnection));
-    QCOMPARE(writer.wait_for(std::chrono::seconds(20)), std::future_status::ready);
+    BackgroundCall writer([=] { manager->setPresenterClass(libraryPresenter().object); });
+    const bool blocked = writer.isBlocked();
+    QVERIFY(QMetaObject::invokeMethod(manager, "slotReadOver", Qt::DirectConnection)); // or the call would never end
+    QVERIFY(blocked);
+}
+
+void tst_lifecycle::presenterStaysWhileItSends_data()
+{
+    QTest::addColumn<int>("call");
+    QTest::newRow("message") << int(LxDouble::Sent::Put);
+    QTest::newRow("asynchronous request") << int(LxDouble::Sent::AsyncRequest);
+    QTest::newRow("synchronous request") << int(LxDouble::Sent::SyncRequest);
+    QTest::newRow("subscription of rankings") << int(LxDouble::Sent::RankingSubscribe);
+}
+
+void tst_lifecycle::presenterStaysWhileItSends()
+{
+    QFETCH(int, call);
+    startHandler();
+    LxPresenterClassMgr *manager = LxPresenterClassMgr::instance();
+    std::optional<BackgroundCall> writer;
+    bool blocked = false;
+    LxDouble::setRecordHook([&] {
+        LxDouble::setRecordHook(nullptr);
+        writer.emplace([=] { manager->setPresenterClass(libraryPresenter().object); });
+        blocked = writer->isBlocked();
+    });
+    QVariant result;
+    if (call == LxDouble::Sent::Put)
+        manager->Put(new CMessageCommon);
+    else if (call == LxDouble::Sent::AsyncRequest)
+        manager->sendRequest_Async(new CMessageCommon);
+    else if (call == LxDouble::Sent::SyncRequest)
+        manager->sendRequest_Sync(new CMessageCommon, result);
+    else
+        handler().SubscribeRankingData({ u"600000.SH"_s }, 7, true);
+    QVERIFY(writer);
+    QVERIFY(blocked);
 }
 
 void tst_lifecycle::subscriptionCallbackLeavesTheBaseClassOut()
@@ -411,7 +507,7 @@ void tst_lifecycle::virtualsStandInOrder()
     const QVector<qptrdiff> places { place(&H::SubscribeQuote),       place(&H::SubscribeRecordTransaction),
                                      place(&H::SubscribeRecordOrder), place(&H::AsyncRequestKLineData),
                                      place(&H::ProcQuotationMsg),     place(&H::QueryStockDeepData) };
-    // Behind the last of QObject's, disconnectNotify(), which nobody outside may name.
+    // After the last virtual function of QObject, disconnectNotify(), which is protected.
     struct Names : QObject
     {
         using QObject::disconnectNotify;
@@ -431,8 +527,7 @@ void tst_lifecycle::virtualsStandInOrder()
 void tst_lifecycle::processEnds_data()
 {
     QTest::addColumn<QString>("how");
-    for (const char *how :
-         { "without-instance", "without-application", "while-starting", "deep-queries", "burst", "callbacks" })
+    for (const char *how : { "without-instance", "without-application", "while-starting", "deep-queries", "callbacks" })
         QTest::newRow(how) << QString::fromLatin1(how);
 }
 
@@ -455,6 +550,55 @@ void tst_lifecycle::processEndWaitsForTheSlotUnderWay()
     QVERIFY(host.waitForFinished(60000));
     QCOMPARE(QString::fromUtf8(host.readAllStandardOutput()), u"slot finished\nhandler destroyed\n"_s);
     QCOMPARE(host.exitCode(), 0);
+}
+
+void tst_lifecycle::processEndSendsAShortList()
+{
+    QProcess host;
+    host.start(QStringLiteral(LX_LIBRARY_HOST), { u"short-list"_s });
+    QVERIFY(host.waitForFinished(60000));
+    QCOMPARE(QString::fromUtf8(host.readAllStandardOutput()), u"查询市盈率结束 \"20230131\"\nsent 60\n"_s);
+    QCOMPARE(host.exitCode(), 0);
+}
+
+void tst_lifecycle::processEndCutsALongList()
+{
+    QProcess host;
+    host.start(QStringLiteral(LX_LIBRARY_HOST), { u"long-list"_s });
+    QVERIFY(host.waitForFinished(60000));
+    const QString output = QString::fromUtf8(host.readAllStandardOutput());
+    QVERIFY2(QRegularExpression(u"^sent \\d+\n$"_s).match(output).hasMatch(), qPrintable(output)); // not finished
+    QVERIFY(output != u"sent 5000\n"_s);
+    QVERIFY2(host.exitCode() == 0, host.readAllStandardError().right(4000).constData());
+}
+
+void tst_lifecycle::startUpIsSilent_data()
+{
+    QTest::addColumn<QString>("how");
+    QTest::addColumn<QStringList>("warnings");
+    const QString refused =
+        u"QObject::connect: No such signal LxQuotaHandler::signalKLineResponse(QList<QVariantMap>)"_s;
+    const QString otherThread = u"QObject: Cannot create children for a parent that is in a different thread."_s;
+    QTest::newRow("plug-in first") << u"plugin-first"_s << QStringList { refused };
+    QTest::newRow("handler first") << u"handler-first"_s << QStringList { refused, otherThread };
+}
+
+// With the default logging rules nothing is printed but the warnings of Qt that cannot be avoided.
+void tst_lifecycle::startUpIsSilent()
+{
+    QFETCH(QString, how);
+    QFETCH(QStringList, warnings);
+    QProcess host;
+    host.start(QStringLiteral(LX_LIBRARY_HOST), { how });
+    QVERIFY(host.waitForFinished(60000));
+    QCOMPARE(host.exitCode(), 0);
+    QStringList lines = QString::fromUtf8(host.readAllStandardError()).split(u'\n', Qt::SkipEmptyParts);
+    lines.erase(std::remove_if(lines.begin(), lines.end(),
+                               [](const QString &line) { return line.startsWith(u"(Parent is "_s); }),
+                lines.end()); // the second line of a warning
+    QCOMPARE(lines.size(), warnings.size());
+    for (int i = 0; i < lines.size(); ++i)
+        QVERIFY2(lines.at(i).startsWith(warnings.at(i)), qPrintable(lines.at(i)));
 }
 
 QTEST_GUILESS_MAIN(tst_lifecycle)

@@ -1,8 +1,8 @@
 #include "support.h"
 
-#include "lxasyncindicatorqryobj.h"
-#include "lxquerydeephqthread.h"
-#include "lxquotahandlerobject.h"
+#include "lxasyncindicatorqryobj_p.h"
+#include "lxquerydeephqthread_p.h"
+#include "lxquotahandlerobject_p.h"
 
 #include <QMetaMethod>
 
@@ -89,6 +89,7 @@ class tst_metaobject : public QObject
 private Q_SLOTS:
     void initTestCase();
 
+    void startUpRegistersTheQueuedTypes();
     void recordTypesGetTheirNames_data();
     void recordTypesGetTheirNames();
     void barListIsASequence();
@@ -101,6 +102,7 @@ private Q_SLOTS:
     void castsAnswerForTheClassItself();
     void otherClassesOfTheLibrary_data();
     void otherClassesOfTheLibrary();
+    void presenterHasNoMetaObjectOfItsOwn();
 
     void queuedQuoteIsACopyOnTheReceiversThread();
     void directReceiverRunsOnTheHandlersThread();
@@ -113,6 +115,14 @@ private Q_SLOTS:
 void tst_metaobject::initTestCase()
 {
     startHandler();
+}
+
+// First, since asking the meta-object for the type of a parameter registers it.
+void tst_metaobject::startUpRegistersTheQueuedTypes()
+{
+    for (const char *name : { "StockQuotaData", "FutureQuotaData", "IndexQuotaData", "StockOrderRecordData",
+                              "StockTransactionRecordData", "QList<QVariantMap>", "QThread*" })
+        QVERIFY2(QMetaType::isRegistered(QMetaType::type(name)), name);
 }
 
 void tst_metaobject::recordTypesGetTheirNames_data()
@@ -248,8 +258,12 @@ void tst_metaobject::otherClassesOfTheLibrary_data()
         << QByteArrayList { "slotQueryPEData(QStringList,QString)", "slotQueryQRRData(QStringList,QString)" };
     QTest::newRow("LxQueryDeepHQThread") << &LxQueryDeepHQThread::staticMetaObject << QByteArray("LxThread")
                                          << QByteArrayList { "sigThreadRunFinish(QThread*)" };
-    QTest::newRow("LxQuotaHandlerPresenterClass")
-        << &LxQuotaHandlerPresenterClass::staticMetaObject << QByteArray("LxPresenterClass") << QByteArrayList();
+}
+
+void tst_metaobject::presenterHasNoMetaObjectOfItsOwn()
+{
+    QCOMPARE(&LxQuotaHandlerPresenterClass::staticMetaObject, &LxPresenterClass::staticMetaObject);
+    QCOMPARE(LxDouble::presenters().constFirst().object->metaObject(), &LxPresenterClass::staticMetaObject);
 }
 
 void tst_metaobject::otherClassesOfTheLibrary()
@@ -356,8 +370,8 @@ void tst_metaobject::oneArgumentKLineConnectionIsRefused()
 
 void tst_metaobject::kLineSlotIsInvokedByName()
 {
-    Kept<QString, QMap<QDate, StockPeriod1DInfo>> answers(&LxQuotaHandler::sigOnRspQueryStockPeriod1DInfo);
-    // Queued, as a plug-in on another thread would; which takes the enumeration's registration.
+    Emissions<QString, QMap<QDate, StockPeriod1DInfo>> answers(&LxQuotaHandler::sigOnRspQueryStockPeriod1DInfo);
+    // Queued, as for a plug-in on another thread, which requires the enumeration to be registered.
     qRegisterMetaType<EMD_KLINE_PERIOD>("EMD_KLINE_PERIOD");
     const QList<QVariantMap> bars {
         { { u"PeriodType"_s, 2 }, { u"Symbol"_s, u"680003.SH"_s }, { u"MDDate"_s, u"20230310"_s } }

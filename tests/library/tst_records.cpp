@@ -4,7 +4,7 @@
 
 namespace {
 
-// The addresses of a record's members, to be listed in the order in which they are declared.
+// Collects the addresses of a record's members, in the order of their declaration.
 template<typename Record, typename... Members>
 QVector<quintptr> addresses(const Record &record, Members Record::*...members)
 {

@@ -1,6 +1,6 @@
 #include "support.h"
 
-#include "lxlocaltime.h"
+#include "lxlocaltime_p.h"
 
 #include <QtMath>
 
@@ -144,7 +144,7 @@ void tst_snapshot::priceEarningsRatio_data()
     QTest::newRow("the limit") << QVariant(0.0001) << Invalid;
     QTest::newRow("zero") << QVariant(0.0) << Invalid;
     QTest::newRow("a loss") << QVariant(-0.5) << Invalid;
-    QTest::newRow("no number") << QVariant(u"none"_s) << Invalid;
+    QTest::newRow("not a number") << QVariant(u"none"_s) << Invalid;
     QTest::newRow("NaN") << QVariant(u"nan"_s) << Invalid;
     QTest::newRow("infinite") << QVariant(u"inf"_s) << 0.0;
 }
@@ -235,7 +235,7 @@ void tst_snapshot::ratioNeedsAPositiveVolumePerMinute_data()
     QTest::addColumn<QVariant>("volumePerMinute");
     QTest::newRow("zero") << QVariant(0.0);
     QTest::newRow("negative") << QVariant(-2.0);
-    QTest::newRow("no number") << QVariant(u"none"_s);
+    QTest::newRow("not a number") << QVariant(u"none"_s);
     QTest::newRow("NaN") << QVariant(u"nan"_s);
 }
 
@@ -262,7 +262,7 @@ void tst_snapshot::tradeLots_data()
     QTest::newRow("99") << QVariant(99) << 0.0;
     QTest::newRow("-99") << QVariant(-99) << 0.0;
     QTest::newRow("300") << QVariant(300) << 3.0;
-    QTest::newRow("no number") << QVariant(u"none"_s) << 0.0;
+    QTest::newRow("not a number") << QVariant(u"none"_s) << 0.0;
     QTest::newRow("beyond 32 bits") << QVariant(Q_INT64_C(500000000000)) << 5000000000.0;
 }
 

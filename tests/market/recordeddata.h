@@ -9,7 +9,7 @@
 
 #include <zlib.h>
 
-/// A row of a CSV file by the names of its columns, as text.
+/// A row of a CSV file by the names of its columns, unconverted.
 using RecordedRow = QHash<QString, QByteArray>;
 
 /// The rows of a file of recorded data, plain or .gz, read without any of the code under test. None of the files has
@@ -52,6 +52,13 @@ inline QVector<RecordedRow> rowsOf(const QVector<RecordedRow> &rows, const QByte
     return selected;
 }
 
+/// Imports; returns the reason if that fails.
+inline QString importError(const QString &folder, const QString &store, ImportObserver *observer = nullptr)
+{
+    QString error;
+    return Importer(folder, store, observer).run(&error) ? QString() : error;
+}
+
 /// A folder of small CSV files for imports: of each file its header and the rows given.
 class RecordingFolder
 {
@@ -62,6 +69,9 @@ public:
         write("trading_days", "TradingDay\n");
         write("fundamentals", "Symbol,AsOfDate,TotalShare,ListedShare,NetAssets,DividentRate,EPS,PE,PB\n");
         write("valuation_daily", "Symbol,MDDate,ClosePx\n");
+        write("corporate_actions",
+              "Symbol,ExDate,CashPerShare,BonusPerShare,ConversionPerShare,RightsPerShare,RightsPrice\n");
+        write("adjust_factors", "Symbol,ExDate,StepFactor\n");
         write("kline_daily", "Symbol,MDDate,OpenPx,HighPx,LowPx,ClosePx,PreClosePx,TotalVolumeTrade,TotalValueTrade\n");
         write("kline_1min",
               "Symbol,MDDate,MDTime,OpenPx,HighPx,LowPx,ClosePx,TotalVolumeTrade,TotalValueTrade,OpenInterest\n");
@@ -92,16 +102,15 @@ private:
 class RecordedStore
 {
 public:
-    RecordedStore() : m_importer(QStringLiteral(LX_DATA_DIR), path(), nullptr), m_result(m_importer.run()) { }
+    RecordedStore() : m_error(importError(QStringLiteral(LX_DATA_DIR), path())) { }
 
-    bool isValid() const { return m_result == Importer::Imported; }
-    QString errorString() const { return m_importer.errorString(); }
+    bool isValid() const { return m_error.isEmpty(); }
+    QString errorString() const { return m_error; }
     QString path() const { return m_folder.filePath(QStringLiteral("store")); }
 
 private:
     QTemporaryDir m_folder;
-    Importer m_importer;
-    const Importer::Result m_result;
+    const QString m_error;
 };
 
 inline QByteArray contentOf(const QString &path)

@@ -36,7 +36,7 @@ inline QString responseOf(const QString &pattern)
     return pattern.arg(QStringLiteral("SPONSE"));
 }
 
-/// A client that hears the service's topics and keeps what comes, in order.
+/// A client that subscribes to the service's topics and stores the messages it receives, in order.
 class Client final : public LxBusListener
 {
 public:
@@ -120,7 +120,7 @@ inline QVariant indicatorRequest(const QString &symbol, const QString &date)
     return packed({ { { QStringLiteral("Symbol"), symbol }, { QStringLiteral("MDDate"), date } } });
 }
 
-/// A bus, a store of the recorded data, and the service that answers from it anew for every test.
+/// A bus, a store of the recorded data, and for every test a new service that answers from it.
 class RequestServiceTest : public QObject
 {
     Q_OBJECT

@@ -1,7 +1,8 @@
-#include <lxutils/csvreader.h>
+#include "csvreader.h"
 
 #include <QtTest>
 
+#include <sys/resource.h>
 #include <zlib.h>
 
 namespace {
@@ -78,7 +79,10 @@ private Q_SLOTS:
     void manyBlocks();
     void cellsOfEarlierRecordsLeaveNoTrace();
     void copiesOfCellsStay();
-    void thereIsNoRecordBeforeAndBehind();
+    void thereIsNoRecordBeforeTheFirstOrAfterTheLast();
+    void malformedFile_data();
+    void malformedFile();
+    void unpackedSizeDoesNotMatter();
     void damagedFile_data();
     void damagedFile();
     void unreadableFile_data();
@@ -135,20 +139,22 @@ void tst_CsvReader::records()
     QFETCH(Lines, expected);
     for (const bool packed : { false, true }) {
         CsvReader reader;
-        QVERIFY2(reader.open(file(packed ? gzip(content) : content)), qPrintable(reader.errorString()));
+        QString error;
+        QVERIFY2(reader.open(file(packed ? gzip(content) : content), &error), qPrintable(error));
         Lines lines;
-        while (reader.next())
+        while (reader.next(&error))
             lines.append({ reader.line(), reader.cells() });
-        QVERIFY2(!reader.hasError(), qPrintable(reader.errorString()));
+        QVERIFY2(error.isEmpty(), qPrintable(error));
         QCOMPARE(lines, expected);
-        QVERIFY(!reader.next());
+        QVERIFY(!reader.next(&error));
     }
 }
 
 void tst_CsvReader::header()
 {
     CsvReader reader;
-    QVERIFY(reader.open(file("\xef\xbb\xbfSymbol,\"Last, Px\",名称\n1,2,3\n")));
+    QString error;
+    QVERIFY(reader.open(file("\xef\xbb\xbfSymbol,\"Last, Px\",名称\n1,2,3\n"), &error));
     const QVector<QString> names { QStringLiteral("Symbol"), QStringLiteral("Last, Px"), QStringLiteral("名称") };
     QCOMPARE(reader.header(), names);
     QCOMPARE(reader.column(QStringLiteral("Symbol")), 0);
@@ -172,14 +178,15 @@ void tst_CsvReader::manyBlocks()
     for (int i = 0; i < Records; ++i)
         content += QByteArray::number(i) + ',' + QByteArray::number(qint64(i) * i) + lineEnd;
     CsvReader reader;
-    QVERIFY(reader.open(file(gzip(content))));
+    QString error;
+    QVERIFY(reader.open(file(gzip(content)), &error));
     int records = 0;
-    for (; reader.next(); ++records) {
+    for (; reader.next(&error); ++records) {
         if (reader.cells().size() != 2 || reader.cells().at(0).toInt() != records
             || reader.cells().at(1).toLongLong() != qint64(records) * records || reader.line() != records + 2)
             QFAIL(qPrintable(QStringLiteral("record %1 at line %2").arg(records).arg(reader.line())));
     }
-    QVERIFY(!reader.hasError());
+    QCOMPARE(error, QString());
     QCOMPARE(records, Records);
 }
 
@@ -187,22 +194,24 @@ void tst_CsvReader::cellsOfEarlierRecordsLeaveNoTrace()
 {
     constexpr int Records = 20000;
     CsvReader reader;
-    QVERIFY(reader.open(file(raggedFile(Records))));
+    QString error;
+    QVERIFY(reader.open(file(raggedFile(Records)), &error));
     for (int i = 0; i < Records; ++i) {
-        QVERIFY(reader.next());
+        QVERIFY(reader.next(&error));
         QCOMPARE(reader.cells(), raggedRecord(i));
     }
-    QVERIFY(!reader.next());
+    QVERIFY(!reader.next(&error));
 }
 
 void tst_CsvReader::copiesOfCellsStay()
 {
     constexpr int Records = 20000;
     CsvReader reader;
-    QVERIFY(reader.open(file(raggedFile(Records))));
+    QString error;
+    QVERIFY(reader.open(file(raggedFile(Records)), &error));
     QVector<QVector<QByteArray>> records;
     QVector<QByteArray> cells;
-    while (reader.next()) {
+    while (reader.next(&error)) {
         records.append(reader.cells());
         cells.append(reader.cells().constFirst());
     }
@@ -213,15 +222,78 @@ void tst_CsvReader::copiesOfCellsStay()
     }
 }
 
-void tst_CsvReader::thereIsNoRecordBeforeAndBehind()
+void tst_CsvReader::thereIsNoRecordBeforeTheFirstOrAfterTheLast()
 {
     CsvReader reader;
+    QString error;
     QVERIFY(reader.cells().isEmpty());
-    QVERIFY(reader.open(file("Number\n1\n")));
-    QVERIFY(reader.next());
-    QVERIFY(!reader.next());
+    QVERIFY(reader.open(file("Number\n1\n"), &error));
+    QVERIFY(reader.next(&error));
+    QVERIFY(!reader.next(&error));
     QVERIFY(reader.cells().isEmpty());
-    QVERIFY(!reader.next());
+    QVERIFY(!reader.next(&error));
+}
+
+void tst_CsvReader::malformedFile_data()
+{
+    QTest::addColumn<QByteArray>("content");
+    QTest::addColumn<int>("records"); // before the malformed one
+    QTest::addColumn<QString>("reason");
+
+    const auto add = [](const char *name, const QByteArray &content, int records, const char *reason) {
+        QTest::newRow(name) << content << records << QString::fromLatin1(reason);
+    };
+    const QByteArray large(CsvReader::MaxRecordSize, 'x');
+    add("quote that is never closed", "a,b\n1,2\n\"3,4\n5,6\n", 1, ":3: the file ends within a quoted cell");
+    add("quote that a later one closes", "a,b\n1,2\n\"3,4\n5,\"6\"\n7,8\n", 1, ":3: a quotation mark within a cell");
+    add("quote in a cell", "a,b\n1,2\n3,4\"\n5,6\n", 1, ":3: a quotation mark within a cell");
+    add("characters after a quoted cell", "a,b\n\"1\"2,3\n", 0, ":2: a quotation mark within a cell");
+    add("line that is too long", "a,b\n1,2\n" + large + "\n5,6\n", 1, ":3: a record of more than 1048576 bytes");
+    add("last line that is too long", "a,b\n1,2\n\n" + large, 1, ":4: a record of more than 1048576 bytes");
+    add("endless line", "a,b\n1,2\n" + large + large, 1, ":3: a record of more than 1048576 bytes");
+    add("endless line of empty cells", "a,b\n" + QByteArray(2 * large.size(), ','), 0, ":2: a record of more than");
+    add("endless quoted cell", "a,b\n\"" + QByteArray(2 * large.size(), '\n'), 0, ":2: a record of more than");
+}
+
+void tst_CsvReader::malformedFile()
+{
+    QFETCH(QByteArray, content);
+    QFETCH(int, records);
+    QFETCH(QString, reason);
+    const QString path = file(content);
+    CsvReader reader;
+    QString error;
+    QVERIFY2(reader.open(path, &error), qPrintable(error));
+    int read = 0;
+    while (reader.next(&error))
+        ++read;
+    QVERIFY2(error.startsWith(path + reason), qPrintable(error));
+    QCOMPARE(read, records);
+    QVERIFY(!reader.next(&error));
+}
+
+void tst_CsvReader::unpackedSizeDoesNotMatter()
+{
+    // 256 MB of zeros in 256 KB.
+    const QString path = m_folder.filePath(QStringLiteral("bomb.csv.gz"));
+    const QByteArray zeros(1 << 20, '\0');
+    const gzFile bomb = gzopen(QFile::encodeName(path).constData(), "wb");
+    QVERIFY(gzputs(bomb, "a,b\n1,2\n") > 0);
+    for (int i = 0; i < 256; ++i)
+        QVERIFY(gzwrite(bomb, zeros.constData(), unsigned(zeros.size())) > 0);
+    gzclose(bomb);
+
+    rusage before;
+    getrusage(RUSAGE_SELF, &before);
+    CsvReader reader;
+    QString error;
+    QVERIFY(reader.open(path, &error));
+    QVERIFY(reader.next(&error));
+    QVERIFY(!reader.next(&error));
+    QVERIFY2(error.contains(QStringLiteral(":3: a record of more than")), qPrintable(error));
+    rusage after;
+    getrusage(RUSAGE_SELF, &after);
+    QVERIFY(after.ru_maxrss - before.ru_maxrss < 64 * 1024); // KB
 }
 
 void tst_CsvReader::damagedFile_data()
@@ -239,17 +311,18 @@ void tst_CsvReader::damagedFile_data()
 void tst_CsvReader::damagedFile()
 {
     QFETCH(QByteArray, content);
+    const QString path = file(content);
     CsvReader reader;
-    QVERIFY(reader.open(file(content)));
-    while (reader.next()) {
+    QString error;
+    QVERIFY(reader.open(path, &error));
+    while (reader.next(&error)) {
         // Never half a record.
         QCOMPARE(reader.cells().size(), 2);
         const qint64 number = reader.cells().at(0).toLongLong();
         QCOMPARE(reader.cells().at(1).toLongLong(), number * number);
     }
-    QVERIFY(reader.hasError());
-    QVERIFY(!reader.errorString().isEmpty());
-    QVERIFY(!reader.next());
+    QVERIFY2(error.startsWith(path), qPrintable(error));
+    QVERIFY(!reader.next(&error));
 }
 
 void tst_CsvReader::unreadableFile_data()
@@ -267,22 +340,22 @@ void tst_CsvReader::unreadableFile()
 {
     QFETCH(QString, path);
     CsvReader reader;
-    QVERIFY(!reader.open(path));
-    QVERIFY(reader.hasError());
-    QVERIFY(!reader.errorString().isEmpty());
-    QVERIFY(!reader.next());
+    QString error;
+    QVERIFY(!reader.open(path, &error));
+    QVERIFY2(error.startsWith(path), qPrintable(error));
+    QVERIFY(!reader.next(&error));
 }
 
 void tst_CsvReader::readerCanBeUsedAgain()
 {
     CsvReader reader;
-    QVERIFY(!reader.open(m_folder.filePath(QStringLiteral("missing"))));
-    QVERIFY(reader.open(file("a\n1\n2\n")));
-    QVERIFY(reader.next());
-    QVERIFY(reader.open(file("b\n3\n")));
-    QVERIFY(!reader.hasError());
+    QString error;
+    QVERIFY(!reader.open(m_folder.filePath(QStringLiteral("missing")), &error));
+    QVERIFY(reader.open(file("a\n1\n2\n"), &error));
+    QVERIFY(reader.next(&error));
+    QVERIFY(reader.open(file("b\n3\n"), &error));
     QCOMPARE(reader.column(QStringLiteral("a")), -1);
-    QVERIFY(reader.next());
+    QVERIFY(reader.next(&error));
     QCOMPARE(reader.cells(), QVector<QByteArray> { "3" });
     QCOMPARE(reader.line(), qint64(2));
 }
@@ -302,14 +375,15 @@ void tst_CsvReader::recordingsCanBeRead()
 {
     QFETCH(QString, path);
     CsvReader reader;
-    QVERIFY2(reader.open(path), qPrintable(reader.errorString()));
+    QString error;
+    QVERIFY2(reader.open(path, &error), qPrintable(error));
     const int columns = reader.header().size();
     int records = 0;
-    for (; reader.next(); ++records) {
+    for (; reader.next(&error); ++records) {
         if (reader.cells().size() != columns)
             QFAIL(qPrintable(QStringLiteral("line %1 has %2 cells").arg(reader.line()).arg(reader.cells().size())));
     }
-    QVERIFY2(!reader.hasError(), qPrintable(reader.errorString()));
+    QVERIFY2(error.isEmpty(), qPrintable(error));
     QVERIFY(records > 0);
 }
 

@@ -77,7 +77,7 @@ void tst_RequestService::minuteBarsHaveAllFields()
         if (row.value(QStringLiteral("Symbol")) != "000001.SH" || row.value(QStringLiteral("MDDate")) != "20170306"
             || !(first || row.value(QStringLiteral("MDTime")) == "093300000"))
             continue;
-        // The source tells no volumes of this index.
+        // The source has no volumes of this index.
         QVariantMap expected { { QStringLiteral("PeriodType"), 1 },
                                { QStringLiteral("Symbol"), QStringLiteral("000001.SH") },
                                { QStringLiteral("MDDate"), QStringLiteral("20170306") },
@@ -94,9 +94,9 @@ void tst_RequestService::barsComeInChunks_data()
     QTest::addColumn<QVector<int>>("chunks");
     QTest::newRow("one bar") << 1 << QVector<int> { 1 };
     QTest::newRow("one short of a chunk") << 999 << QVector<int> { 999 };
-    QTest::newRow("a chunk") << 1000 << QVector<int> { 1000 };
+    QTest::newRow("a chunk") << 1000 << QVector<int> { 1000, 0 };
     QTest::newRow("one more than a chunk") << 1001 << QVector<int> { 1000, 1 };
-    QTest::newRow("chunks") << 3000 << QVector<int> { 1000, 1000, 1000 };
+    QTest::newRow("chunks") << 3000 << QVector<int> { 1000, 1000, 1000, 0 };
     QTest::newRow("all") << 4899 << QVector<int> { 1000, 1000, 1000, 1000, 899 };
 }
 
@@ -193,7 +193,15 @@ void tst_RequestService::malformedBarRequestsAreDropped_data()
     QTest::newRow("stop is text") << with("StopTime", QStringLiteral("tomorrow at ten"));
     QTest::newRow("stop is too long") << with("StopTime", QStringLiteral("202301030000000"));
     QTest::newRow("no period") << with("PeriodType", QVariant());
-    QTest::newRow("unknown period") << with("PeriodType", 3);
+    QTest::newRow("unknown period") << with("PeriodType", 9);
+    QTest::newRow("period zero") << with("PeriodType", 0);
+    QTest::newRow("period is a fraction") << with("PeriodType", 1.5);
+    QTest::newRow("period is not a number") << with("PeriodType", qQNaN());
+    QTest::newRow("period is infinite") << with("PeriodType", qInf());
+    QTest::newRow("period overflows") << with("PeriodType", (qint64(1) << 32) + 2);
+    QTest::newRow("unknown adjustment") << with("ExrightsType", 14);
+    QTest::newRow("adjustment is a fraction") << with("ExrightsType", 11.5);
+    QTest::newRow("adjustment is not a number") << with("ExrightsType", qQNaN());
 }
 
 void tst_RequestService::malformedBarRequestsAreDropped()
@@ -243,7 +251,7 @@ void tst_RequestService::serviceMayLeaveInTheMiddleOfAFlood()
         init();
     }
 
-    // The bus is none the worse for it.
+    // The bus is still usable.
     Client next;
     QCOMPARE(statusOf(ask(&next, risingDays, request)), success);
 }

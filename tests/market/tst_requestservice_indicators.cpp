@@ -149,7 +149,7 @@ void tst_RequestServiceIndicators::indicatorsOfUnknownSymbolsHaveNoRow()
     Client client;
     const QVector<Fields> answer = ask(&client, pattern, indicatorRequest(symbol, date));
     QCOMPARE(answer.size(), 1);
-    QCOMPARE(statusOf(answer), QVariant(RequestStatus::nothingKnown));
+    QCOMPARE(statusOf(answer), QVariant(RequestStatus::notFound));
     QCOMPARE(answer.at(0).value(QStringLiteral("Symbol")).toString(), symbol);
 }
 

@@ -39,7 +39,7 @@ private Q_SLOTS:
     void tradingDayStatus();
     void deepDataComesInTheClientsUnits();
     void deepDataOfDividends();
-    void deepDataLeavesOutWhatIsUnknown();
+    void deepDataOfUnknownSymbolsAndFigures();
     void deepDataStatus_data();
     void deepDataStatus();
     void unreadableStoreIsAStatus();
@@ -82,7 +82,7 @@ void tst_RequestServiceReference::tradingDaysAgreeWithTheCalendar()
         const QVector<Fields> answer = askTradingDay(
             &client, { { TradingDayFields::InitStartDate, start }, { TradingDayFields::Days, distance } });
         if (index < 0 || index >= days.size()) {
-            QCOMPARE(statusOf(answer), QVariant(RequestStatus::nothingKnown));
+            QCOMPARE(statusOf(answer), QVariant(RequestStatus::notFound));
             QCOMPARE(answer.size(), 1);
             continue;
         }
@@ -99,7 +99,7 @@ void tst_RequestServiceReference::tradingDayStatus_data()
     QTest::addColumn<QVariant>("start");
     QTest::addColumn<QVariant>("days");
     QTest::addColumn<QString>("status");
-    const QString &none = RequestStatus::nothingKnown;
+    const QString &none = RequestStatus::notFound;
     const QString &bad = RequestStatus::badRequest;
     QTest::newRow("day itself") << QVariant(QStringLiteral("20230103")) << QVariant(0) << QStringLiteral("0");
     QTest::newRow("holiday itself") << QVariant(QStringLiteral("20230101")) << QVariant(0) << none;
@@ -158,7 +158,7 @@ void tst_RequestServiceReference::deepDataOfDividends()
 {
     RecordingFolder folder;
     folder.append("fundamentals", "600000.SH,20230419,100,50,1,3.5,2,6,\n");
-    QCOMPARE(Importer(folder.path(), folder.store(), nullptr).run(), Importer::Imported);
+    QCOMPARE(importError(folder.path(), folder.store()), QString());
     startService(folder.store());
     Client client;
     const QVector<Fields> answer =
@@ -168,7 +168,7 @@ void tst_RequestServiceReference::deepDataOfDividends()
     QCOMPARE(answer.at(1).value(QStringLiteral("36034")), QVariant(3.5 / 100));
 }
 
-void tst_RequestServiceReference::deepDataLeavesOutWhatIsUnknown()
+void tst_RequestServiceReference::deepDataOfUnknownSymbolsAndFigures()
 {
     Client client;
     const QVector<Fields> answer = askDeepData(
@@ -176,10 +176,18 @@ void tst_RequestServiceReference::deepDataLeavesOutWhatIsUnknown()
         deepRequest({ QStringLiteral("999999.XX"), QStringLiteral("600000.SH"), QStringLiteral("002865.SZ") },
                     { QStringLiteral("TotalShare"), QStringLiteral("DividentRate"), QStringLiteral("Luck") }));
     QCOMPARE(statusOf(answer), success);
-    QCOMPARE(answer.size(), 2);
-    QCOMPARE(answer.at(0).value(Orca_Fields::System::subGroupNumber), QVariant(QStringLiteral("1")));
-    QCOMPARE(answer.at(1).value(Orca_Fields::Security::securityID), QVariant(QStringLiteral("600000")));
-    QCOMPARE(answer.at(1).value(QStringLiteral("36046")), QVariant(QStringLiteral("TotalShare")));
+    QCOMPARE(answer.size(), 4);
+    QCOMPARE(answer.at(0).value(Orca_Fields::System::subGroupNumber), QVariant(QStringLiteral("3")));
+    const auto row = [&](const char *code) {
+        const auto isOfCode = [&](const Fields &fields) {
+            return fields.value(Orca_Fields::Security::securityID) == QVariant(QString::fromLatin1(code));
+        };
+        return *std::find_if(answer.cbegin() + 1, answer.cend(), isOfCode);
+    };
+    QCOMPARE(row("600000").value(QStringLiteral("36046")), QVariant(QStringLiteral("TotalShare")));
+    // Rows without a figure.
+    QVERIFY(!row("999999").contains(QStringLiteral("36046")) && !row("999999").contains(QStringLiteral("36034")));
+    QVERIFY(!row("002865").contains(QStringLiteral("36046")) && !row("002865").contains(QStringLiteral("36034")));
 }
 
 void tst_RequestServiceReference::deepDataStatus_data()

@@ -21,10 +21,11 @@ private Q_SLOTS:
     void risingDays();
 
 private:
-    /// A store of 600000.SH, with the rows given behind the symbol.
+    /// A store of 600000.SH; the rows are given without the symbol.
     std::unique_ptr<Store> storeOf(const QStringList &fundamentals, const QStringList &bars);
 
     RecordingFolder m_folder;
+    QString m_error;
 };
 
 std::unique_ptr<Store> tst_StoreFigures::storeOf(const QStringList &fundamentals, const QStringList &bars)
@@ -38,8 +39,8 @@ std::unique_ptr<Store> tst_StoreFigures::storeOf(const QStringList &fundamentals
         rows += "600000.SH," + row.toLatin1() + ",1,1,1\n";
     m_folder.write("kline_daily", rows);
     auto store = std::make_unique<Store>();
-    const bool ready = Importer(m_folder.path(), m_folder.store(), nullptr).run() == Importer::Imported
-        && store->open(m_folder.store());
+    const bool ready =
+        importError(m_folder.path(), m_folder.store()).isEmpty() && store->open(m_folder.store(), &m_error);
     return ready ? std::move(store) : nullptr;
 }
 
@@ -71,7 +72,7 @@ void tst_StoreFigures::priceEarnings_data()
         { bar }, "12 1 - - 3 -");
     add("loss", { QStringLiteral("20221231,9,9,-2,") }, { bar }, "12 -2 -2 - - -");
     add("no earnings", { QStringLiteral("20221231,9,9,0,") }, { bar }, "12 0 0 - - -");
-    add("earnings not told", { QStringLiteral("20221231,9,9,,") }, { bar }, "12 - - - - -");
+    add("earnings unknown", { QStringLiteral("20221231,9,9,,") }, { bar }, "12 - - - - -");
     add("ratio of a day between reports", { QStringLiteral("20230419,9,9,1,5") },
         { QStringLiteral("20230419,10,100"), bar }, "12 1 - - 6 -");
     add("ratio of a day without a close", { QStringLiteral("20230419,9,9,1,5") },
@@ -96,7 +97,7 @@ void tst_StoreFigures::priceEarnings()
     QFETCH(QString, figures);
     const auto store = storeOf(fundamentals, bars);
     QVERIFY(store);
-    const auto found = StoreFigures::priceEarnings(store.get(), QStringLiteral("600000.SH"), 20230601);
+    const auto found = StoreFigures::priceEarnings(store.get(), QStringLiteral("600000.SH"), 20230601, &m_error);
     QVERIFY(found);
     const QStringList texts { text(found->close),    text(found->eps),       text(found->ttmEps),
                               text(found->staticPE), text(found->dynamicPE), text(found->ttmPE) };
@@ -109,11 +110,12 @@ void tst_StoreFigures::nothingKnown()
     const auto store = storeOf({ QStringLiteral("20221231,9,9,2,") }, { QStringLiteral("20230531,12,100") });
     QVERIFY(store);
     const QString symbol = QStringLiteral("600004.SH");
-    QVERIFY(!StoreFigures::priceEarnings(store.get(), symbol, 20230601));
-    QVERIFY(!StoreFigures::volumePerMinute(store.get(), symbol, 20230601));
-    QVERIFY(!StoreFigures::risingDays(store.get(), symbol, 20230601));
-    QVERIFY(!StoreFigures::volumePerMinute(store.get(), QStringLiteral("600000.SH"), 20230530));
-    QVERIFY(!StoreFigures::risingDays(store.get(), QStringLiteral("600000.SH"), 20230530));
+    QVERIFY(!StoreFigures::priceEarnings(store.get(), symbol, 20230601, &m_error));
+    QVERIFY(!StoreFigures::volumePerMinute(store.get(), symbol, 20230601, &m_error));
+    QVERIFY(!StoreFigures::risingDays(store.get(), symbol, 20230601, &m_error));
+    QVERIFY(!StoreFigures::volumePerMinute(store.get(), QStringLiteral("600000.SH"), 20230530, &m_error));
+    QVERIFY(!StoreFigures::risingDays(store.get(), QStringLiteral("600000.SH"), 20230530, &m_error));
+    QCOMPARE(m_error, QString());
 }
 
 void tst_StoreFigures::volumePerMinute_data()
@@ -129,7 +131,7 @@ void tst_StoreFigures::volumePerMinute_data()
     QTest::newRow("one day") << QStringList(seven.mid(5)) << 5.0;
     QTest::newRow("day without trade counts")
         << QStringList { QStringLiteral("20230531,1,0"), QStringLiteral("20230601,1,480") } << 1.0;
-    QTest::newRow("day whose volume is not told does not count")
+    QTest::newRow("day of unknown volume does not count")
         << QStringList { QStringLiteral("20230531,1,480"), QStringLiteral("20230601,1,") } << 2.0;
 }
 
@@ -139,7 +141,7 @@ void tst_StoreFigures::volumePerMinute()
     QFETCH(double, expected);
     const auto store = storeOf({}, bars);
     QVERIFY(store);
-    const auto found = StoreFigures::volumePerMinute(store.get(), QStringLiteral("600000.SH"), 20230601);
+    const auto found = StoreFigures::volumePerMinute(store.get(), QStringLiteral("600000.SH"), 20230601, &m_error);
     QVERIFY(found);
     QCOMPARE(*found, expected);
 }
@@ -170,7 +172,8 @@ void tst_StoreFigures::risingDays()
         bars.append(QStringLiteral("%1,%2,1").arg(20230525 + i).arg(closes.at(i)));
     const auto store = storeOf({}, bars);
     QVERIFY(store);
-    QCOMPARE(StoreFigures::risingDays(store.get(), QStringLiteral("600000.SH"), 20230528).value_or(-1), expected);
+    QCOMPARE(StoreFigures::risingDays(store.get(), QStringLiteral("600000.SH"), 20230528, &m_error).value_or(-1),
+             expected);
 }
 
 QTEST_GUILESS_MAIN(tst_StoreFigures)

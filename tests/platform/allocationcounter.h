@@ -3,12 +3,12 @@
 #include <cstddef>
 #include <cstdlib>
 
-// The sanitizer brings a malloc() of its own, and other C libraries have no second name for theirs.
+// AddressSanitizer replaces malloc() itself, and only glibc has a second name for its malloc().
 #if defined(__GLIBC__) && !defined(__SANITIZE_ADDRESS__)
 #define LX_COUNTS_ALLOCATIONS
 #endif
 
-/// Counts what the calling thread allocates while counting is on. Include it in one source file of the executable.
+/// Counts the allocations of a thread. Include this header in one source file of an executable.
 namespace AllocationCounter {
 
 inline thread_local bool counting = false;
@@ -20,7 +20,7 @@ inline void note()
         ++allocations;
 }
 
-/// Allocations of this thread during `function`.
+/// The number of allocations of the calling thread during `function`.
 template<typename Function>
 int during(Function function)
 {
@@ -34,7 +34,7 @@ int during(Function function)
 } // namespace AllocationCounter
 
 #ifdef LX_COUNTS_ALLOCATIONS
-// The executable's own malloc() stands before that of the C library, for every library in the process.
+// The executable's malloc() replaces that of the C library for every library in the process.
 extern "C" void *__libc_malloc(size_t size);
 extern "C" void *malloc(size_t size) noexcept;
 extern "C" void *malloc(size_t size) noexcept

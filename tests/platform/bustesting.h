@@ -15,12 +15,13 @@
 #include <atomic>
 #include <functional>
 
-/// What the bus's tests share: a bus of their own, ears that write down what they hear, services made of a function.
+/// Helpers for tests of the bus: a bus, clients that record what they receive, services that are implemented by a
+/// function.
 namespace BusTesting {
 
-constexpr int PatienceMs = 20000; // how long a test waits for what must come
+constexpr int PatienceMs = 20000; // how long a test waits for an event that must occur
 
-/// The process's bus, while the object lives.
+/// Starts the process's bus, and stops it on destruction.
 class Bus
 {
 public:
@@ -35,7 +36,7 @@ public:
 
     LxBusTransport *operator->() const { return m_bus.get(); }
     quint64 dropped(LxBusDrop reason) const { return m_bus->statistics().dropped(reason); }
-    quint64 droppedInAll() const { return m_bus->statistics().droppedInAll(); }
+    quint64 totalDropped() const { return m_bus->statistics().totalDropped(); }
 
 private:
     std::shared_ptr<LxBusTransport> m_bus;
@@ -79,7 +80,7 @@ inline QVariant subscribeBody(const QVariant &kind, const QVariant &action, cons
     return pack.GetPackedMsg(false);
 }
 
-/// Writes down what it hears. A client on the bus, with the endpoint it listens at.
+/// A client of the bus that records what its endpoint receives.
 class Client final : public LxBusListener
 {
 public:
@@ -132,7 +133,7 @@ private:
         if (m_inCallback)
             m_inCallback(one);
         m_inside.fetch_sub(1);
-        // Last of all: a test that has closed the endpoint within the callback may end as soon as this is heard.
+        // Recorded last: a test that closes the endpoint within the callback may end as soon as this is recorded.
         QMutexLocker locker(&m_mutex);
         m_heard.append(one);
         m_more.wakeAll();
@@ -146,22 +147,44 @@ private:
     QVector<Heard> m_heard;
 
 public:
-    std::unique_ptr<LxBusEndpoint> endpoint; // leaves before what its callbacks use
+    std::unique_ptr<LxBusEndpoint> endpoint; // last, to be destroyed before the members that its callbacks use
 };
 
-/// A service made of a function.
+/// A service that is implemented by a function.
 class Service final : public LxBusService
 {
 public:
     using Handler = std::function<void(LxBusServicePort *port, const LxBusRequest &request)>;
 
-    explicit Service(Bus &bus, const QStringList &types = {}, Handler handler = {})
-        : m_types(types), m_handler(std::move(handler)), port(bus->openService(this))
+    explicit Service(Bus &bus, const QStringList &types, Handler handler)
+        : m_types(types), m_handler(std::move(handler))
     {
+        QMutexLocker locker(&m_opening);
+        port = bus->openService(this);
     }
 
     QStringList requestTypes() const override { return m_types; }
-    void handle(const LxBusRequest &request) override { m_handler(port.get(), request); }
+    void handle(const LxBusRequest &request) override
+    {
+        m_opening.lock(); // a request may arrive before the port is known
+        m_opening.unlock();
+        m_handler(port.get(), request);
+    }
+
+private:
+    const QStringList m_types;
+    const Handler m_handler;
+    QMutex m_opening;
+
+public:
+    std::unique_ptr<LxBusServicePort> port;
+};
+
+/// A publisher of numbers.
+class Publisher
+{
+public:
+    explicit Publisher(Bus &bus) : port(bus->openPublisher()) { }
 
     int publish(const QString &topic, const QString &key, int number)
     {
@@ -169,12 +192,7 @@ public:
     }
     bool flush() { return port->flush(PatienceMs); }
 
-private:
-    const QStringList m_types;
-    const Handler m_handler;
-
-public:
-    std::unique_ptr<LxBusServicePort> port;
+    std::unique_ptr<LxBusPublisher> port;
 };
 
 /// Runs functions on threads of their own, and waits for them at the end.

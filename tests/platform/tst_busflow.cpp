@@ -4,7 +4,7 @@
 
 using namespace BusTesting;
 
-// Receivers that are slow, stuck or leaving.
+// Receivers that are slow, that are blocked, or that leave.
 class tst_BusFlow : public QObject
 {
     Q_OBJECT
@@ -19,9 +19,11 @@ private Q_SLOTS:
     void closingWaitsForTheCallbackUnderWay();
     void closingReleasesHeldUpPublishers();
     void callbackMayCloseItsEndpoint();
-    void callbackMayCloseTheLastEndpoint();
+    void serviceLeavesWithRequestsQueued();
+    void fullServiceHoldsItsClientsUpForATime();
 };
 
+static const QString question = QStringLiteral("181027");
 static const QString topic = QStringLiteral("ADUPSDOWNSANALYSISRECORD");
 
 void tst_BusFlow::slowReceiverLosesNothing()
@@ -31,7 +33,7 @@ void tst_BusFlow::slowReceiverLosesNothing()
     options.queueLimit = 8;
     options.publishTimeoutMs = PatienceMs;
     Bus bus(options);
-    Service service(bus);
+    Publisher publisher(bus);
     std::atomic<int> published { 0 };
     std::atomic<int> furthestAhead { 0 };
     Client client(bus, QStringLiteral("client"), [&](const Heard &one) {
@@ -40,14 +42,14 @@ void tst_BusFlow::slowReceiverLosesNothing()
     client.endpoint->subscribe(topic);
     QVector<int> expected;
     for (int i = 0; i < Messages; ++i) {
-        service.publish(topic, QString(), i);
+        publisher.publish(topic, QString(), i);
         expected.append(i);
         ++published;
     }
-    QVERIFY(service.flush());
+    QVERIFY(publisher.flush());
     QCOMPARE(client.numbers(), expected);
     QVERIFY2(furthestAhead <= options.queueLimit, qPrintable(QString::number(furthestAhead)));
-    QCOMPARE(bus.droppedInAll(), quint64(0));
+    QCOMPARE(bus.totalDropped(), quint64(0));
 }
 
 void tst_BusFlow::stuckReceiverIsGivenUpUntilItCatchesUp_data()
@@ -64,7 +66,7 @@ void tst_BusFlow::stuckReceiverIsGivenUpUntilItCatchesUp()
     options.queueLimit = 4;
     options.publishTimeoutMs = 50;
     Bus bus(options);
-    Service service(bus);
+    Publisher publisher(bus);
     QSemaphore entered;
     QSemaphore gate;
     Client client(bus, QStringLiteral("client"), [&](const Heard &) {
@@ -72,11 +74,14 @@ void tst_BusFlow::stuckReceiverIsGivenUpUntilItCatchesUp()
         gate.acquire();
     });
     client.endpoint->subscribe(topic);
+    Service service(bus, {}, {});
+    LxBusRequest request;
+    request.client = client.endpoint->address();
     const auto publish = [&](int number) {
         if (toOne)
-            service.port->publishTo(client.endpoint->address(), topic, numberBody(number));
+            service.port->publishTo(request, topic, numberBody(number));
         else
-            service.publish(topic, QString(), number);
+            publisher.publish(topic, QString(), number);
     };
 
     QElapsedTimer timer;
@@ -84,27 +89,27 @@ void tst_BusFlow::stuckReceiverIsGivenUpUntilItCatchesUp()
     for (int i = 0; i < 4; ++i)
         publish(i);
     QVERIFY(timer.elapsed() >= 50);
-    QCOMPARE(bus.droppedInAll(), quint64(0));
+    QCOMPARE(bus.totalDropped(), quint64(0));
     publish(4);
     publish(5);
     QCOMPARE(bus.dropped(LxBusDrop::QueueFull), quint64(2));
     QCOMPARE(bus->statistics().dropped(topic), quint64(2));
     if (!toOne)
-        QCOMPARE(service.publish(topic, QString(), 6), 0);
+        QCOMPARE(publisher.publish(topic, QString(), 6), 0);
 
-    // One message taken is not caught up yet, half of the queue is.
-    const quint64 before = bus.droppedInAll();
+    // The receiver has caught up when half of the queue has been processed, not after one message.
+    const quint64 before = bus.totalDropped();
     gate.release();
     QVERIFY(entered.tryAcquire(2, PatienceMs)); // the first is taken, the second under way
     publish(7);
-    QCOMPARE(bus.droppedInAll(), before + 1);
+    QCOMPARE(bus.totalDropped(), before + 1);
     gate.release();
     QVERIFY(entered.tryAcquire(1, PatienceMs));
     publish(8);
     gate.release(100);
-    QVERIFY(service.flush());
+    QVERIFY(publisher.flush());
     QCOMPARE(client.numbers(), (QVector<int> { 0, 1, 2, 3, 8 }));
-    QCOMPARE(bus.droppedInAll(), before + 1);
+    QCOMPARE(bus.totalDropped(), before + 1);
 }
 
 void tst_BusFlow::stuckReceiverDoesNotStopTheOthers()
@@ -113,19 +118,19 @@ void tst_BusFlow::stuckReceiverDoesNotStopTheOthers()
     options.queueLimit = 4;
     options.publishTimeoutMs = 50;
     Bus bus(options);
-    Service service(bus);
+    Publisher publisher(bus);
     QSemaphore gate;
     Client stuck(bus, QStringLiteral("stuck"), [&gate](const Heard &) { gate.acquire(); });
     Client lively(bus, QStringLiteral("lively"));
     stuck.endpoint->subscribe(topic);
     lively.endpoint->subscribe(topic);
     for (int i = 0; i < 40; ++i) {
-        service.publish(topic, QString(), i);
+        publisher.publish(topic, QString(), i);
         QVERIFY(lively.waitFor(i + 1));
     }
     QCOMPARE(bus.dropped(LxBusDrop::QueueFull), quint64(36));
     gate.release(100);
-    QVERIFY(service.flush());
+    QVERIFY(publisher.flush());
     QCOMPARE(stuck.numbers(), (QVector<int> { 0, 1, 2, 3 }));
 }
 
@@ -135,30 +140,30 @@ void tst_BusFlow::callbackIsNotHeldUpByItsOwnQueue()
     options.queueLimit = 4;
     options.publishTimeoutMs = 10 * PatienceMs;
     Bus bus(options);
-    Service service(bus);
-    Client client(bus, QStringLiteral("client"), [&service](const Heard &one) {
+    Publisher publisher(bus);
+    Client client(bus, QStringLiteral("client"), [&publisher](const Heard &one) {
         if (numberOf(one.body) == 0) {
             for (int i = 1; i <= 10; ++i)
-                service.publish(topic, QString(), i);
+                publisher.publish(topic, QString(), i);
         }
     });
     client.endpoint->subscribe(topic);
-    service.publish(topic, QString(), 0);
+    publisher.publish(topic, QString(), 0);
     QVERIFY(client.waitFor(4));
-    QVERIFY(service.flush());
+    QVERIFY(publisher.flush());
     QCOMPARE(client.numbers(), (QVector<int> { 0, 1, 2, 3 }));
     QCOMPARE(bus.dropped(LxBusDrop::QueueFull), quint64(7));
 }
 
 void tst_BusFlow::callbacksAreNotHeldUpByOneAnother()
 {
-    // Both delivery threads publish into the queue of an endpoint that none of them is left to empty.
+    // Both delivery threads publish into the queue of an endpoint, so that none is left to empty it.
     LxBusOptions options;
     options.queueLimit = 4;
     options.publishTimeoutMs = 10 * PatienceMs;
     options.threads = 2;
     Bus bus(options);
-    Service service(bus);
+    Publisher publisher(bus);
     Client sink(bus, QStringLiteral("sink"));
     sink.endpoint->subscribe(topic);
     QSemaphore together;
@@ -167,23 +172,23 @@ void tst_BusFlow::callbacksAreNotHeldUpByOneAnother()
         together.acquire(2);
         together.release(2);
         for (int i = 0; i < 10; ++i)
-            service.publish(topic, QString(), i);
+            publisher.publish(topic, QString(), i);
     };
     Client first(bus, QStringLiteral("first"), flood);
     Client second(bus, QStringLiteral("second"), flood);
     first.endpoint->subscribe(QStringLiteral("go"));
     second.endpoint->subscribe(QStringLiteral("go"));
-    service.publish(QStringLiteral("go"), QString(), 0);
+    publisher.publish(QStringLiteral("go"), QString(), 0);
     QVERIFY(first.waitFor(1));
     QVERIFY(second.waitFor(1));
-    QVERIFY(service.flush());
+    QVERIFY(publisher.flush());
     QCOMPARE(quint64(sink.heard().size()) + bus.dropped(LxBusDrop::QueueFull), quint64(20));
 }
 
 void tst_BusFlow::closingWaitsForTheCallbackUnderWay()
 {
     Bus bus;
-    Service service(bus);
+    Publisher publisher(bus);
     QSemaphore inside;
     QSemaphore gate;
     std::atomic<bool> finished { false };
@@ -194,7 +199,7 @@ void tst_BusFlow::closingWaitsForTheCallbackUnderWay()
     });
     client.endpoint->subscribe(topic);
     for (int i = 0; i < 3; ++i)
-        service.publish(topic, QString(), i);
+        publisher.publish(topic, QString(), i);
     QVERIFY(inside.tryAcquire(1, PatienceMs));
 
     std::atomic<bool> finishedBefore { false };
@@ -205,18 +210,18 @@ void tst_BusFlow::closingWaitsForTheCallbackUnderWay()
         finishedBefore = finished.load();
         closed.release();
     });
-    // Nobody listens any more once the endpoint has begun to leave.
-    QTRY_VERIFY_WITH_TIMEOUT(!service.port->hasListeners(topic, QString()), PatienceMs);
-    QCOMPARE(service.publish(topic, QString(), 3), 0);
+    // Once the endpoint has begun to leave, nobody reads the topic any more.
+    QTRY_VERIFY_WITH_TIMEOUT(!publisher.port->hasListeners(topic, QString()), PatienceMs);
+    QCOMPARE(publisher.publish(topic, QString(), 3), 0);
     QVERIFY(!closed.tryAcquire(1, 50));
     gate.release(10);
     threads.join();
     QVERIFY(finishedBefore);
 
-    // What is not delivered when the destructor has returned never is, and is counted.
+    // Messages that have not been delivered when the destructor returns are never delivered, but are counted.
     const int heard = client.heard().size();
     QCOMPARE(bus.dropped(LxBusDrop::ReceiverGone), quint64(3 - heard));
-    QVERIFY(service.flush());
+    QVERIFY(publisher.flush());
     QCOMPARE(client.heard().size(), heard);
 }
 
@@ -227,9 +232,9 @@ void tst_BusFlow::closingReleasesHeldUpPublishers()
     options.publishTimeoutMs = 10 * PatienceMs;
     options.threads = 1;
     Bus bus(options);
-    Service service(bus);
+    Publisher publisher(bus);
 
-    // The one delivery thread is busy elsewhere, so that nothing but closing makes room.
+    // The only delivery thread is busy, so nothing except closing makes room.
     QSemaphore inside;
     QSemaphore gate;
     Client busy(bus, QStringLiteral("busy"), [&](const Heard &) {
@@ -237,7 +242,7 @@ void tst_BusFlow::closingReleasesHeldUpPublishers()
         gate.acquire();
     });
     busy.endpoint->subscribe(QStringLiteral("busy"));
-    service.publish(QStringLiteral("busy"), QString(), 0);
+    publisher.publish(QStringLiteral("busy"), QString(), 0);
     QVERIFY(inside.tryAcquire(1, PatienceMs));
 
     Client client(bus, QStringLiteral("client"));
@@ -246,7 +251,7 @@ void tst_BusFlow::closingReleasesHeldUpPublishers()
     Threads threads;
     threads.run([&] {
         for (int i = 0; i < 4; ++i)
-            service.publish(topic, QString(), i);
+            publisher.publish(topic, QString(), i);
         published.release();
     });
     const bool heldUp = !published.tryAcquire(1, 50);
@@ -260,7 +265,7 @@ void tst_BusFlow::closingReleasesHeldUpPublishers()
 void tst_BusFlow::callbackMayCloseItsEndpoint()
 {
     Bus bus;
-    Service service(bus);
+    Publisher publisher(bus);
     QSemaphore gate;
     QSemaphore closed;
     Client *self = nullptr;
@@ -275,39 +280,86 @@ void tst_BusFlow::callbackMayCloseItsEndpoint()
     self = &client;
     client.endpoint->subscribe(topic);
     for (int i = 0; i < 4; ++i)
-        service.publish(topic, QString(), i);
+        publisher.publish(topic, QString(), i);
     gate.release();
     QVERIFY(closed.tryAcquire(1, PatienceMs));
     QVERIFY(client.waitFor(2));
-    QCOMPARE(service.publish(topic, QString(), 4), 0);
+    QCOMPARE(publisher.publish(topic, QString(), 4), 0);
     QCOMPARE(client.numbers(), (QVector<int> { 0, 1 }));
     QCOMPARE(bus.dropped(LxBusDrop::ReceiverGone), quint64(2));
     QCOMPARE(bus->statistics().dropped(topic), quint64(2));
 }
 
-void tst_BusFlow::callbackMayCloseTheLastEndpoint()
+void tst_BusFlow::serviceLeavesWithRequestsQueued()
 {
-    auto bus = std::make_unique<Bus>();
-    const std::weak_ptr<LxBusTransport> watched = LxBus::current();
-    auto service = std::make_unique<Service>(*bus);
-    Client *self = nullptr;
+    Bus bus;
+    QSemaphore handling;
     QSemaphore gate;
-    QSemaphore closed;
-    Client client(*bus, QStringLiteral("client"), [&](const Heard &) {
+    std::atomic<int> handled { 0 };
+    auto service =
+        std::make_unique<Service>(bus, QStringList { question }, [&](LxBusServicePort *, const LxBusRequest &) {
+            handling.release();
+            gate.acquire();
+            ++handled;
+        });
+    Client client(bus, QStringLiteral("client"));
+    int taken = 0;
+    const auto request = [&] {
+        const int result = client.endpoint->requestAsync(question, QVariant());
+        taken += result == LxBusEndpoint::Ok ? 1 : 0;
+        return result;
+    };
+    for (int i = 0; i < 4; ++i)
+        QCOMPARE(request(), int(LxBusEndpoint::Ok));
+    QVERIFY(handling.tryAcquire(1, PatienceMs));
+    Threads threads;
+    threads.run([&] { service.reset(); });
+    // When the type is no longer handled, the service has begun to leave.
+    QTRY_COMPARE_WITH_TIMEOUT(request(), int(LxBusEndpoint::NoService), PatienceMs);
+    gate.release(1000);
+    threads.join();
+    // Requests that the service has not handled are counted.
+    QVERIFY(handled >= 1);
+    QCOMPARE(bus.dropped(LxBusDrop::ReceiverGone), quint64(taken - handled));
+}
+
+void tst_BusFlow::fullServiceHoldsItsClientsUpForATime()
+{
+    LxBusOptions options;
+    options.queueLimit = 4;
+    options.publishTimeoutMs = 50;
+    options.requestTimeoutMs = 50;
+    Bus bus(options);
+    QSemaphore gate;
+    QSemaphore handled;
+    QVector<int> numbers;
+    Service service(bus, { question }, [&](LxBusServicePort *, const LxBusRequest &request) {
         gate.acquire();
-        self->endpoint.reset();
-        closed.release();
+        numbers.append(numberOf(request.body));
+        handled.release();
     });
-    self = &client;
-    client.endpoint->subscribe(topic);
-    service->publish(topic, QString(), 1);
-    service.reset();
-    bus.reset();
-    QVERIFY(!watched.expired());
-    gate.release();
-    QVERIFY(closed.tryAcquire(1, PatienceMs));
-    QVERIFY(watched.expired());
-    QVERIFY(client.waitFor(1)); // the callback comes to its end
+    Client client(bus, QStringLiteral("client"));
+    QElapsedTimer timer;
+    timer.start();
+    for (int i = 0; i < 4; ++i)
+        client.endpoint->put(question, numberBody(i));
+    QVERIFY(timer.elapsed() >= 50);
+    QCOMPARE(bus.totalDropped(), quint64(0));
+
+    client.endpoint->put(question, numberBody(4));
+    QCOMPARE(client.endpoint->requestAsync(question, numberBody(5)), int(LxBusEndpoint::QueueFull));
+    QVariant answer;
+    QCOMPARE(client.endpoint->requestSync(question, numberBody(6), &answer), int(LxBusEndpoint::QueueFull));
+    QCOMPARE(bus.dropped(LxBusDrop::QueueFull), quint64(3));
+
+    gate.release(4);
+    QVERIFY(handled.tryAcquire(4, PatienceMs));
+    gate.release(100);
+    bool sent = false;
+    QTRY_VERIFY_WITH_TIMEOUT(
+        sent || (sent = client.endpoint->requestAsync(question, numberBody(7)) == LxBusEndpoint::Ok), PatienceMs);
+    QVERIFY(handled.tryAcquire(1, PatienceMs));
+    QCOMPARE(numbers, (QVector<int> { 0, 1, 2, 3, 7 }));
 }
 
 QTEST_GUILESS_MAIN(tst_BusFlow)

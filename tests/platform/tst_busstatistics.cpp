@@ -25,7 +25,7 @@ void tst_BusStatistics::countsByReasonAndType()
     QCOMPARE(statistics.dropped(LxBusDrop::NoService), quint64(0));
     QCOMPARE(statistics.dropped(quote), quint64(4));
     QCOMPARE(statistics.dropped(QStringLiteral("never dropped")), quint64(0));
-    QCOMPARE(statistics.droppedInAll(), quint64(5));
+    QCOMPARE(statistics.totalDropped(), quint64(5));
 }
 
 static QStringList *logged = nullptr;

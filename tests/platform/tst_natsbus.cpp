@@ -1,5 +1,8 @@
 #include "bustesting.h"
 
+#include <lxbus/fairqueue_p.h>
+#include <lxbus/links/natsparts_p.h>
+
 #include <natsbroker.h>
 
 #include <QSemaphore>
@@ -17,25 +20,18 @@ private Q_SLOTS:
     void initTestCase();
     void init();
     void cleanup();
-    void topicReachesItsSubscribers();
-    void onlySubscribedSymbolsAreDelivered();
     void symbolsThatNeedEscaping_data();
     void symbolsThatNeedEscaping();
-    void lateSubscriberGetsTheLatestOnce();
-    void secondClientOfASymbolGetsTheLatestAlone();
-    void resubscribingBringsTheLatestAgain();
-    void publishToReachesOneClient();
-    void addressesAreUnique();
     void putReachesOneService();
-    void putWithoutServiceIsCounted();
-    void synchronousRequest();
-    void synchronousRequestWithoutService();
-    void synchronousRequestTimesOut();
-    void asynchronousRequest();
-    void asynchronousRequestWithoutServiceIsCounted();
-    void secondAnswerIsCounted();
     void bodyThatCannotTravelIsCounted();
-    void callbackMayCloseTheLastEndpoint();
+    void longAnswerArrivesWhole_data();
+    void longAnswerArrivesWhole();
+    void answerBeyondTheBoundIsRefused();
+    void partsThatAreMissingAreNoticed();
+    void overlongNamesAreCounted_data();
+    void overlongNamesAreCounted();
+    void sendersAreServedInTurn();
+    void queueOfASenderIsBounded();
 
 private:
     NatsBroker m_broker;
@@ -63,53 +59,6 @@ void tst_NatsBus::cleanup()
     m_bus.reset();
 }
 
-void tst_NatsBus::topicReachesItsSubscribers()
-{
-    Service service(*m_bus);
-    Client first(*m_bus, QStringLiteral("first"));
-    Client second(*m_bus, QStringLiteral("second"));
-    Client other(*m_bus, QStringLiteral("other"));
-    first.endpoint->subscribe(topic);
-    second.endpoint->subscribe(topic);
-    other.endpoint->subscribe(QStringLiteral("KLineResponse"));
-    QVERIFY(service.port->hasListeners(topic, QString()));
-    QCOMPARE(service.publish(topic, QString(), 1), 1);
-    QCOMPARE(service.publish(topic, QString(), 2), 1);
-    QVERIFY(service.flush());
-    QCOMPARE(first.numbers(), (QVector<int> { 1, 2 }));
-    QCOMPARE(first.heard().constFirst().topic, topic);
-    QCOMPARE(second.numbers(), (QVector<int> { 1, 2 }));
-    QVERIFY(other.heard().isEmpty());
-
-    first.endpoint.reset();
-    service.publish(topic, QString(), 3);
-    QVERIFY(service.flush());
-    QCOMPARE(first.numbers(), (QVector<int> { 1, 2 }));
-    QCOMPARE(second.numbers(), (QVector<int> { 1, 2, 3 }));
-    QCOMPARE(m_bus->droppedInAll(), quint64(0));
-}
-
-void tst_NatsBus::onlySubscribedSymbolsAreDelivered()
-{
-    Service service(*m_bus);
-    Client client(*m_bus, QStringLiteral("client"));
-    client.endpoint->subscribe(quotes);
-    client.endpoint->subscribe(QStringLiteral("MDTRANSACTIONRECORD"));
-    client.ask(LxRecordKind::Quote, Subscribe, { QStringLiteral("600519.SH") });
-    service.publish(quotes, QStringLiteral("600519.SH"), 1);
-    service.publish(quotes, QStringLiteral("000001.SZ"), 2);
-    service.publish(QStringLiteral("MDTRANSACTIONRECORD"), QStringLiteral("600519.SH"), 3);
-    service.publish(quotes, QStringLiteral("600519.SH"), 4);
-    QVERIFY(service.flush());
-    QCOMPARE(client.numbers(), (QVector<int> { 1, 4 }));
-
-    client.ask(LxRecordKind::Quote, Unsubscribe, { QStringLiteral("600519.SH") });
-    service.publish(quotes, QStringLiteral("600519.SH"), 5);
-    QVERIFY(service.flush());
-    QCOMPARE(client.numbers(), (QVector<int> { 1, 4 }));
-    QCOMPARE(m_bus->droppedInAll(), quint64(0));
-}
-
 void tst_NatsBus::symbolsThatNeedEscaping_data()
 {
     QTest::addColumn<QString>("symbol");
@@ -121,200 +70,47 @@ void tst_NatsBus::symbolsThatNeedEscaping_data()
 void tst_NatsBus::symbolsThatNeedEscaping()
 {
     QFETCH(QString, symbol);
-    Service service(*m_bus);
+    Publisher publisher(*m_bus);
     Client client(*m_bus, QStringLiteral("client"));
     client.endpoint->subscribe(quotes);
     client.ask(LxRecordKind::Quote, Subscribe, { symbol });
-    service.publish(quotes, QStringLiteral("600519.SH"), 1);
-    service.publish(quotes, symbol, 2);
-    QVERIFY(service.flush());
+    publisher.publish(quotes, QStringLiteral("600519.SH"), 1);
+    publisher.publish(quotes, symbol, 2);
+    QVERIFY(publisher.flush());
     QCOMPARE(client.numbers(), QVector<int> { 2 });
-}
-
-void tst_NatsBus::lateSubscriberGetsTheLatestOnce()
-{
-    Service service(*m_bus);
-    const QString symbol = QStringLiteral("600519.SH");
-    service.publish(quotes, symbol, 1);
-    service.publish(quotes, symbol, 2);
-    Client client(*m_bus, QStringLiteral("client"));
-    client.endpoint->subscribe(quotes);
-    client.ask(LxRecordKind::Quote, Subscribe, { symbol });
-    QVERIFY(client.waitFor(1));
-    service.publish(quotes, symbol, 3);
-    QVERIFY(service.flush());
-    QCOMPARE(client.numbers(), (QVector<int> { 2, 3 }));
-    QCOMPARE(m_bus->droppedInAll(), quint64(0));
-}
-
-void tst_NatsBus::secondClientOfASymbolGetsTheLatestAlone()
-{
-    Service service(*m_bus);
-    const QString symbol = QStringLiteral("600519.SH");
-    Client first(*m_bus, QStringLiteral("first"));
-    first.endpoint->subscribe(quotes);
-    first.ask(LxRecordKind::Quote, Subscribe, { symbol });
-    service.publish(quotes, symbol, 1);
-    QVERIFY(service.flush());
-    Client second(*m_bus, QStringLiteral("second"));
-    second.ask(LxRecordKind::Quote, Subscribe, { symbol });
-    second.endpoint->subscribe(quotes);
-    QVERIFY(second.waitFor(1));
-    service.publish(quotes, symbol, 2);
-    QVERIFY(service.flush());
-    QCOMPARE(first.numbers(), (QVector<int> { 1, 2 }));
-    QCOMPARE(second.numbers(), (QVector<int> { 1, 2 }));
-}
-
-void tst_NatsBus::resubscribingBringsTheLatestAgain()
-{
-    Service service(*m_bus);
-    const QString symbol = QStringLiteral("600519.SH");
-    Client client(*m_bus, QStringLiteral("client"));
-    client.endpoint->subscribe(quotes);
-    client.ask(LxRecordKind::Quote, Subscribe, { symbol });
-    service.publish(quotes, symbol, 1);
-    QVERIFY(service.flush());
-    client.ask(LxRecordKind::Quote, Unsubscribe, { symbol });
-    client.ask(LxRecordKind::Quote, Subscribe, { symbol });
-    QVERIFY(client.waitFor(2));
-    QCOMPARE(client.numbers(), (QVector<int> { 1, 1 }));
-}
-
-void tst_NatsBus::publishToReachesOneClient()
-{
-    Service service(*m_bus);
-    Client asker(*m_bus, QStringLiteral("asker"));
-    Client other(*m_bus, QStringLiteral("other"));
-    asker.endpoint->subscribe(topic);
-    other.endpoint->subscribe(topic);
-    service.port->publishTo(asker.endpoint->address(), topic, numberBody(1));
-    service.port->publishTo(asker.endpoint->address(), QStringLiteral("KLineResponse"), numberBody(2));
-    QVERIFY(service.flush());
-    QCOMPARE(asker.numbers(), QVector<int> { 1 });
-    QVERIFY(other.heard().isEmpty());
-    QCOMPARE(m_bus->dropped(LxBusDrop::ReceiverGone), quint64(1)); // not subscribed
-}
-
-void tst_NatsBus::addressesAreUnique()
-{
-    Client one(*m_bus, QStringLiteral("same name"));
-    Client other(*m_bus, QStringLiteral("same name"));
-    QVERIFY(one.endpoint->address() != other.endpoint->address());
-    QVERIFY(one.endpoint->address().startsWith(QStringLiteral("same name")));
 }
 
 void tst_NatsBus::putReachesOneService()
 {
+    Publisher publisher(*m_bus);
     std::atomic<int> received { 0 };
     QSemaphore arrived;
     const auto handler = [&](LxBusServicePort *port, const LxBusRequest &request) {
         received += numberOf(request.body);
         QVERIFY(request.id == 0);
-        port->publishTo(request.client, QStringLiteral("KLineResponse"), request.body);
+        port->publishTo(request, QStringLiteral("KLineResponse"), request.body);
         arrived.release();
     };
     Service first(*m_bus, { requestType }, handler);
     Service second(*m_bus, { requestType }, handler);
     Client client(*m_bus, QStringLiteral("client"));
     client.endpoint->subscribe(QStringLiteral("KLineResponse"));
-    QVERIFY(first.flush());
+    QVERIFY(publisher.flush());
     client.endpoint->put(requestType, numberBody(7));
     QVERIFY(arrived.tryAcquire(1, PatienceMs));
     QVERIFY(client.waitFor(1));
-    QVERIFY(first.flush());
+    QVERIFY(publisher.flush());
     QCOMPARE(received.load(), 7);
     QCOMPARE(client.numbers(), QVector<int> { 7 });
 }
 
-void tst_NatsBus::putWithoutServiceIsCounted()
-{
-    Client client(*m_bus, QStringLiteral("client"));
-    client.endpoint->put(requestType, numberBody(7));
-    QTRY_COMPARE((*m_bus)->statistics().dropped(requestType), quint64(1));
-    QCOMPARE(m_bus->dropped(LxBusDrop::NoService), quint64(1));
-}
-
-void tst_NatsBus::synchronousRequest()
-{
-    Service service(*m_bus, { requestType }, [](LxBusServicePort *port, const LxBusRequest &request) {
-        QVERIFY(request.id != 0);
-        port->answer(request, QStringLiteral("answer"), numberBody(numberOf(request.body) + 1));
-    });
-    Client client(*m_bus, QStringLiteral("client"));
-    QVERIFY(service.flush());
-    QVariant answer;
-    QCOMPARE(client.endpoint->requestSync(requestType, numberBody(7), &answer), int(LxBusEndpoint::Ok));
-    QCOMPARE(numberOf(answer), 8);
-    QVERIFY(client.heard().isEmpty());
-}
-
-void tst_NatsBus::synchronousRequestWithoutService()
-{
-    Client client(*m_bus, QStringLiteral("client"));
-    QVariant answer(1);
-    QCOMPARE(client.endpoint->requestSync(requestType, numberBody(7), &answer), int(LxBusEndpoint::NoService));
-    QCOMPARE(answer, QVariant(1));
-    QCOMPARE(m_bus->dropped(LxBusDrop::NoService), quint64(1));
-}
-
-void tst_NatsBus::synchronousRequestTimesOut()
-{
-    Service service(*m_bus, { requestType }, [](LxBusServicePort *, const LxBusRequest &) {});
-    Client client(*m_bus, QStringLiteral("client"));
-    QVERIFY(service.flush());
-    QVariant answer;
-    QCOMPARE(client.endpoint->requestSync(requestType, numberBody(7), &answer), int(LxBusEndpoint::TimedOut));
-}
-
-void tst_NatsBus::asynchronousRequest()
-{
-    Service service(*m_bus, { requestType }, [](LxBusServicePort *port, const LxBusRequest &request) {
-        port->answer(request, QStringLiteral("answer"), numberBody(numberOf(request.body) + 1));
-    });
-    Client client(*m_bus, QStringLiteral("client"));
-    Client other(*m_bus, QStringLiteral("other"));
-    QVERIFY(service.flush());
-    QCOMPARE(client.endpoint->requestAsync(requestType, numberBody(7)), int(LxBusEndpoint::Ok));
-    QCOMPARE(client.endpoint->requestAsync(requestType, numberBody(8)), int(LxBusEndpoint::Ok));
-    QVERIFY(client.waitFor(2));
-    QCOMPARE(client.numbers(), (QVector<int> { 8, 9 }));
-    QCOMPARE(client.heard().constFirst().topic, QStringLiteral("answer"));
-    QVERIFY(client.heard().constFirst().id != 0);
-    QVERIFY(client.heard().constFirst().id != client.heard().constLast().id);
-    QVERIFY(other.heard().isEmpty());
-}
-
-void tst_NatsBus::asynchronousRequestWithoutServiceIsCounted()
-{
-    Client client(*m_bus, QStringLiteral("client"));
-    QCOMPARE(client.endpoint->requestAsync(requestType, numberBody(7)), int(LxBusEndpoint::Ok));
-    QTRY_COMPARE(m_bus->dropped(LxBusDrop::NoService), quint64(1));
-    QCOMPARE((*m_bus)->statistics().dropped(requestType), quint64(1));
-}
-
-void tst_NatsBus::secondAnswerIsCounted()
-{
-    Service service(*m_bus, { requestType }, [](LxBusServicePort *port, const LxBusRequest &request) {
-        port->answer(request, QStringLiteral("answer"), numberBody(1));
-        port->answer(request, QStringLiteral("answer"), numberBody(2));
-    });
-    Client client(*m_bus, QStringLiteral("client"));
-    QVERIFY(service.flush());
-    client.endpoint->requestAsync(requestType, numberBody(7));
-    QTRY_COMPARE(m_bus->dropped(LxBusDrop::LateAnswer), quint64(1));
-    QVERIFY(client.waitFor(1));
-    QVERIFY(service.flush());
-    QCOMPARE(client.numbers(), QVector<int> { 1 });
-}
-
 void tst_NatsBus::bodyThatCannotTravelIsCounted()
 {
-    Service service(*m_bus);
+    Publisher publisher(*m_bus);
     Client client(*m_bus, QStringLiteral("client"));
     client.endpoint->subscribe(topic);
     const QVariant body(QDate(2021, 12, 1));
-    QCOMPARE(service.port->publish(topic, QString(), body), 0);
+    QCOMPARE(publisher.port->publish(topic, QString(), body), 0);
     QCOMPARE(m_bus->dropped(LxBusDrop::Malformed), quint64(1));
     QCOMPARE(client.endpoint->requestAsync(requestType, body), int(LxBusEndpoint::NotSent));
     QVariant answer;
@@ -322,25 +118,153 @@ void tst_NatsBus::bodyThatCannotTravelIsCounted()
     QCOMPARE(m_bus->dropped(LxBusDrop::Malformed), quint64(3));
 }
 
-void tst_NatsBus::callbackMayCloseTheLastEndpoint()
+static QVariant textOfSize(int size)
 {
-    QSemaphore closed;
-    {
-        auto service = std::make_unique<Service>(*m_bus);
-        std::unique_ptr<LxBusEndpoint> endpoint;
-        Client client(*m_bus, QStringLiteral("client"), [&](const Heard &) {
-            endpoint.reset();
-            closed.release();
-        });
-        endpoint = std::move(client.endpoint);
-        endpoint->subscribe(topic);
-        service->publish(topic, QString(), 1);
-        service.reset();
-        m_bus.reset();
-        QVERIFY(closed.tryAcquire(1, PatienceMs));
-        QVERIFY(client.waitFor(1));
-    }
-    init();
+    QStringList texts; // a single string may not be that long
+    for (int rest = size; rest > 0; rest -= 1000000)
+        texts.append(QString(qMin(rest, 1000000), QLatin1Char('x')));
+    return texts;
+}
+
+void tst_NatsBus::longAnswerArrivesWhole_data()
+{
+    QTest::addColumn<int>("size");
+    QTest::newRow("about the broker's limit") << 1024 * 1024 - 100;
+    QTest::newRow("a little more") << 1024 * 1024 + 1;
+    QTest::newRow("many parts") << 10 * 1000 * 1000;
+}
+
+void tst_NatsBus::longAnswerArrivesWhole()
+{
+    QFETCH(int, size);
+    m_bus.reset();
+    LxBusOptions options;
+    options.requestTimeoutMs = PatienceMs;
+    m_bus = std::make_unique<Bus>(options, m_broker.url());
+    Service service(*m_bus, { requestType }, [size](LxBusServicePort *port, const LxBusRequest &request) {
+        if (request.id != 0)
+            port->answer(request, QStringLiteral("answer"), textOfSize(size));
+        else
+            port->publishTo(request, topic, textOfSize(size));
+    });
+    Client client(*m_bus, QStringLiteral("client"));
+    client.endpoint->subscribe(topic);
+    QVariant answer;
+    QCOMPARE(client.endpoint->requestSync(requestType, numberBody(1), &answer), int(LxBusEndpoint::Ok));
+    QCOMPARE(answer, textOfSize(size));
+    client.endpoint->put(requestType, numberBody(1));
+    QVERIFY(client.waitFor(1));
+    QCOMPARE(client.heard().constFirst().body, textOfSize(size));
+    QCOMPARE(m_bus->totalDropped(), quint64(0));
+}
+
+void tst_NatsBus::answerBeyondTheBoundIsRefused()
+{
+    m_bus.reset();
+    LxBusOptions options;
+    options.requestTimeoutMs = 10 * PatienceMs;
+    m_bus = std::make_unique<Bus>(options, m_broker.url());
+    Service service(*m_bus, { requestType }, [](LxBusServicePort *port, const LxBusRequest &request) {
+        port->answer(request, QStringLiteral("answer"), textOfSize(LxNatsParts::MessageLimit));
+    });
+    Client client(*m_bus, QStringLiteral("client"));
+    QVariant answer;
+    QCOMPARE(client.endpoint->requestSync(requestType, numberBody(1), &answer), int(LxBusEndpoint::NotSent));
+    QVERIFY(!answer.isValid());
+    QVERIFY(m_bus->dropped(LxBusDrop::NotSent) > 0);
+}
+
+void tst_NatsBus::partsThatAreMissingAreNoticed()
+{
+    LxNatsParts parts;
+    QByteArray whole;
+    const auto add = [&](const char *subject, int message, int index, int count) {
+        return parts.add(subject, LxNatsParts::header(static_cast<quint64>(message), index, count),
+                         QByteArray::number(index), &whole);
+    };
+    QCOMPARE(add("a", 1, 0, 3), LxNatsParts::Incomplete);
+    QCOMPARE(add("b", 1, 0, 2), LxNatsParts::Incomplete); // others may come between
+    QCOMPARE(add("a", 2, 0, 2), LxNatsParts::Incomplete);
+    QCOMPARE(add("a", 1, 1, 3), LxNatsParts::Incomplete);
+    QCOMPARE(add("a", 2, 1, 2), LxNatsParts::Complete);
+    QCOMPARE(whole, QByteArray("01"));
+    QCOMPARE(add("a", 1, 2, 3), LxNatsParts::Complete);
+    QCOMPARE(whole, QByteArray("012"));
+
+    whole.clear();
+    QCOMPARE(add("a", 3, 1, 2), LxNatsParts::Lost); // the first one is missing
+    QCOMPARE(add("a", 4, 0, 3), LxNatsParts::Incomplete);
+    QCOMPARE(add("a", 4, 2, 3), LxNatsParts::Lost);
+    QCOMPARE(add("a", 4, 1, 3), LxNatsParts::Lost);
+    for (const char *header : { "", "5", "5 0", "5 0 0", "5 -1 2", "5 2 2", "5 x y", "5 0 1 1" })
+        QCOMPARE(parts.add("a", header, "bytes", &whole), LxNatsParts::Lost);
+    QVERIFY(whole.isEmpty());
+
+    const QByteArray half(LxNatsParts::MessageLimit / 2 + 1, 'x');
+    QCOMPARE(parts.add("a", "6 0 2", half, &whole), LxNatsParts::Incomplete);
+    QCOMPARE(parts.add("a", "6 1 2", half, &whole), LxNatsParts::Lost);
+    QVERIFY(whole.isEmpty());
+}
+
+void tst_NatsBus::overlongNamesAreCounted_data()
+{
+    QTest::addColumn<int>("length");
+    QTest::newRow("one more than allowed") << 65;
+    QTest::newRow("3,000 characters") << 3000;
+    QTest::newRow("more than the broker's line") << 5000;
+}
+
+void tst_NatsBus::overlongNamesAreCounted()
+{
+    QFETCH(int, length);
+    const QString name(length, QLatin1Char('x'));
+    Publisher publisher(*m_bus);
+    Client client(*m_bus, name + name);
+    client.endpoint->subscribe(quotes);
+    client.ask(LxRecordKind::Quote, Subscribe, { name, QStringLiteral("600519.SH") });
+    QCOMPARE(m_bus->dropped(LxBusDrop::Malformed), quint64(1));
+    QCOMPARE(publisher.publish(quotes, name, 1), 0);
+    client.endpoint->subscribe(name + name);
+    QCOMPARE(publisher.publish(name + name, QString(), 2), 0);
+    QCOMPARE(m_bus->dropped(LxBusDrop::Malformed), quint64(4));
+    client.endpoint->put(name + name, numberBody(1)); // no service for it, or not sendable
+    publisher.publish(quotes, QStringLiteral("600519.SH"), 3);
+    QVERIFY(publisher.flush());
+    QCOMPARE(client.numbers(), QVector<int> { 3 });
+    QCOMPARE((*m_bus)->connection().state().kind, LxBusState::Connected);
+}
+
+void tst_NatsBus::sendersAreServedInTurn()
+{
+    LxFairQueue<int> queue;
+    for (int i = 0; i < 5; ++i)
+        QVERIFY(queue.push(QStringLiteral("many"), i, 1, 10, 100));
+    QVERIFY(queue.push(QStringLiteral("few"), 100, 1, 10, 100));
+    QVERIFY(queue.push(QStringLiteral("other"), 200, 1, 10, 100));
+    QVERIFY(queue.push(QStringLiteral("few"), 101, 1, 10, 100));
+    QVERIFY(queue.push(QStringLiteral("few"), 102, 1, 10, 100));
+    queue.removeLast(QStringLiteral("few"));
+    QVERIFY(queue.push(QStringLiteral("last"), 300, 1, 10, 100));
+    queue.removeLast(QStringLiteral("last"));
+    QVector<int> taken;
+    while (!queue.isEmpty())
+        taken.append(queue.pop());
+    QCOMPARE(taken, (QVector<int> { 0, 100, 200, 1, 101, 2, 3, 4 }));
+    QCOMPARE(queue.bytes(), size_t(0));
+}
+
+void tst_NatsBus::queueOfASenderIsBounded()
+{
+    LxFairQueue<int> queue;
+    QVERIFY(queue.push(QStringLiteral("a"), 1, 60, 2, 100));
+    QVERIFY(!queue.push(QStringLiteral("a"), 2, 41, 2, 100)); // bytes
+    QVERIFY(queue.push(QStringLiteral("a"), 3, 40, 2, 100));
+    QVERIFY(!queue.push(QStringLiteral("a"), 4, 0, 2, 100)); // entries
+    QVERIFY(queue.push(QStringLiteral("b"), 5, 100, 2, 100));
+    QVERIFY(!queue.push(QStringLiteral("c"), 6, 101, 2, 100));
+    QCOMPARE(queue.bytes(), size_t(200));
+    QCOMPARE(queue.pop(), 1);
+    QVERIFY(queue.push(QStringLiteral("a"), 7, 60, 2, 100));
 }
 
 QTEST_GUILESS_MAIN(tst_NatsBus)

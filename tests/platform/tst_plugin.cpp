@@ -13,7 +13,7 @@ private Q_SLOTS:
     void registryFollowsLifeTimes();
     void loadErrors_data();
     void loadErrors();
-    void loadInitialisesWhatTheLibraryBrought();
+    void loadInitialisesThePluginsOfTheLibrary();
 };
 
 static const QString initialized = QStringLiteral("initialized");
@@ -69,7 +69,7 @@ void tst_Plugin::loadErrors_data()
 {
     QTest::addColumn<QString>("file");
     QTest::newRow("missing") << QStringLiteral("/no/such/library.so");
-    QTest::newRow("no library") << QFINDTESTDATA("tst_plugin.cpp");
+    QTest::newRow("not a library") << QFINDTESTDATA("tst_plugin.cpp");
     QTest::newRow("no plug-in object") << QStringLiteral(LX_PLUGIN_NONE);
 }
 
@@ -82,7 +82,7 @@ void tst_Plugin::loadErrors()
     QVERIFY(!LxPluginHost::load(file));
 }
 
-void tst_Plugin::loadInitialisesWhatTheLibraryBrought()
+void tst_Plugin::loadInitialisesThePluginsOfTheLibrary()
 {
     const QVector<LxPluginBaseObject *> before = LxPluginHost::plugins();
     QString error;
@@ -94,7 +94,7 @@ void tst_Plugin::loadInitialisesWhatTheLibraryBrought()
     for (LxPluginBaseObject *plugin : brought)
         QCOMPARE(plugin->getPluginObjectPropety(initialized).toInt(), 1);
 
-    // Loaded again it brings nothing new, and nothing is initialised twice.
+    // A library that is loaded again has no new plug-in objects, and none is initialised twice.
     QVERIFY(!LxPluginHost::load(QStringLiteral(LX_PLUGIN_TWO), &error));
     QVERIFY2(error.contains(QStringLiteral(LX_PLUGIN_TWO)), qPrintable(error));
     for (LxPluginBaseObject *plugin : brought)

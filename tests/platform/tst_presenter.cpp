@@ -7,7 +7,7 @@
 
 using namespace BusTesting;
 
-// Something whose end can be seen: a message's body that holds it shows when the message is deleted.
+// An object whose destruction can be observed: in the body of a message it shows when the message is deleted.
 using Token = std::shared_ptr<int>;
 Q_DECLARE_METATYPE(Token)
 
@@ -17,14 +17,14 @@ class tst_Presenter : public QObject
 
 private Q_SLOTS:
     void pluginIds();
-    void basePresenterIgnoresWhatItHears();
-    void publishedMessageComesToProcSubMsg();
-    void asyncAnswerComesToProcAsyncCallBack();
+    void basePresenterIgnoresMessages();
+    void publishedMessageReachesProcSubMsg();
+    void asyncAnswerReachesProcAsyncCallBack();
     void syncRequest();
     void messagesBelongToTheBus_data();
     void messagesBelongToTheBus();
     void noMessage();
-    void destructorWaitsForTheCallbackUnderWay();
+    void destructorWaitsForARunningCallback();
 };
 
 static const QString topic = QStringLiteral("KLineResponse");
@@ -41,12 +41,13 @@ struct Call
     QThread *thread = nullptr;
 };
 
-// What a presenter hears, kept apart from it: a callback may still run while a subclass is destroyed already.
-struct Ear
+// Records what a presenter receives. Not a member of it, since a callback may still be running when the subclass has
+// been destroyed.
+struct Recorder
 {
     QMutex mutex;
     QVector<Call> calls;
-    QSemaphore heard;
+    QSemaphore received;
     QSemaphore gate { 1000 };
     std::atomic<int> finished { 0 };
 
@@ -56,7 +57,7 @@ struct Ear
             QMutexLocker locker(&mutex);
             calls.append(call);
         }
-        heard.release();
+        received.release();
         gate.acquire();
         ++finished;
     }
@@ -65,22 +66,22 @@ struct Ear
 class Presenter : public LxPresenterClass
 {
 public:
-    Presenter(const QString &name, Ear *ear)
-        : LxPresenterClass(name, nullptr, static_cast<IMessageInterface::ThreadType>(15)), m_ear(ear)
+    Presenter(const QString &name, Recorder *recorder)
+        : LxPresenterClass(name, nullptr, static_cast<IMessageInterface::ThreadType>(15)), m_recorder(recorder)
     {
     }
 
     void ProcSubMsg(QString source, QVariant type, QVariant body) override
     {
-        m_ear->hear({ QStringLiteral("ProcSubMsg"), source, type, body, QThread::currentThread() });
+        m_recorder->hear({ QStringLiteral("ProcSubMsg"), source, type, body, QThread::currentThread() });
     }
     void ProcAsyncCallBack(int, QString source, QVariant type, QVariant body) override
     {
-        m_ear->hear({ QStringLiteral("ProcAsyncCallBack"), source, type, body, QThread::currentThread() });
+        m_recorder->hear({ QStringLiteral("ProcAsyncCallBack"), source, type, body, QThread::currentThread() });
     }
 
 private:
-    Ear *const m_ear;
+    Recorder *const m_recorder;
 };
 
 } // namespace
@@ -96,9 +97,9 @@ static CMessageCommon *newMessage(const QString &type, const QVariant &body)
 void tst_Presenter::pluginIds()
 {
     Bus bus;
-    Ear ear;
-    Presenter first(QStringLiteral("LXApp.LxQuotaHandlerObject"), &ear);
-    Presenter second(QStringLiteral("LXApp.LxQuotaHandlerObject"), &ear);
+    Recorder recorder;
+    Presenter first(QStringLiteral("LXApp.LxQuotaHandlerObject"), &recorder);
+    Presenter second(QStringLiteral("LXApp.LxQuotaHandlerObject"), &recorder);
     QCOMPARE(first.pluginPid(), QStringLiteral("LXApp.LxQuotaHandlerObject"));
     QVERIFY(second.pluginPid() != first.pluginPid());
     QObject parent;
@@ -107,31 +108,31 @@ void tst_Presenter::pluginIds()
     child.setParent(nullptr);
 }
 
-void tst_Presenter::basePresenterIgnoresWhatItHears()
+void tst_Presenter::basePresenterIgnoresMessages()
 {
     Bus bus;
-    Service service(bus);
+    Publisher publisher(bus);
     LxPresenterClass presenter(QStringLiteral("base"), nullptr, IMessageInterface::BusThread);
     presenter.Sub(presenter.pluginPid(), topic, 1);
-    QCOMPARE(service.publish(topic, QString(), 1), 1);
-    QVERIFY(service.flush());
-    QCOMPARE(bus.droppedInAll(), quint64(0));
+    QCOMPARE(publisher.publish(topic, QString(), 1), 1);
+    QVERIFY(publisher.flush());
+    QCOMPARE(bus.totalDropped(), quint64(0));
 }
 
-void tst_Presenter::publishedMessageComesToProcSubMsg()
+void tst_Presenter::publishedMessageReachesProcSubMsg()
 {
     Bus bus;
-    Service service(bus);
-    Ear ear;
-    Presenter presenter(QStringLiteral("presenter"), &ear);
+    Publisher publisher(bus);
+    Recorder recorder;
+    Presenter presenter(QStringLiteral("presenter"), &recorder);
     presenter.Sub(presenter.pluginPid(), QVariant(topic), 1);
-    service.publish(topic, QString(), 1);
-    service.publish(topic, QString(), 2);
-    QVERIFY(ear.heard.tryAcquire(2, PatienceMs));
-    QMutexLocker locker(&ear.mutex);
-    QCOMPARE(ear.calls.size(), 2);
+    publisher.publish(topic, QString(), 1);
+    publisher.publish(topic, QString(), 2);
+    QVERIFY(recorder.received.tryAcquire(2, PatienceMs));
+    QMutexLocker locker(&recorder.mutex);
+    QCOMPARE(recorder.calls.size(), 2);
     for (int i = 0; i < 2; ++i) {
-        const Call &call = ear.calls.at(i);
+        const Call &call = recorder.calls.at(i);
         QCOMPARE(call.function, QStringLiteral("ProcSubMsg"));
         QCOMPARE(call.type, QVariant(topic));
         QCOMPARE(numberOf(call.body), i + 1);
@@ -139,24 +140,25 @@ void tst_Presenter::publishedMessageComesToProcSubMsg()
     }
 }
 
-void tst_Presenter::asyncAnswerComesToProcAsyncCallBack()
+void tst_Presenter::asyncAnswerReachesProcAsyncCallBack()
 {
     Bus bus;
+    Publisher publisher(bus);
     Service service(bus, { question }, [](LxBusServicePort *port, const LxBusRequest &request) {
         port->answer(request, QStringLiteral("181028"), numberBody(numberOf(request.body) + 1));
     });
-    Ear ear;
-    Presenter presenter(QStringLiteral("presenter"), &ear);
+    Recorder recorder;
+    Presenter presenter(QStringLiteral("presenter"), &recorder);
     QCOMPARE(presenter.sendRequest_Async(newMessage(question, numberBody(1))), 0);
-    QVERIFY(ear.heard.tryAcquire(1, PatienceMs));
+    QVERIFY(recorder.received.tryAcquire(1, PatienceMs));
     QVERIFY(presenter.sendRequest_Async(newMessage(QStringLiteral("181029"), numberBody(1))) < 0);
-    QVERIFY(service.flush());
-    QMutexLocker locker(&ear.mutex);
-    QCOMPARE(ear.calls.size(), 1);
-    QCOMPARE(ear.calls.constFirst().function, QStringLiteral("ProcAsyncCallBack"));
-    QCOMPARE(ear.calls.constFirst().type, QVariant(QStringLiteral("181028")));
-    QCOMPARE(numberOf(ear.calls.constFirst().body), 2);
-    QVERIFY(ear.calls.constFirst().thread != QThread::currentThread());
+    QVERIFY(publisher.flush());
+    QMutexLocker locker(&recorder.mutex);
+    QCOMPARE(recorder.calls.size(), 1);
+    QCOMPARE(recorder.calls.constFirst().function, QStringLiteral("ProcAsyncCallBack"));
+    QCOMPARE(recorder.calls.constFirst().type, QVariant(QStringLiteral("181028")));
+    QCOMPARE(numberOf(recorder.calls.constFirst().body), 2);
+    QVERIFY(recorder.calls.constFirst().thread != QThread::currentThread());
 }
 
 void tst_Presenter::syncRequest()
@@ -169,13 +171,13 @@ void tst_Presenter::syncRequest()
                         if (request.type == question)
                             port->answer(request, QStringLiteral("181028"), numberBody(7));
                     });
-    Ear ear;
-    Presenter presenter(QStringLiteral("presenter"), &ear);
+    Recorder recorder;
+    Presenter presenter(QStringLiteral("presenter"), &recorder);
     QVariant result;
     QCOMPARE(presenter.sendRequest_Sync(newMessage(QStringLiteral("silence"), QVariant()), result), 1);
     QVERIFY(presenter.sendRequest_Sync(newMessage(QStringLiteral("181029"), QVariant()), result) < 0);
     QVERIFY(!result.isValid());
-    // A machine that is busy may well take longer than the time-out.
+    // A busy machine may take longer than the time-out.
     QTRY_COMPARE_WITH_TIMEOUT(presenter.sendRequest_Sync(newMessage(question, QVariant()), result), 0, PatienceMs);
     QCOMPARE(numberOf(result), 7);
 }
@@ -184,8 +186,8 @@ void tst_Presenter::messagesBelongToTheBus_data()
 {
     QTest::addColumn<QString>("type");
     QTest::newRow("served") << question;
-    QTest::newRow("served by nobody") << QStringLiteral("181029");
-    QTest::newRow("carried out by the bus") << QStringLiteral("SubscribeRequest");
+    QTest::newRow("without a service") << QStringLiteral("181029");
+    QTest::newRow("handled by the bus") << QStringLiteral("SubscribeRequest");
 }
 
 void tst_Presenter::messagesBelongToTheBus()
@@ -195,8 +197,8 @@ void tst_Presenter::messagesBelongToTheBus()
     Service service(bus, { question }, [](LxBusServicePort *port, const LxBusRequest &request) {
         port->answer(request, QStringLiteral("181028"), QVariant());
     });
-    Ear ear;
-    Presenter presenter(QStringLiteral("presenter"), &ear);
+    Recorder recorder;
+    Presenter presenter(QStringLiteral("presenter"), &recorder);
     Token token = std::make_shared<int>(0);
     const std::weak_ptr<int> watched = token;
     QVariant body = QVariant::fromValue(token);
@@ -219,33 +221,33 @@ void tst_Presenter::noMessage()
     QVERIFY(presenter.sendRequest_Sync(nullptr, result) < 0);
 }
 
-void tst_Presenter::destructorWaitsForTheCallbackUnderWay()
+void tst_Presenter::destructorWaitsForARunningCallback()
 {
     Bus bus;
-    Service service(bus);
-    Ear ear;
-    ear.gate.acquire(1000);
-    auto presenter = std::make_unique<Presenter>(QStringLiteral("presenter"), &ear);
+    Publisher publisher(bus);
+    Recorder recorder;
+    recorder.gate.acquire(1000);
+    auto presenter = std::make_unique<Presenter>(QStringLiteral("presenter"), &recorder);
     presenter->Sub(presenter->pluginPid(), topic, 1);
-    service.publish(topic, QString(), 1);
-    QVERIFY(ear.heard.tryAcquire(1, PatienceMs));
+    publisher.publish(topic, QString(), 1);
+    QVERIFY(recorder.received.tryAcquire(1, PatienceMs));
 
     std::atomic<int> finishedBefore { -1 };
     QSemaphore destroyed;
     Threads threads;
     threads.run([&] {
         presenter.reset();
-        finishedBefore = ear.finished.load();
+        finishedBefore = recorder.finished.load();
         destroyed.release();
     });
-    QTRY_VERIFY_WITH_TIMEOUT(!service.port->hasListeners(topic, QString()), PatienceMs);
+    QTRY_VERIFY_WITH_TIMEOUT(!publisher.port->hasListeners(topic, QString()), PatienceMs);
     QVERIFY(!destroyed.tryAcquire(1, 50));
-    QCOMPARE(service.publish(topic, QString(), 2), 0);
-    ear.gate.release(1000);
+    QCOMPARE(publisher.publish(topic, QString(), 2), 0);
+    recorder.gate.release(1000);
     threads.join();
     QCOMPARE(finishedBefore.load(), 1);
-    QVERIFY(service.flush());
-    QCOMPARE(ear.calls.size(), 1);
+    QVERIFY(publisher.flush());
+    QCOMPARE(recorder.calls.size(), 1);
 }
 
 QTEST_GUILESS_MAIN(tst_Presenter)

@@ -9,26 +9,26 @@
 
 Q_DECLARE_METATYPE(std::shared_ptr<int>)
 
-// The maps of rows, which are written into again when nobody holds them any more.
+// The maps of rows, which are reused when they are not shared any more.
 class tst_RowMap : public QObject
 {
     Q_OBJECT
 
 private Q_SLOTS:
     void followsTheRows();
-    void keptMapStays();
-    void changedMapStaysItsOwners();
-    void keptTextStays();
+    void sharedMapDoesNotChange();
+    void modifiedMapIsNotReused();
+    void sharedStringDoesNotChange();
     void typesChangeFromRowToRow_data();
     void typesChangeFromRowToRow();
-    void emptyAndNullTexts();
-    void holdsNoTextOfTheRow();
-    void valuesThatCannotBeKept();
+    void emptyAndNullStrings();
+    void refersToNoStringOfTheRow();
+    void valuesThatAreNotReused();
     void manyLayoutsInTurn();
     void repeatedKeys();
-    void droppedMapCostsNoAllocation();
+    void releasedMapCostsNoAllocation();
     void mapsOfManyThreads();
-    void mapIsLetGoOnAnotherThread();
+    void mapIsReleasedOnAnotherThread();
 };
 
 namespace {
@@ -48,7 +48,7 @@ LxRowLayout::Pointer layout(int keys = Keys)
     return LxRowLayout::create(names);
 }
 
-// The value of key n is n + `first`; of key 0 it is a text.
+// The value of key n is n + `first`, that of key 0 a string.
 QVariant body(const LxRowLayout::Pointer &keys, int first, const QString &text)
 {
     QVector<QVariant> values;
@@ -85,7 +85,7 @@ void tst_RowMap::followsTheRows()
     QCOMPARE(mapOf(body(keys, 300, one)), expected(300, one));
 }
 
-void tst_RowMap::keptMapStays()
+void tst_RowMap::sharedMapDoesNotChange()
 {
     const auto keys = layout();
     const QVariantMap first = mapOf(body(keys, 100, one));
@@ -96,7 +96,7 @@ void tst_RowMap::keptMapStays()
     QCOMPARE(third, expected(300, one));
 }
 
-void tst_RowMap::changedMapStaysItsOwners()
+void tst_RowMap::modifiedMapIsNotReused()
 {
     const auto keys = layout();
     QVariantMap mine = mapOf(body(keys, 100, one));
@@ -109,7 +109,7 @@ void tst_RowMap::changedMapStaysItsOwners()
     QCOMPARE(mine.value(key(7)), QVariant(107.0));
 }
 
-void tst_RowMap::keptTextStays()
+void tst_RowMap::sharedStringDoesNotChange()
 {
     const auto keys = layout();
     const QString text = mapOf(body(keys, 100, one)).value(key(0)).toString();
@@ -123,8 +123,17 @@ void tst_RowMap::typesChangeFromRowToRow_data()
 {
     QTest::addColumn<QVariant>("first");
     QTest::addColumn<QVariant>("second");
-    const QVariant values[] { 1.5, Q_INT64_C(5000000000), 7, true, QStringLiteral("text"), QStringLiteral(""), QVariant(),
-                              QStringList { one }, QVariantList { 1 }, QVariantMap { { one, 2 } }, QByteArray("b") };
+    const QVariant values[] { 1.5,
+                              Q_INT64_C(5000000000),
+                              7,
+                              true,
+                              QStringLiteral("text"),
+                              QStringLiteral(""),
+                              QVariant(),
+                              QStringList { one },
+                              QVariantList { 1 },
+                              QVariantMap { { one, 2 } },
+                              QByteArray("b") };
     for (const QVariant &first : values) {
         for (const QVariant &second : values) {
             QTest::addRow("%s after %s", second.typeName() ? second.typeName() : "invalid",
@@ -140,13 +149,14 @@ void tst_RowMap::typesChangeFromRowToRow()
     QFETCH(QVariant, second);
     const auto keys = layout();
     for (const QVariant &value : { first, second, first }) {
-        const QVariant read = mapOf(LxPackedBody({ { keys, QVector<QVariant>(Keys, value) } }).toVariant()).value(key(3));
+        const QVariant read =
+            mapOf(LxPackedBody({ { keys, QVector<QVariant>(Keys, value) } }).toVariant()).value(key(3));
         QCOMPARE(read.userType(), value.userType());
         QCOMPARE(read, value);
     }
 }
 
-void tst_RowMap::emptyAndNullTexts()
+void tst_RowMap::emptyAndNullStrings()
 {
     const auto keys = layout();
     for (const QString &text : { one, QString::fromLatin1(""), QString(), other, QString() }) {
@@ -157,9 +167,9 @@ void tst_RowMap::emptyAndNullTexts()
     }
 }
 
-void tst_RowMap::holdsNoTextOfTheRow()
+void tst_RowMap::refersToNoStringOfTheRow()
 {
-    // The row's texts may be literals of a library that is unloaded before the next row comes.
+    // The row's strings may be literals of a library that is unloaded before the next row arrives.
     const auto keys = layout();
     QVector<ushort> memory { 'a', 'b', 'c', 'd', 'e' };
     const auto *characters = reinterpret_cast<const QChar *>(memory.constData());
@@ -170,9 +180,9 @@ void tst_RowMap::holdsNoTextOfTheRow()
     QCOMPARE(map.value(key(3)).toString(), QStringLiteral("abcde"));
 }
 
-void tst_RowMap::valuesThatCannotBeKept()
+void tst_RowMap::valuesThatAreNotReused()
 {
-    // What has a reference into the row is not held longer than the caller holds the map.
+    // Values that are references are released with the map.
     const auto keys = layout();
     const auto shared = std::make_shared<int>(5);
     QVector<QVariant> values(Keys, QVariant(1.0));
@@ -213,11 +223,11 @@ void tst_RowMap::repeatedKeys()
         const QVariantMap map = mapOf(LxPackedBody({ { keys, values } }).toVariant());
         QCOMPARE(map.size(), 10);
         for (int i = 0; i < 10; ++i)
-            QCOMPARE(map.value(key(i)), QVariant(i)); // the first one stands
+            QCOMPARE(map.value(key(i)), QVariant(i)); // the first one counts
     }
 }
 
-void tst_RowMap::droppedMapCostsNoAllocation()
+void tst_RowMap::releasedMapCostsNoAllocation()
 {
 #ifndef LX_COUNTS_ALLOCATIONS
     QSKIP("allocations cannot be counted here");
@@ -256,7 +266,7 @@ void tst_RowMap::mapsOfManyThreads()
     QCOMPARE(wrong.load(), 0);
 }
 
-void tst_RowMap::mapIsLetGoOnAnotherThread()
+void tst_RowMap::mapIsReleasedOnAnotherThread()
 {
     const auto keys = layout();
     std::atomic<int> wrong { 0 };

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <lxbus/wireformat.h>
+#include <lxbus/codec/wireformat_p.h>
 #include <lxmsg/packedbody.h>
 
 #include <QString>
@@ -9,13 +9,14 @@
 #include <cstring>
 #include <memory>
 
-/// What tests of the wire format share. Comparisons are exact: of types, null texts, and each bit of a double.
+/// Helpers for tests of the codec. Comparisons are exact: they distinguish types, null strings and each bit of a
+/// double.
 namespace WireTesting {
 
-/// What differs first, in words; empty if nothing does.
+/// A description of the first difference, or an empty string.
 inline QString difference(const QString &a, const QString &b)
 {
-    return a == b && a.isNull() == b.isNull() ? QString() : QStringLiteral("texts \"%1\" and \"%2\"").arg(a, b);
+    return a == b && a.isNull() == b.isNull() ? QString() : QStringLiteral("strings \"%1\" and \"%2\"").arg(a, b);
 }
 
 inline QString difference(const QVariant &a, const QVariant &b);
@@ -67,13 +68,12 @@ inline QString difference(const QVariant &a, const QVariant &b)
     case QMetaType::Bool:
     case QMetaType::Int:
     case QMetaType::LongLong:
-        return a.toLongLong() == b.toLongLong()
-                ? QString()
-                : QStringLiteral("%1 and %2").arg(a.toLongLong()).arg(b.toLongLong());
+        return a.toLongLong() == b.toLongLong() ? QString()
+                                                : QStringLiteral("%1 and %2").arg(a.toLongLong()).arg(b.toLongLong());
     case QMetaType::Double:
         return std::memcmp(a.constData(), b.constData(), sizeof(double)) == 0
-                ? QString()
-                : QStringLiteral("doubles %1 and %2").arg(a.toDouble()).arg(b.toDouble());
+            ? QString()
+            : QStringLiteral("doubles %1 and %2").arg(a.toDouble()).arg(b.toDouble());
     case QMetaType::QString:
         return difference(a.toString(), b.toString());
     case QMetaType::QStringList:
@@ -87,7 +87,7 @@ inline QString difference(const QVariant &a, const QVariant &b)
     }
     if (a.userType() == qMetaTypeId<LxPackedBody>())
         return difference(LxPackedBody::fromVariant(a), LxPackedBody::fromVariant(b));
-    return QStringLiteral("type %1 is none that travels").arg(a.userType());
+    return QStringLiteral("type %1 cannot be encoded").arg(a.userType());
 }
 
 inline QString difference(const LxWireMessage &a, const LxWireMessage &b)
@@ -98,7 +98,7 @@ inline QString difference(const LxWireMessage &a, const LxWireMessage &b)
     return texts.isEmpty() ? difference(a.body, b.body) : texts;
 }
 
-/// Reads from memory that ends where the message ends, so that a sanitizer sees a step too far.
+/// Decodes from memory that ends where the message ends, so that sanitizers detect reading beyond the end.
 inline bool read(LxWireReader *reader, const QByteArray &bytes, LxWireMessage *message, QString *error)
 {
     const auto size = static_cast<size_t>(bytes.size());
@@ -107,8 +107,9 @@ inline bool read(LxWireReader *reader, const QByteArray &bytes, LxWireMessage *m
     return reader->read(copy.get(), size, message, error);
 }
 
-/// What is wrong with how these bytes, which may be no message, are read; empty if nothing is. Bytes that read as a
-/// message must be the same one to any reader, whatever it has read before, and survive being written and read again.
+/// Checks how these bytes, which need not be a message, are decoded. Returns a description of the problem, or an empty
+/// string. All readers, whatever they have read before, must decode the same message or report the same error, and a
+/// message must not change when it is encoded and decoded again.
 inline QString problem(const QByteArray &bytes, LxWireReader *usedReader, LxWireWriter *usedWriter)
 {
     LxWireMessage message;
@@ -138,7 +139,7 @@ inline QString problem(const QByteArray &bytes, LxWireReader *usedReader, LxWire
     return QString();
 }
 
-/// A body of rows, each of keys and values of its own.
+/// A body of rows, each with its keys and values.
 inline QVariant body(const QVector<QPair<QVector<QString>, QVector<QVariant>>> &rows)
 {
     QVector<LxPackedRow> packed;

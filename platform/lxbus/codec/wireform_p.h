@@ -6,13 +6,13 @@
 #include <algorithm>
 #include <vector>
 
-/// The bytes that messages are made of (docs/wire.md): CBOR (RFC 8949) with typed arrays (RFC 8746).
+/// The elements of an encoded message (docs/wire.md): CBOR (RFC 8949) with typed arrays (RFC 8746).
 namespace LxWireForm {
 
 constexpr quint64 Version = 1;
 constexpr quint64 MessageItems = 6; // version, type, client, epoch, sequence, body
 
-// Major types, where the first byte of an item has them.
+// Major types, as they are encoded in the first byte of an item.
 enum Major : quint8 {
     Unsigned = 0x00,
     Negative = 0x20,
@@ -24,7 +24,8 @@ enum Major : quint8 {
     Simple = 0xe0,
 };
 
-// The other bits of the first byte: up to 23 they are the number itself, else they tell how many bytes of it follow.
+// The other bits of the first byte: the number itself up to 23, otherwise a code for how many bytes of the number
+// follow.
 constexpr quint8 LargestInPlace = 23;
 constexpr quint8 OneByte = 24;
 constexpr quint8 TwoBytes = 25;
@@ -33,57 +34,57 @@ constexpr quint8 EightBytes = 27;
 
 constexpr quint8 False = Simple | 20;
 constexpr quint8 True = Simple | 21;
-constexpr quint8 Null = Simple | 22;      // a null text
+constexpr quint8 Null = Simple | 22; // a null string
 constexpr quint8 Undefined = Simple | 23; // an invalid variant
 constexpr quint8 Double = Simple | EightBytes;
 
-constexpr quint64 EmbeddedTag = 24;  // bytes that are CBOR: a key block
-constexpr quint64 TextsTag = 41;     // an array of values of one type: a QStringList
-constexpr quint64 Utf16Tag = 69;     // typed array, uint16 little-endian: a text with lone surrogates
-constexpr quint64 IntsTag = 78;      // typed array, sint32 little-endian
+constexpr quint64 EmbeddedTag = 24; // a byte string of CBOR: a key block
+constexpr quint64 StringListTag = 41; // an array of values of one type: a QStringList
+constexpr quint64 Utf16Tag = 69; // typed array, uint16 little-endian: a string with lone surrogates
+constexpr quint64 IntsTag = 78; // typed array, sint32 little-endian
 constexpr quint64 LongLongsTag = 79; // typed array, sint64 little-endian
-constexpr quint64 DoublesTag = 86;   // typed array, float64 little-endian
+constexpr quint64 DoublesTag = 86; // typed array, float64 little-endian
 
-// Registered nowhere: own ones, out of the range that is free to take.
+// Not registered; from the range that is assigned first come, first served.
 constexpr quint64 PackedBodyTag = 0x4c585042;
-constexpr quint64 NullTag = 0x4c584e55; // of a variant that has a type and a value but counts as null
+constexpr quint64 NullTag = 0x4c584e55; // for a variant that has a type and is null
 
-/// True of a text that UTF-8 cannot hold.
-inline bool hasLoneSurrogate(const QString &text)
+/// True for a string that UTF-8 cannot represent.
+inline bool hasLoneSurrogate(const QString &string)
 {
-    for (int i = 0; i < text.size(); ++i) {
-        if (!text.at(i).isSurrogate())
+    for (int i = 0; i < string.size(); ++i) {
+        if (!string.at(i).isSurrogate())
             continue;
-        if (!text.at(i).isHighSurrogate() || i + 1 == text.size() || !text.at(i + 1).isLowSurrogate())
+        if (!string.at(i).isHighSurrogate() || i + 1 == string.size() || !string.at(i + 1).isLowSurrogate())
             return true;
         ++i;
     }
     return false;
 }
 
-/// The entries used last, a bounded number of them.
+/// A cache of the most recently used entries.
 template<typename Entry>
-class Kept
+class RecentlyUsed
 {
 public:
-    explicit Kept(size_t most) : m_most(most) { m_places.reserve(most); }
+    explicit RecentlyUsed(size_t capacity) : m_capacity(capacity) { m_places.reserve(capacity); }
 
-    /// The entry for which `isIt` is true, or null. Valid until the next keep().
+    /// The entry for which `matches` is true, or null. Valid until the next insert().
     template<typename Predicate>
-    const Entry *find(Predicate isIt)
+    const Entry *find(Predicate matches)
     {
-        if (m_last < m_places.size() && isIt(m_places[m_last].entry))
+        if (m_last < m_places.size() && matches(m_places[m_last].entry))
             return &use(m_last);
         for (size_t i = 0; i < m_places.size(); ++i) {
-            if (isIt(m_places[i].entry))
+            if (matches(m_places[i].entry))
                 return &use(i);
         }
         return nullptr;
     }
 
-    void keep(Entry entry)
+    void insert(Entry entry)
     {
-        if (m_places.size() < m_most) {
+        if (m_places.size() < m_capacity) {
             m_places.push_back({ std::move(entry), 0 });
             use(m_places.size() - 1);
             return;
@@ -98,7 +99,7 @@ private:
     struct Place
     {
         Entry entry;
-        quint64 used; // when, by m_now
+        quint64 used; // the value of m_now at its last use
     };
 
     const Entry &use(size_t index)
@@ -108,7 +109,7 @@ private:
         return m_places[index].entry;
     }
 
-    const size_t m_most;
+    const size_t m_capacity;
     std::vector<Place> m_places;
     size_t m_last = 0;
     quint64 m_now = 0;

@@ -1,6 +1,6 @@
-#include "wireinput_p.h"
+#include "codec/wireinput_p.h"
 
-#include "wireformat.h"
+#include "codec/wireformat_p.h"
 
 #include <QTextCodec>
 #include <QtEndian>
@@ -15,15 +15,15 @@ bool Input::countValues(int count)
     return true;
 }
 
-bool Input::readText(NullText nullText, QString *text)
+bool Input::readString(NullString nullString, QString *string)
 {
     quint8 first;
     if (!peek(&first))
         return false;
     const char *start = m_at;
-    if (first == Null && nullText == NullText::Allowed) {
+    if (first == Null && nullString == NullString::Allowed) {
         ++m_at;
-        *text = QString();
+        *string = QString();
         return true;
     }
     Major major;
@@ -32,23 +32,23 @@ bool Input::readText(NullText nullText, QString *text)
         return false;
     if (major == Text) {
         const char *bytes;
-        if (number > LxWireLimits::TextBytes)
-            return fail("a text is too long");
-        return readBytes(number, &bytes) && readUtf8(bytes, static_cast<int>(number), text);
+        if (number > LxWireLimits::StringBytes)
+            return fail("a string that is too long");
+        return readBytes(number, &bytes) && readUtf8(bytes, static_cast<int>(number), string);
     }
     if (major == Tag && number == Utf16Tag)
-        return readUtf16(text);
+        return readUtf16(string);
     m_at = start;
-    return fail("something else in the place of a text");
+    return fail("something else in place of a string");
 }
 
-bool Input::readUtf8(const char *bytes, int size, QString *text)
+bool Input::readUtf8(const char *bytes, int size, QString *string)
 {
     if (size == 0) {
-        *text = QString::fromLatin1(""); // the one that is shared
+        *string = QString::fromLatin1(""); // shared by all empty strings
         return true;
     }
-    // Most texts are ASCII; whether this one is shows when it has been read as such.
+    // Most strings are ASCII: decode the string as ASCII and check afterwards whether it was.
     QString ascii(size, Qt::Uninitialized);
     QChar *characters = ascii.data();
     quint8 all = 0;
@@ -58,16 +58,16 @@ bool Input::readUtf8(const char *bytes, int size, QString *text)
         characters[i] = QChar(ushort(byte));
     }
     if (all < 0x80) {
-        *text = std::move(ascii);
+        *string = std::move(ascii);
         return true;
     }
     constexpr int Utf8Mib = 106;
-    QTextCodec::ConverterState state(QTextCodec::IgnoreHeader); // a text may begin with U+FEFF
-    *text = QTextCodec::codecForMib(Utf8Mib)->toUnicode(bytes, size, &state);
-    return (state.invalidChars == 0 && state.remainingChars == 0) || fail("a text is no UTF-8");
+    QTextCodec::ConverterState state(QTextCodec::IgnoreHeader); // U+FEFF at the start is part of the string
+    *string = QTextCodec::codecForMib(Utf8Mib)->toUnicode(bytes, size, &state);
+    return (state.invalidChars == 0 && state.remainingChars == 0) || fail("a string that is not valid UTF-8");
 }
 
-bool Input::readUtf16(QString *text)
+bool Input::readUtf16(QString *string)
 {
     quint64 size = 0;
     const char *bytes;
@@ -75,15 +75,15 @@ bool Input::readUtf16(QString *text)
         return false;
     if (size % sizeof(quint16) != 0)
         return fail("a typed array that ends within a number");
-    if (size > LxWireLimits::TextBytes)
-        return fail("a text is too long");
+    if (size > LxWireLimits::StringBytes)
+        return fail("a string that is too long");
     if (!readBytes(size, &bytes))
         return false;
     const auto length = static_cast<int>(size / sizeof(quint16));
     QString result(length, Qt::Uninitialized);
     qFromLittleEndian<quint16>(bytes, length, result.data());
     if (!hasLoneSurrogate(result))
-        return fail("a text in UTF-16 that UTF-8 could hold");
-    *text = std::move(result);
+        return fail("a UTF-16 string that UTF-8 can represent");
+    *string = std::move(result);
     return true;
 }

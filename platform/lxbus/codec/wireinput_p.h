@@ -1,26 +1,26 @@
 #pragma once
 
-#include "wireform_p.h"
+#include "codec/wireform_p.h"
 
 #include <QVariant>
 
 namespace LxWireForm {
 
-constexpr char CutShort[] = "the message is cut short";
+constexpr char Truncated[] = "the message is truncated";
 
-enum class NullText { Refused, Allowed };
+enum class NullString { Refused, Allowed };
 
-/// The bytes of a message, and how far they have been read.
+/// The bytes of a message, and the position up to which they have been read.
 ///
-/// Functions return false at the first error, note why, and are not to be called any more. Nothing is allocated for a
-/// length before the bytes are seen to be there.
+/// When a function has returned false, reason() is the error and no other function may be called. A length is checked
+/// against the remaining bytes before memory is allocated for it.
 class Input
 {
 public:
     Input(const char *bytes, size_t size) : m_begin(bytes), m_at(bytes), m_end(bytes + size) { }
 
     const char *at() const { return m_at; }
-    size_t left() const { return static_cast<size_t>(m_end - m_at); }
+    size_t remaining() const { return static_cast<size_t>(m_end - m_at); }
     size_t position() const { return static_cast<size_t>(m_at - m_begin); }
     const char *reason() const { return m_reason; }
 
@@ -34,30 +34,30 @@ public:
     bool peek(quint8 *byte)
     {
         if (m_at == m_end)
-            return fail(CutShort);
+            return fail(Truncated);
         *byte = static_cast<quint8>(*m_at);
         return true;
     }
 
-    /// The tag that comes next, and what comes behind it; 0, which is no tag that travels, if something else comes.
-    quint64 peekTag(const char **behind) const
+    /// The next item if it is a tag, with the position after it; otherwise 0, a tag that does not occur.
+    quint64 peekTag(const char **after) const
     {
         Input ahead(*this);
         Major major;
         quint64 number;
         if (!ahead.readHead(&major, &number) || major != Tag)
             return 0;
-        *behind = ahead.m_at;
+        *after = ahead.m_at;
         return number;
     }
 
-    /// Steps over bytes that were peeked at, or back.
-    void goTo(const char *at) { m_at = at; }
+    /// Moves to a position that was read or peeked at before.
+    void seek(const char *at) { m_at = at; }
 
     bool readHead(Major *major, quint64 *number)
     {
         if (m_at == m_end)
-            return fail(CutShort);
+            return fail(Truncated);
         const auto first = static_cast<quint8>(*m_at);
         const quint8 additional = first & 0x1f;
         *major = static_cast<Major>(first & 0xe0);
@@ -69,8 +69,8 @@ public:
         if (additional > EightBytes)
             return fail("an indefinite or reserved length");
         const size_t size = size_t(1) << (additional - OneByte);
-        if (left() - 1 < size)
-            return fail(CutShort);
+        if (remaining() - 1 < size)
+            return fail(Truncated);
         quint64 value = 0;
         for (size_t i = 1; i <= size; ++i)
             value = value << 8 | static_cast<quint8>(m_at[i]);
@@ -79,7 +79,7 @@ public:
         return true;
     }
 
-    /// The number of an item of the major type `wanted`; `reason` is the error if it is another one.
+    /// Reads the number of an item that must have the major type `wanted`; `reason` is the error if it has another.
     bool readHeadOf(Major wanted, quint64 *number, const char *reason)
     {
         const char *start = m_at;
@@ -92,38 +92,38 @@ public:
         return fail(reason);
     }
 
-    /// The number of elements of an array or map, which take a byte or more each.
-    bool readCount(Major wanted, int most, int *count, const char *reason)
+    /// Reads the number of elements of an array or map, at most `max`, each of which takes at least one byte.
+    bool readCount(Major wanted, int max, int *count, const char *reason)
     {
         quint64 number = 0;
         if (!readHeadOf(wanted, &number, reason))
             return false;
-        if (number > static_cast<quint64>(most))
+        if (number > static_cast<quint64>(max))
             return fail("too many elements");
-        if (number > left())
-            return fail(CutShort);
+        if (number > remaining())
+            return fail(Truncated);
         *count = static_cast<int>(number);
         return true;
     }
 
     bool readBytes(quint64 size, const char **bytes)
     {
-        if (size > left())
-            return fail(CutShort);
+        if (size > remaining())
+            return fail(Truncated);
         *bytes = m_at;
         m_at += size;
         return true;
     }
 
-    /// Notes that there are so many more values in the message.
+    /// Adds to the number of values in the message. False if that exceeds the limit.
     bool countValues(int count);
 
-    bool readText(NullText nullText, QString *text);
-    /// Reads a text in UTF-16, behind its tag.
-    bool readUtf16(QString *text);
+    bool readString(NullString nullString, QString *string);
+    /// Reads a UTF-16 string after its tag.
+    bool readUtf16(QString *string);
 
 private:
-    bool readUtf8(const char *bytes, int size, QString *text);
+    bool readUtf8(const char *bytes, int size, QString *string);
 
     const char *const m_begin;
     const char *m_at;
@@ -132,9 +132,9 @@ private:
     int m_values = 0;
 };
 
-/// Reads a value, which is `depth` lists and maps deep, into an invalid variant.
+/// Reads a value that is nested in `depth` lists and maps into an invalid variant.
 bool readValue(Input *in, QVariant *value, int depth);
-/// Reads a value of a row, or a run of at most `most` numbers, into the invalid variants from `value` on.
-bool readRunOrValue(Input *in, QVariant *value, int most, int *count);
+/// Reads one value of a row, or a run of at most `max` numbers, into the invalid variants that start at `value`.
+bool readRunOrValue(Input *in, QVariant *value, int max, int *count);
 
 } // namespace LxWireForm

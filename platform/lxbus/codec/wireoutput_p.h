@@ -1,6 +1,6 @@
 #pragma once
 
-#include "wireform_p.h"
+#include "codec/wireform_p.h"
 
 #include <QByteArray>
 #include <QtEndian>
@@ -11,25 +11,25 @@
 
 namespace LxWireForm {
 
-/// Bytes of CBOR that grow.
+/// A growing buffer of CBOR.
 class Output
 {
 public:
     size_t size() const { return m_size; }
     QByteArray copy() const { return QByteArray(m_bytes.get(), static_cast<int>(m_size)); }
 
-    /// Keeps the memory for the next message, unless it is much.
+    /// Keeps the memory for the next message if it is at most 1 MiB.
     void clear()
     {
-        constexpr size_t MostKept = size_t(1024) * 1024;
+        constexpr size_t MaxRetained = size_t(1024) * 1024;
         m_size = 0;
-        if (m_capacity > MostKept) {
+        if (m_capacity > MaxRetained) {
             m_bytes.reset();
             m_capacity = 0;
         }
     }
 
-    /// Where the next `size` bytes may be written; commit() takes those that were.
+    /// Reserves `size` bytes and returns their start; commit() appends those that were written.
     char *room(size_t size)
     {
         if (m_capacity - m_size < size)
@@ -52,12 +52,12 @@ public:
         commit(at + 1);
     }
 
-    void appendHead(Major major, quint64 number) { commit(writeHead(room(MostHeadBytes), major, number)); }
+    void appendHead(Major major, quint64 number) { commit(writeHead(room(MaxHeadBytes), major, number)); }
 
-    /// Writes the head of an array in front of what has been written since the output had `position` bytes.
+    /// Inserts the head of an array at `position`, in front of its elements.
     void insertArrayHead(size_t position, quint64 count)
     {
-        char head[MostHeadBytes];
+        char head[MaxHeadBytes];
         const auto headSize = static_cast<size_t>(writeHead(head, Array, count) - head);
         char *end = room(headSize);
         char *at = m_bytes.get() + position;
@@ -66,9 +66,9 @@ public:
         commit(end + headSize);
     }
 
-    static constexpr size_t MostHeadBytes = 9;
+    static constexpr size_t MaxHeadBytes = 9;
 
-    /// The shortest head. Returns its end.
+    /// Writes the shortest head and returns its end.
     static char *writeHead(char *at, Major major, quint64 number)
     {
         if (number <= LargestInPlace) {

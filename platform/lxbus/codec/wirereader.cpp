@@ -1,6 +1,6 @@
-#include "wireform_p.h"
-#include "wireformat.h"
-#include "wireinput_p.h"
+#include "codec/wireform_p.h"
+#include "codec/wireformat_p.h"
+#include "codec/wireinput_p.h"
 
 #include <lxmsg/packedbody.h>
 
@@ -12,29 +12,29 @@ using namespace LxWireForm;
 
 namespace {
 
-// A layout, and the bytes of the array that its keys were read from.
+// A layout and the bytes that its keys were decoded from.
 struct KeyBlock
 {
     QByteArray bytes;
     LxRowLayout::Pointer layout;
 };
 
-// The beginning of a message, up to and with the version.
+// Reads the start of a message, up to and including the version.
 bool readVersion(Input *in)
 {
     quint64 items = 0;
     quint64 version = 0;
-    if (!in->readHeadOf(Array, &items, "no message") || !in->readHeadOf(Unsigned, &version, "no message"))
+    if (!in->readHeadOf(Array, &items, "not a message") || !in->readHeadOf(Unsigned, &version, "not a message"))
         return false;
     if (version != Version)
-        return in->fail("a version that this reader does not know");
+        return in->fail("an unknown version");
     return items == MessageItems || in->fail("a message of more or fewer than six items");
 }
 
 bool readStampNumbers(Input *in, quint64 *epoch, quint64 *sequence)
 {
-    return in->readHeadOf(Unsigned, epoch, "an epoch that is no number")
-            && in->readHeadOf(Unsigned, sequence, "a sequence that is no number");
+    return in->readHeadOf(Unsigned, epoch, "an epoch that is not a number")
+        && in->readHeadOf(Unsigned, sequence, "a sequence that is not a number");
 }
 
 } // namespace
@@ -48,9 +48,9 @@ struct LxWireReader::Private
     bool readKeys(Input *in, LxRowLayout::Pointer *layout);
     bool readRow(Input *in, LxPackedRow *row);
 
-    Kept<KeyBlock> kept { LxWireLimits::KeyBlocksKept };
+    RecentlyUsed<KeyBlock> cache { LxWireLimits::CachedKeyBlocks };
 
-    QVarLengthArray<LxRowLayout::Pointer, 8> layouts; // of the message being read
+    QVarLengthArray<LxRowLayout::Pointer, 8> layouts; // of the current message
 };
 
 LxWireReader::LxWireReader() : d(std::make_unique<Private>()) { }
@@ -73,20 +73,20 @@ bool LxWireReader::read(const char *bytes, size_t size, LxWireMessage *message, 
 
 bool LxWireReader::Private::readMessage(Input *in, LxWireMessage *message)
 {
-    if (in->left() > LxWireLimits::MessageBytes)
+    if (in->remaining() > LxWireLimits::MessageBytes)
         return in->fail("a message that is too long");
-    if (!readVersion(in) || !in->readText(NullText::Allowed, &message->type)
-        || !in->readText(NullText::Allowed, &message->client)
+    if (!readVersion(in) || !in->readString(NullString::Allowed, &message->type)
+        || !in->readString(NullString::Allowed, &message->client)
         || !readStampNumbers(in, &message->epoch, &message->sequence) || !readBody(in, &message->body))
         return false;
-    return in->left() == 0 || in->fail("bytes behind the message");
+    return in->remaining() == 0 || in->fail("bytes after the message");
 }
 
 bool LxWireReader::Private::readBody(Input *in, QVariant *body)
 {
-    const char *behind;
-    if (in->peekTag(&behind) == PackedBodyTag) {
-        in->goTo(behind);
+    const char *after;
+    if (in->peekTag(&after) == PackedBodyTag) {
+        in->seek(after);
         return readPackedBody(in, body);
     }
     return in->countValues(1) && readValue(in, body, 0);
@@ -95,12 +95,12 @@ bool LxWireReader::Private::readBody(Input *in, QVariant *body)
 bool LxWireReader::Private::readPackedBody(Input *in, QVariant *body)
 {
     quint64 parts = 0;
-    if (!in->readHeadOf(Array, &parts, "a packed body that is no array"))
+    if (!in->readHeadOf(Array, &parts, "a packed body that is not an array"))
         return false;
     if (parts != 2)
         return in->fail("a packed body of more or fewer than two parts");
     int blockCount = 0;
-    if (!in->readCount(Array, LxWireLimits::KeyBlocks, &blockCount, "key blocks that are no array"))
+    if (!in->readCount(Array, LxWireLimits::KeyBlocks, &blockCount, "key blocks that are not an array"))
         return false;
     for (int i = 0; i < blockCount; ++i) {
         LxRowLayout::Pointer layout;
@@ -109,7 +109,7 @@ bool LxWireReader::Private::readPackedBody(Input *in, QVariant *body)
         layouts.append(std::move(layout));
     }
     int rowCount = 0;
-    if (!in->readCount(Array, LxWireLimits::Rows, &rowCount, "rows that are no array"))
+    if (!in->readCount(Array, LxWireLimits::Rows, &rowCount, "rows that are not an array"))
         return false;
     if (rowCount == 1) {
         LxPackedRow row;
@@ -142,33 +142,33 @@ bool LxWireReader::Private::readKeyBlock(Input *in, LxRowLayout::Pointer *layout
     if (!in->readBytes(size, &bytes))
         return false;
     const auto length = static_cast<size_t>(size);
-    const KeyBlock *known = kept.find([bytes, length](const KeyBlock &block) {
+    const KeyBlock *known = cache.find([bytes, length](const KeyBlock &block) {
         return static_cast<size_t>(block.bytes.size()) == length
-                && std::memcmp(block.bytes.constData(), bytes, length) == 0;
+            && std::memcmp(block.bytes.constData(), bytes, length) == 0;
     });
     if (known) {
         *layout = known->layout;
         return true;
     }
     const char *end = in->at();
-    in->goTo(start);
+    in->seek(start);
     if (!readKeys(in, layout))
         return false;
     if (in->at() != end)
         return in->fail("a key block that does not end with its keys");
-    if (length <= LxWireLimits::KeyBlockBytesKept)
-        kept.keep({ QByteArray(bytes, static_cast<int>(length)), *layout });
+    if (length <= LxWireLimits::MaxCachedKeyBlockBytes)
+        cache.insert({ QByteArray(bytes, static_cast<int>(length)), *layout });
     return true;
 }
 
 bool LxWireReader::Private::readKeys(Input *in, LxRowLayout::Pointer *layout)
 {
     int count = 0;
-    if (!in->readCount(Array, LxWireLimits::Keys, &count, "keys that are no array"))
+    if (!in->readCount(Array, LxWireLimits::Keys, &count, "keys that are not an array"))
         return false;
     QVector<QString> keys(count);
     for (QString &key : keys) {
-        if (!in->readText(NullText::Refused, &key))
+        if (!in->readString(NullString::Refused, &key))
             return false;
     }
     *layout = LxRowLayout::create(keys);
@@ -179,18 +179,18 @@ bool LxWireReader::Private::readRow(Input *in, LxPackedRow *row)
 {
     quint64 items = 0;
     quint64 block = 0;
-    if (!in->readHeadOf(Array, &items, "a row that is no array"))
+    if (!in->readHeadOf(Array, &items, "a row that is not an array"))
         return false;
     if (items == 0)
         return in->fail("a row without a key block");
     if (!in->readHeadOf(Unsigned, &block, "a row without a key block"))
         return false;
     if (block >= static_cast<quint64>(layouts.size()))
-        return in->fail("a row with a key block that is not there");
+        return in->fail("a row of a missing key block");
     row->layout = layouts.at(static_cast<int>(block));
     const int count = row->layout->keys().size();
-    if (static_cast<size_t>(count) > in->left())
-        return in->fail(CutShort);
+    if (static_cast<size_t>(count) > in->remaining())
+        return in->fail(Truncated);
     if (!in->countValues(count))
         return false;
     row->values.resize(count);

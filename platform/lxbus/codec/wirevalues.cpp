@@ -1,28 +1,19 @@
-#include "wireformat.h"
-#include "wireinput_p.h"
+#include "codec/variantbits_p.h"
+#include "codec/wireformat_p.h"
+#include "codec/wireinput_p.h"
 
 #include <QtEndian>
 
-#include <cstring>
 #include <limits>
 
 using namespace LxWireForm;
+using LxVariantBits::setNumber;
 
 namespace {
 
-// Makes an invalid variant one of a number, of which these are the bytes.
+// Reads a typed array of at most `max` numbers after its tag.
 template<typename Bits>
-void setNumber(QVariant *value, QMetaType::Type type, Bits bits)
-{
-    QVariant::DataPtr &data = value->data_ptr();
-    std::memcpy(&data.data, &bits, sizeof(bits));
-    data.type = type;
-    data.is_null = false;
-}
-
-// Reads a typed array behind its tag, of at most `most` numbers.
-template<typename Bits>
-bool readTypedArray(Input *in, QMetaType::Type type, QVariant *value, int most, int *count)
+bool readTypedArray(Input *in, QMetaType::Type type, QVariant *value, int max, int *count)
 {
     quint64 size = 0;
     const char *bytes;
@@ -31,8 +22,8 @@ bool readTypedArray(Input *in, QMetaType::Type type, QVariant *value, int most, 
     if (size % sizeof(Bits) != 0)
         return in->fail("a typed array that ends within a number");
     if (size == 0)
-        return in->fail("a typed array of no numbers");
-    if (size / sizeof(Bits) > static_cast<size_t>(most))
+        return in->fail("an empty typed array");
+    if (size / sizeof(Bits) > static_cast<size_t>(max))
         return in->fail("a typed array of too many numbers");
     if (!in->readBytes(size, &bytes))
         return false;
@@ -50,17 +41,17 @@ bool readInteger(Input *in, QVariant *value)
         return false;
     if (number > static_cast<quint64>(std::numeric_limits<qint64>::max()))
         return in->fail("an integer of more than 64 bits");
-    // Negative ones count from -1 downwards.
+    // CBOR encodes a negative integer n as -1 - n.
     setNumber(value, QMetaType::LongLong, major == Unsigned ? number : ~number);
     return true;
 }
 
-bool readText(Input *in, QVariant *value)
+bool readString(Input *in, QVariant *value)
 {
-    QString text;
-    if (!in->readText(NullText::Allowed, &text))
+    QString string;
+    if (!in->readString(NullString::Allowed, &string))
         return false;
-    *value = text;
+    *value = string;
     return true;
 }
 
@@ -76,7 +67,7 @@ bool readSimple(Input *in, QVariant *value)
         *value = first == True;
         break;
     case Null:
-        return readText(in, value);
+        return readString(in, value);
     case Undefined:
         break;
     case Double:
@@ -87,23 +78,24 @@ bool readSimple(Input *in, QVariant *value)
     default:
         return in->fail("a value of an unknown type");
     }
-    in->goTo(in->at() + 1);
+    in->seek(in->at() + 1);
     return true;
 }
 
-bool readTexts(Input *in, QVariant *value)
+bool readStringList(Input *in, QVariant *value)
 {
     int count = 0;
-    if (!in->readCount(Array, LxWireLimits::Values, &count, "texts that are no array") || !in->countValues(count))
+    if (!in->readCount(Array, LxWireLimits::Values, &count, "a string list that is not an array")
+        || !in->countValues(count))
         return false;
-    QStringList texts;
+    QStringList strings;
     for (int i = 0; i < count; ++i) {
-        QString text;
-        if (!in->readText(NullText::Allowed, &text))
+        QString string;
+        if (!in->readString(NullString::Allowed, &string))
             return false;
-        texts.append(text);
+        strings.append(string);
     }
-    *value = texts;
+    *value = strings;
     return true;
 }
 
@@ -112,7 +104,7 @@ bool readList(Input *in, QVariant *value, int depth)
     int count = 0;
     if (depth == LxWireLimits::Depth)
         return in->fail("lists and maps that are too deep");
-    if (!in->readCount(Array, LxWireLimits::Values, &count, "a list that is no array") || !in->countValues(count))
+    if (!in->readCount(Array, LxWireLimits::Values, &count, "a list that is not an array") || !in->countValues(count))
         return false;
     QVariantList list;
     for (int i = 0; i < count; ++i) {
@@ -129,15 +121,15 @@ bool readMap(Input *in, QVariant *value, int depth)
     int count = 0;
     if (depth == LxWireLimits::Depth)
         return in->fail("lists and maps that are too deep");
-    if (!in->readCount(Map, LxWireLimits::Values, &count, "a map that is none") || !in->countValues(count))
+    if (!in->readCount(Map, LxWireLimits::Values, &count, "not a map") || !in->countValues(count))
         return false;
     QVariantMap map;
     for (int i = 0; i < count; ++i) {
         QString key;
-        if (!in->readText(NullText::Allowed, &key))
+        if (!in->readString(NullString::Allowed, &key))
             return false;
         if (map.contains(key))
-            return in->fail("a map with a key twice");
+            return in->fail("a map with a duplicate key");
         if (!readValue(in, &*map.insert(key, QVariant()), depth + 1))
             return false;
     }
@@ -145,20 +137,20 @@ bool readMap(Input *in, QVariant *value, int depth)
     return true;
 }
 
-// Reads the value of a variant that counts as null, behind its tag.
+// Reads the value of a null variant after its tag.
 bool readNull(Input *in, QVariant *value, int depth)
 {
     const char *start = in->at();
-    const char *behind;
-    if (in->peekTag(&behind) == NullTag)
-        return in->fail("a null that is null");
+    const char *after;
+    if (in->peekTag(&after) == NullTag)
+        return in->fail("a null tag within a null tag");
     if (!readValue(in, value, depth))
         return false;
     if (!value->isValid() || value->userType() == QMetaType::QString) {
-        in->goTo(start);
-        return in->fail("a null of a type that has one of its own");
+        in->seek(start);
+        return in->fail("a null tag on a type with a null value of its own");
     }
-    value->data_ptr().is_null = true;
+    LxVariantBits::markNull(value);
     return true;
 }
 
@@ -173,16 +165,16 @@ bool readTagged(Input *in, QVariant *value, int depth)
     switch (tag) {
     case IntsTag:
         return readTypedArray<quint32>(in, QMetaType::Int, value, 1, &count);
-    case TextsTag:
-        return readTexts(in, value);
+    case StringListTag:
+        return readStringList(in, value);
     case NullTag:
         return readNull(in, value, depth);
     default:
         break;
     }
-    in->goTo(start);
+    in->seek(start);
     if (tag == Utf16Tag)
-        return readText(in, value);
+        return readString(in, value);
     return in->fail(tag == DoublesTag || tag == LongLongsTag ? "a run of numbers outside of a row" : "an unknown tag");
 }
 
@@ -198,7 +190,7 @@ bool LxWireForm::readValue(Input *in, QVariant *value, int depth)
     case Negative:
         return readInteger(in, value);
     case Text:
-        return readText(in, value);
+        return readString(in, value);
     case Array:
         return readList(in, value, depth);
     case Map:
@@ -212,19 +204,19 @@ bool LxWireForm::readValue(Input *in, QVariant *value, int depth)
     }
 }
 
-bool LxWireForm::readRunOrValue(Input *in, QVariant *value, int most, int *count)
+bool LxWireForm::readRunOrValue(Input *in, QVariant *value, int max, int *count)
 {
-    const char *behind;
-    switch (in->peekTag(&behind)) {
+    const char *after;
+    switch (in->peekTag(&after)) {
     case DoublesTag:
-        in->goTo(behind);
-        return readTypedArray<quint64>(in, QMetaType::Double, value, most, count);
+        in->seek(after);
+        return readTypedArray<quint64>(in, QMetaType::Double, value, max, count);
     case LongLongsTag:
-        in->goTo(behind);
-        return readTypedArray<quint64>(in, QMetaType::LongLong, value, most, count);
+        in->seek(after);
+        return readTypedArray<quint64>(in, QMetaType::LongLong, value, max, count);
     case IntsTag:
-        in->goTo(behind);
-        return readTypedArray<quint32>(in, QMetaType::Int, value, most, count);
+        in->seek(after);
+        return readTypedArray<quint32>(in, QMetaType::Int, value, max, count);
     default:
         *count = 1;
         return readValue(in, value, 0);

@@ -1,52 +1,45 @@
-#include "wireform_p.h"
-#include "wireformat.h"
-#include "wireoutput_p.h"
+#include "codec/variantbits_p.h"
+#include "codec/wireform_p.h"
+#include "codec/wireformat_p.h"
+#include "codec/wireoutput_p.h"
 
 #include <lxmsg/packedbody.h>
 
 #include <QHash>
 #include <QtEndian>
 
-#include <cstring>
-
 using namespace LxWireForm;
+using LxVariantBits::bitsOf;
+using LxVariantBits::isMarkedNull;
+using LxVariantBits::typeOf;
 
 namespace {
 
-// A layout, and the item that its keys are written as.
+// A layout and its encoded keys.
 struct KeyBlock
 {
     LxRowLayout::Pointer layout;
     QByteArray item;
 };
 
-// The end of the run of numbers of one type that begins with `value`. Anything else is a run of its own.
+// The end of the run of numbers of one type that begins with `value`. Any other value is a run of one.
 const QVariant *endOfRun(const QVariant *value, const QVariant *end)
 {
-    const QVariant::DataPtr &first = value->data_ptr();
-    const auto type = first.type;
-    ++value;
-    if (first.is_null || (type != QMetaType::Double && type != QMetaType::LongLong && type != QMetaType::Int))
-        return value;
-    while (value != end && value->data_ptr().type == type && !value->data_ptr().is_null)
-        ++value;
-    return value;
-}
-
-// The bytes of a number, whichever it is: a double that is no number keeps them all.
-template<typename Bits>
-Bits bitsOf(const QVariant &value)
-{
-    Bits bits;
-    std::memcpy(&bits, &value.data_ptr().data, sizeof(bits));
-    return bits;
+    const auto type = typeOf(*value);
+    const bool isNumber = type == QMetaType::Double || type == QMetaType::LongLong || type == QMetaType::Int;
+    const QVariant *next = value + 1;
+    if (!isNumber || isMarkedNull(*value))
+        return next;
+    while (next != end && typeOf(*next) == type && !isMarkedNull(*next))
+        ++next;
+    return next;
 }
 
 template<typename Bits>
 void appendTypedArray(Output *out, quint64 tag, const QVariant *begin, const QVariant *end)
 {
     const auto size = static_cast<size_t>(end - begin) * sizeof(Bits);
-    char *at = out->room(2 * Output::MostHeadBytes + size);
+    char *at = out->room(2 * Output::MaxHeadBytes + size);
     at = Output::writeHead(at, Tag, tag);
     at = Output::writeHead(at, Bytes, size);
     for (; begin != end; ++begin, at += sizeof(Bits))
@@ -54,10 +47,10 @@ void appendTypedArray(Output *out, quint64 tag, const QVariant *begin, const QVa
     out->commit(at);
 }
 
-// Appends numbers of one type.
+// Appends a run of numbers of one type.
 void appendRun(Output *out, const QVariant *begin, const QVariant *end)
 {
-    switch (begin->data_ptr().type) {
+    switch (typeOf(*begin)) {
     case QMetaType::Double:
         appendTypedArray<quint64>(out, DoublesTag, begin, end);
         break;
@@ -72,7 +65,7 @@ void appendRun(Output *out, const QVariant *begin, const QVariant *end)
 
 void appendLongLong(Output *out, qint64 value)
 {
-    // The negative numbers of CBOR count from -1 downwards.
+    // CBOR encodes a negative integer n as -1 - n.
     if (value >= 0)
         out->appendHead(Unsigned, static_cast<quint64>(value));
     else
@@ -92,32 +85,32 @@ void appendDouble(Output *out, const QVariant &value)
 struct LxWireWriter::Private
 {
     bool writeMessage(const LxWireMessage &message);
-    void forgetMessage();
+    void reset();
     bool writeBody(const LxPackedBody &body);
     bool collectKeyBlocks(const LxPackedBody &body);
     bool encodeKeys(const LxRowLayout::Pointer &layout, QByteArray *item);
-    int numberOf(const QByteArray &item);
+    int indexOfBlock(const QByteArray &item);
     bool writeRow(const LxPackedRow &row, int block);
     bool writeValue(const QVariant &value, int depth);
     bool writeList(const QVariantList &list, int depth);
     bool writeMap(const QVariantMap &map, int depth);
-    bool writeTexts(const QStringList &texts);
-    bool writeText(Output *to, const QString &text);
-    bool writeUtf8(Output *to, const QString &text);
-    bool writeUtf16(Output *to, const QString &text);
-    bool checkTextSize(int size);
+    bool writeStringList(const QStringList &strings);
+    bool writeString(Output *to, const QString &string);
+    bool writeUtf8(Output *to, const QString &string);
+    bool writeUtf16(Output *to, const QString &string);
+    bool checkStringSize(int size);
     bool countValues(int count);
     bool fail(const QString &reason);
 
-    Kept<KeyBlock> kept { LxWireLimits::KeyBlocksKept };
+    RecentlyUsed<KeyBlock> cache { LxWireLimits::CachedKeyBlocks };
     QString error;
 
-    // Of the message being written:
+    // Of the current message:
     Output out;
     int values = 0;
-    QVector<QByteArray> items;      // its key blocks
-    QHash<QByteArray, int> numbers; // of its key blocks, if there is more than one
-    QVector<int> blocks;            // by row
+    QVector<QByteArray> items; // its key blocks
+    QHash<QByteArray, int> blockIndexes; // indexes of its key blocks, if there is more than one
+    QVector<int> blocks; // index of the key block, by row
 };
 
 LxWireWriter::LxWireWriter() : d(std::make_unique<Private>()) { }
@@ -131,16 +124,16 @@ QByteArray LxWireWriter::write(const LxWireMessage &message, QString *error)
         bytes = d->out.copy();
     else
         *error = d->error;
-    d->forgetMessage();
+    d->reset();
     return bytes;
 }
 
-void LxWireWriter::Private::forgetMessage()
+void LxWireWriter::Private::reset()
 {
     out.clear();
     values = 0;
     items.clear();
-    numbers.clear();
+    blockIndexes.clear();
     blocks.clear();
 }
 
@@ -162,7 +155,7 @@ bool LxWireWriter::Private::writeMessage(const LxWireMessage &message)
 {
     out.appendHead(Array, MessageItems);
     out.appendHead(Unsigned, Version);
-    if (!writeText(&out, message.type) || !writeText(&out, message.client))
+    if (!writeString(&out, message.type) || !writeString(&out, message.client))
         return false;
     out.appendHead(Unsigned, message.epoch);
     out.appendHead(Unsigned, message.sequence);
@@ -196,7 +189,7 @@ bool LxWireWriter::Private::writeBody(const LxPackedBody &body)
     return true;
 }
 
-// Fills `items` and `blocks`. Layouts of equal keys become one block.
+// Fills `items` and `blocks`. Layouts with equal keys become one block.
 bool LxWireWriter::Private::collectKeyBlocks(const LxPackedBody &body)
 {
     const LxRowLayout *last = nullptr;
@@ -209,11 +202,11 @@ bool LxWireWriter::Private::collectKeyBlocks(const LxPackedBody &body)
         last = layout.get();
         if (!layout)
             return fail(QStringLiteral("row %1 has no layout").arg(i));
-        const KeyBlock *known = kept.find([&layout](const KeyBlock &block) { return block.layout == layout; });
+        const KeyBlock *known = cache.find([&layout](const KeyBlock &block) { return block.layout == layout; });
         QByteArray item = known ? known->item : QByteArray();
         if (!known && !encodeKeys(layout, &item))
             return false;
-        blocks.append(numberOf(item));
+        blocks.append(indexOfBlock(item));
         if (items.size() > LxWireLimits::KeyBlocks)
             return fail(QStringLiteral("rows of more than %1 layouts").arg(LxWireLimits::KeyBlocks));
     }
@@ -228,28 +221,28 @@ bool LxWireWriter::Private::encodeKeys(const LxRowLayout::Pointer &layout, QByte
     Output block;
     block.appendHead(Array, static_cast<quint64>(keys.size()));
     for (const QString &key : keys) {
-        if (!writeText(&block, key))
+        if (!writeString(&block, key))
             return false;
     }
     Output head;
     head.appendHead(Tag, EmbeddedTag);
     head.appendHead(Bytes, block.size());
     *item = head.copy() + block.copy();
-    if (block.size() <= LxWireLimits::KeyBlockBytesKept)
-        kept.keep({ layout, *item });
+    if (block.size() <= LxWireLimits::MaxCachedKeyBlockBytes)
+        cache.insert({ layout, *item });
     return true;
 }
 
-// The number of a key block in this message.
-int LxWireWriter::Private::numberOf(const QByteArray &item)
+// The index of a key block in this message.
+int LxWireWriter::Private::indexOfBlock(const QByteArray &item)
 {
     if (!items.isEmpty()) {
-        if (numbers.isEmpty())
-            numbers.insert(items.constFirst(), 0);
-        const auto known = numbers.constFind(item);
-        if (known != numbers.constEnd())
+        if (blockIndexes.isEmpty())
+            blockIndexes.insert(items.constFirst(), 0);
+        const auto known = blockIndexes.constFind(item);
+        if (known != blockIndexes.constEnd())
             return *known;
-        numbers.insert(item, items.size());
+        blockIndexes.insert(item, items.size());
     }
     items.append(item);
     return items.size() - 1;
@@ -267,15 +260,15 @@ bool LxWireWriter::Private::writeRow(const LxPackedRow &row, int block)
     quint64 count = 1;
     const QVariant *const end = row.values.constEnd();
     for (const QVariant *value = row.values.constBegin(); value != end; ++count) {
-        const QVariant *const behind = endOfRun(value, end);
-        if (behind - value > 1) {
-            appendRun(&out, value, behind);
+        const QVariant *const after = endOfRun(value, end);
+        if (after - value > 1) {
+            appendRun(&out, value, after);
         } else if (!writeValue(*value, 0)) {
             const auto position = static_cast<int>(value - row.values.constBegin());
             error.prepend(QStringLiteral("\"%1\": ").arg(keys.at(position)));
             return false;
         }
-        value = behind;
+        value = after;
     }
     out.insertArrayHead(start, count);
     return true;
@@ -284,7 +277,7 @@ bool LxWireWriter::Private::writeRow(const LxPackedRow &row, int block)
 bool LxWireWriter::Private::writeValue(const QVariant &value, int depth)
 {
     const int type = value.userType();
-    const bool isMarked = value.data_ptr().is_null && type != QMetaType::UnknownType && type != QMetaType::QString;
+    const bool isMarked = isMarkedNull(value) && type != QMetaType::UnknownType && type != QMetaType::QString;
     if (isMarked)
         out.appendHead(Tag, NullTag);
     switch (type) {
@@ -292,37 +285,38 @@ bool LxWireWriter::Private::writeValue(const QVariant &value, int depth)
         out.appendByte(Undefined);
         return true;
     case QMetaType::Bool:
-        out.appendByte(value.data_ptr().data.b ? True : False);
+        out.appendByte(value.toBool() ? True : False);
         return true;
     case QMetaType::Int:
         appendRun(&out, &value, &value + 1);
         return true;
     case QMetaType::LongLong:
-        appendLongLong(&out, value.data_ptr().data.ll);
+        appendLongLong(&out, value.toLongLong());
         return true;
     case QMetaType::Double:
         appendDouble(&out, value);
         return true;
     case QMetaType::QString:
-        return writeText(&out, *static_cast<const QString *>(value.constData()));
+        return writeString(&out, *static_cast<const QString *>(value.constData()));
     case QMetaType::QStringList:
-        return writeTexts(*static_cast<const QStringList *>(value.constData()));
+        return writeStringList(*static_cast<const QStringList *>(value.constData()));
     case QMetaType::QVariantList:
         return writeList(*static_cast<const QVariantList *>(value.constData()), depth);
     case QMetaType::QVariantMap:
         return writeMap(*static_cast<const QVariantMap *>(value.constData()), depth);
     default:
-        return fail(QStringLiteral("a %1 cannot travel").arg(QString::fromLatin1(value.typeName())));
+        return fail(QStringLiteral("a %1 cannot be sent").arg(QString::fromLatin1(value.typeName())));
     }
 }
 
-bool LxWireWriter::Private::writeTexts(const QStringList &texts)
+bool LxWireWriter::Private::writeStringList(const QStringList &strings)
 {
-    if (!countValues(texts.size()))
+    if (!countValues(strings.size()))
         return false;
-    out.appendHead(Tag, TextsTag);
-    out.appendHead(Array, static_cast<quint64>(texts.size()));
-    return std::all_of(texts.begin(), texts.end(), [this](const QString &text) { return writeText(&out, text); });
+    out.appendHead(Tag, StringListTag);
+    out.appendHead(Array, static_cast<quint64>(strings.size()));
+    return std::all_of(strings.begin(), strings.end(),
+                       [this](const QString &string) { return writeString(&out, string); });
 }
 
 bool LxWireWriter::Private::writeList(const QVariantList &list, int depth)
@@ -344,27 +338,27 @@ bool LxWireWriter::Private::writeMap(const QVariantMap &map, int depth)
         return false;
     out.appendHead(Map, static_cast<quint64>(map.size()));
     for (auto entry = map.begin(); entry != map.end(); ++entry) {
-        if (!writeText(&out, entry.key()) || !writeValue(*entry, depth + 1))
+        if (!writeString(&out, entry.key()) || !writeValue(*entry, depth + 1))
             return false;
     }
     return true;
 }
 
-bool LxWireWriter::Private::writeText(Output *to, const QString &text)
+bool LxWireWriter::Private::writeString(Output *to, const QString &string)
 {
-    if (text.isNull()) {
+    if (string.isNull()) {
         to->appendByte(Null);
         return true;
     }
-    // Nothing but texts makes a message of few values long: so it does not grow without end.
+    // Only strings can make a message of few values long, so checking here bounds the memory of a message.
     if (to->size() > LxWireLimits::MessageBytes)
         return fail(QStringLiteral("more than %1 bytes").arg(LxWireLimits::MessageBytes));
-    if (!checkTextSize(text.size()))
+    if (!checkStringSize(string.size()))
         return false;
-    // Most texts are ASCII; whether this one is shows when it is written as such.
-    const auto size = static_cast<size_t>(text.size());
-    char *at = Output::writeHead(to->room(Output::MostHeadBytes + size), Text, size);
-    const auto *characters = text.utf16();
+    // Most strings are ASCII: encode the string as ASCII and check afterwards whether it was.
+    const auto size = static_cast<size_t>(string.size());
+    char *at = Output::writeHead(to->room(Output::MaxHeadBytes + size), Text, size);
+    const auto *characters = string.utf16();
     ushort all = 0;
     for (size_t i = 0; i < size; ++i) {
         all |= characters[i];
@@ -374,34 +368,34 @@ bool LxWireWriter::Private::writeText(Output *to, const QString &text)
         to->commit(at + size);
         return true;
     }
-    return hasLoneSurrogate(text) ? writeUtf16(to, text) : writeUtf8(to, text);
+    return hasLoneSurrogate(string) ? writeUtf16(to, string) : writeUtf8(to, string);
 }
 
-bool LxWireWriter::Private::writeUtf8(Output *to, const QString &text)
+bool LxWireWriter::Private::writeUtf8(Output *to, const QString &string)
 {
-    const QByteArray utf8 = text.toUtf8();
-    if (!checkTextSize(utf8.size()))
+    const QByteArray utf8 = string.toUtf8();
+    if (!checkStringSize(utf8.size()))
         return false;
     to->appendHead(Text, static_cast<quint64>(utf8.size()));
     to->append(utf8.constData(), static_cast<size_t>(utf8.size()));
     return true;
 }
 
-bool LxWireWriter::Private::writeUtf16(Output *to, const QString &text)
+bool LxWireWriter::Private::writeUtf16(Output *to, const QString &string)
 {
-    const int size = text.size() * static_cast<int>(sizeof(quint16));
-    if (!checkTextSize(size))
+    const int size = string.size() * static_cast<int>(sizeof(quint16));
+    if (!checkStringSize(size))
         return false;
     to->appendHead(Tag, Utf16Tag);
     to->appendHead(Bytes, static_cast<quint64>(size));
     char *at = to->room(static_cast<size_t>(size));
-    qToLittleEndian<quint16>(text.utf16(), text.size(), at);
+    qToLittleEndian<quint16>(string.utf16(), string.size(), at);
     to->commit(at + size);
     return true;
 }
 
-bool LxWireWriter::Private::checkTextSize(int size)
+bool LxWireWriter::Private::checkStringSize(int size)
 {
-    return size <= LxWireLimits::TextBytes
-            || fail(QStringLiteral("a text of more than %1 bytes").arg(LxWireLimits::TextBytes));
+    return size <= LxWireLimits::StringBytes
+        || fail(QStringLiteral("a string of more than %1 bytes").arg(LxWireLimits::StringBytes));
 }

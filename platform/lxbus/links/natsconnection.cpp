@@ -1,6 +1,6 @@
-#include "natsconnection.h"
+#include "links/natsconnection_p.h"
 
-#include "natsurl.h"
+#include "links/natsurl_p.h"
 
 #include <QCoreApplication>
 #include <QDeadlineTimer>
@@ -20,16 +20,17 @@ constexpr int PingIntervalMs = 5000; // two without an answer, and the connectio
 constexpr int WriteDeadlineMs = 5000;
 constexpr int ClosingFlushMs = 2000;
 
-// The NATS library's words, without the place in its source, "(conn.c:123): ". Called on its threads, also while the
-// process exits: nothing of Qt that is made on first use, as regular expressions are.
+// The error message of the NATS library, without the position in its source, "(conn.c:123): ". Called on the library's
+// threads, also while the process exits, so it must not use objects that Qt constructs on first use, such as those of
+// regular expressions.
 QString textOf(natsStatus status, const char *details)
 {
     const QString text = QString::fromUtf8(natsStatus_GetText(status));
     QString more = QString::fromUtf8(details);
-    const QLatin1String behindPlace("): ");
-    const int end = more.indexOf(behindPlace);
+    const QLatin1String placeEnd("): ");
+    const int end = more.indexOf(placeEnd);
     if (more.startsWith(QLatin1Char('(')) && end > 0)
-        more.remove(0, end + behindPlace.size());
+        more.remove(0, end + placeEnd.size());
     return more.isEmpty() || more == text ? text : QStringLiteral("%1: %2").arg(text, more);
 }
 
@@ -99,6 +100,13 @@ public:
         static_cast<Handler *>(closure)->function(LxNatsMessage(message));
     }
 
+    bool waitForRefusal(QDeadlineTimer deadline)
+    {
+        QMutexLocker locker(&m_mutex);
+        while (!m_refused && !m_closed && m_changed.wait(&m_mutex, deadline)) { }
+        return m_refused || m_closed;
+    }
+
     void waitUntilNothingComes()
     {
         QMutexLocker locker(&m_mutex);
@@ -138,25 +146,31 @@ private:
 
     static void failed(natsConnection *connection, natsSubscription *subscription, natsStatus status, void *closure)
     {
-        LxNatsObserver *const observer = static_cast<Callbacks *>(closure)->observer();
+        auto *self = static_cast<Callbacks *>(closure);
+        LxNatsObserver *const observer = self->observer();
         if (!observer)
             return;
-        if (status == NATS_NOT_PERMITTED)
+        if (status == NATS_NOT_PERMITTED) {
             observer->connectionRefused(lastErrorOf(connection));
-        else if (status == NATS_SLOW_CONSUMER && subscription)
+            QMutexLocker locker(&self->m_mutex);
+            self->m_refused = true;
+            self->m_changed.wakeAll();
+        } else if (status == NATS_SLOW_CONSUMER && subscription) {
             observer->handlerFellBehind(QString::fromUtf8(natsSubscription_GetSubject(subscription)));
+        }
     }
 
     QMutex m_mutex; // guards what follows
     QWaitCondition m_changed;
     LxNatsObserver *m_observer = nullptr;
     bool m_closed = false;
+    bool m_refused = false; // the observer has been told of a subject that the broker refuses
     int m_handlers = 0; // that NATS may still call
 };
 
 namespace {
 
-// Connecting may hang in the look-up of a name; whoever wants the connection then goes on without it.
+// Connecting may hang in the look-up of a name; the caller then goes on without a connection.
 struct Attempt
 {
     QMutex mutex;
@@ -276,7 +290,10 @@ std::unique_ptr<LxNatsConnection> LxNatsConnection::open(const QString &urlText,
             callbacks.release(); // the thread's
         return nullptr;
     }
-    return std::unique_ptr<LxNatsConnection>(new LxNatsConnection(attempt->connection, std::move(callbacks)));
+    auto opened = std::unique_ptr<LxNatsConnection>(new LxNatsConnection(attempt->connection, std::move(callbacks)));
+    if (!url.password.isEmpty()) // otherwise the user is a secret token
+        opened->m_user = QString::fromUtf8(url.user);
+    return opened;
 }
 
 LxNatsConnection::LxNatsConnection(natsConnection *connection, std::unique_ptr<Callbacks> callbacks)
@@ -287,7 +304,42 @@ LxNatsConnection::LxNatsConnection(natsConnection *connection, std::unique_ptr<C
 LxNatsConnection::~LxNatsConnection()
 {
     close();
+    for (natsSubscription *subscription : m_beforeBarrier)
+        natsSubscription_Destroy(subscription);
+    for (natsSubscription *subscription : m_retired)
+        natsSubscription_Destroy(subscription);
     natsConnection_Destroy(m_connection);
+}
+
+LxNatsSubscription::~LxNatsSubscription()
+{
+    if (m_subscription)
+        m_connection->retire(m_subscription);
+}
+
+void LxNatsConnection::retire(natsSubscription *subscription)
+{
+    natsSubscription_Unsubscribe(subscription);
+    QMutexLocker locker(&m_retiredMutex);
+    m_retired.push_back(subscription);
+    if (!m_beforeBarrier.empty())
+        return;
+    m_beforeBarrier.swap(m_retired);
+    publish(m_barrierSubject, QByteArray());
+}
+
+void LxNatsConnection::passBarrier()
+{
+    std::vector<natsSubscription *> passed;
+    {
+        QMutexLocker locker(&m_retiredMutex);
+        passed.swap(m_beforeBarrier);
+        m_beforeBarrier.swap(m_retired);
+        if (!m_beforeBarrier.empty())
+            publish(m_barrierSubject, QByteArray());
+    }
+    for (natsSubscription *subscription : passed)
+        natsSubscription_Destroy(subscription);
 }
 
 void LxNatsConnection::close()
@@ -299,8 +351,9 @@ void LxNatsConnection::close()
     m_callbacks->waitUntilNothingComes();
 }
 
-void LxNatsConnection::setObserver(LxNatsObserver *observer)
+void LxNatsConnection::start(LxNatsObserver *observer, const QByteArray &barrierSubject)
 {
+    m_barrierSubject = barrierSubject;
     m_callbacks->setObserver(observer);
 }
 
@@ -318,12 +371,23 @@ LxNatsSubscription LxNatsConnection::subscribe(const QByteArray &subject, const 
     }
     if (natsSubscription_SetOnCompleteCB(subscription, &Callbacks::leave, entered) != NATS_OK)
         Callbacks::abandon(entered); // closed meanwhile; whether it is being called is not known
-    return LxNatsSubscription(subscription);
+    return LxNatsSubscription(this, subscription);
 }
 
 bool LxNatsConnection::publish(const QByteArray &subject, const QByteArray &bytes)
 {
     return natsConnection_Publish(m_connection, subject.constData(), bytes.constData(), bytes.size()) == NATS_OK;
+}
+
+bool LxNatsConnection::publishWithHeader(const QByteArray &subject, const char *name, const QByteArray &value,
+                                         const QByteArray &bytes)
+{
+    natsMsg *created = nullptr;
+    if (natsMsg_Create(&created, subject.constData(), nullptr, bytes.constData(), bytes.size()) != NATS_OK)
+        return false;
+    const LxNatsMessage message(created);
+    return natsMsgHeader_Set(created, name, value.constData()) == NATS_OK
+        && natsConnection_PublishMsg(m_connection, created) == NATS_OK;
 }
 
 bool LxNatsConnection::publishRequest(const QByteArray &subject, const QByteArray &reply, const QByteArray &bytes)
@@ -333,13 +397,19 @@ bool LxNatsConnection::publishRequest(const QByteArray &subject, const QByteArra
         == NATS_OK;
 }
 
-natsStatus LxNatsConnection::request(const QByteArray &subject, const QByteArray &bytes, int timeoutMs,
-                                     std::unique_ptr<LxNatsMessage> *answer)
+bool LxNatsConnection::waitForRefusal(QDeadlineTimer deadline)
 {
-    natsMsg *message = nullptr;
-    const natsStatus status =
-        natsConnection_Request(&message, m_connection, subject.constData(), bytes.constData(), bytes.size(), timeoutMs);
-    if (status == NATS_OK)
-        *answer = std::make_unique<LxNatsMessage>(message);
-    return status;
+    const char *details = nullptr;
+    return natsConnection_GetLastError(m_connection, &details) != NATS_NOT_PERMITTED
+        || m_callbacks->waitForRefusal(deadline);
+}
+
+int LxNatsConnection::payloadLimit() const
+{
+    return static_cast<int>(natsConnection_GetMaxPayload(m_connection));
+}
+
+bool LxNatsConnection::isOpen() const
+{
+    return natsConnection_Status(m_connection) != NATS_CONN_STATUS_CLOSED;
 }

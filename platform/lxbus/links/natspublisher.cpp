@@ -1,7 +1,7 @@
-#include "natspublisher.h"
+#include "links/natspublisher_p.h"
 
 #include "bustopics.h"
-#include "natssubjects.h"
+#include "links/natssubjects_p.h"
 
 #include <chrono>
 
@@ -15,8 +15,8 @@ quint64 microsecondsSince1970()
 
 } // namespace
 
-LxNatsPublisher::LxNatsPublisher(LxNatsConnection *connection, LxBusStatistics *statistics)
-    : m_connection(connection), m_statistics(statistics), m_epoch(microsecondsSince1970())
+LxNatsPublisher::LxNatsPublisher(LxNatsConnection *connection, LxLinkObserver *observer)
+    : m_connection(connection), m_observer(observer), m_epoch(microsecondsSince1970())
 {
 }
 
@@ -34,6 +34,7 @@ bool LxNatsPublisher::publish(const QString &topic, const QString &key, const QV
         bytes = m_writer.write(message, &error);
     } else {
         Latest &latest = latestOf(topic, key);
+        message.client = key;
         message.epoch = m_epoch;
         message.sequence = latest.sequence + 1;
         bytes = m_writer.write(message, &error);
@@ -45,13 +46,13 @@ bool LxNatsPublisher::publish(const QString &topic, const QString &key, const QV
     }
     if (bytes.isEmpty()) {
         locker.unlock();
-        m_statistics->drop(LxBusDrop::Malformed, topic);
+        m_observer->dropped(LxBusDrop::Malformed, topic);
         return false;
     }
     if (m_connection->publish(subject, bytes))
         return true;
     locker.unlock();
-    m_statistics->drop(LxBusDrop::NotSent, topic);
+    m_observer->dropped(LxBusDrop::NotSent, topic);
     return false;
 }
 
@@ -66,10 +67,10 @@ LxNatsPublisher::Latest &LxNatsPublisher::latestOf(const QString &topic, const Q
     latest->subject = LxNatsSubjects::record(path);
     latest->recap = m_connection->subscribe(LxNatsSubjects::recap(path), LxNatsSubjects::publishersGroup,
                                             [this, asked = latest.get()](const LxNatsMessage &request) {
-                                                if (LxNatsSubjects::isReturnAddress(request.reply()))
+                                                if (LxNatsSubjects::isInInbox(request.reply()))
                                                     answerRecap(*asked, request.reply());
                                                 else
-                                                    m_statistics->drop(LxBusDrop::Malformed, QStringLiteral("recap"));
+                                                    m_observer->dropped(LxBusDrop::Malformed, QStringLiteral("recap"));
                                             });
     // Texts may be literals in the memory of a library that is unloaded before the bus ends.
     m_latest.insert({ QString(topic.constData(), topic.size()), QString(key.constData(), key.size()) }, latest);
@@ -84,7 +85,7 @@ void LxNatsPublisher::answerRecap(const Latest &latest, const char *reply)
         bytes = latest.bytes;
     }
     if (!bytes.isEmpty() && !m_connection->publish(reply, bytes))
-        m_statistics->drop(LxBusDrop::NotSent, QStringLiteral("recap"));
+        m_observer->dropped(LxBusDrop::NotSent, QStringLiteral("recap"));
 }
 
 void LxNatsPublisher::publishLatestAgain()
@@ -92,6 +93,6 @@ void LxNatsPublisher::publishLatestAgain()
     QMutexLocker locker(&m_mutex);
     for (const std::shared_ptr<Latest> &latest : std::as_const(m_latest)) {
         if (!latest->bytes.isEmpty() && !m_connection->publish(latest->subject, latest->bytes))
-            m_statistics->drop(LxBusDrop::NotSent, QStringLiteral("recap"));
+            m_observer->dropped(LxBusDrop::NotSent, QStringLiteral("recap"));
     }
 }

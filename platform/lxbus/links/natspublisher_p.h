@@ -1,7 +1,8 @@
 #pragma once
 
-#include "natsconnection.h"
-#include "wireformat.h"
+#include "codec/wireformat_p.h"
+#include "links/link_p.h"
+#include "links/natsconnection_p.h"
 
 #include <QHash>
 #include <QMutex>
@@ -17,7 +18,7 @@
 class LxNatsPublisher
 {
 public:
-    LxNatsPublisher(LxNatsConnection *connection, LxBusStatistics *statistics);
+    LxNatsPublisher(LxNatsConnection *connection, LxLinkObserver *observer);
 
     /// False if the record cannot be written or the connection does not take it, which is counted.
     bool publish(const QString &topic, const QString &key, const QVariant &body);
@@ -38,7 +39,7 @@ private:
     void answerRecap(const Latest &latest, const char *reply);
 
     LxNatsConnection *const m_connection;
-    LxBusStatistics *const m_statistics;
+    LxLinkObserver *const m_observer;
     const quint64 m_epoch; // microseconds since 1970
 
     QMutex m_mutex; // guards what follows; held while publishing, so that records keep their order

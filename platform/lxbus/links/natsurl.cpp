@@ -1,4 +1,4 @@
-#include "natsurl.h"
+#include "links/natsurl_p.h"
 
 #include <QUrl>
 
@@ -24,7 +24,7 @@ bool LxNatsUrl::parse(const QString &text, LxNatsUrl *url, QString *error)
         const QUrl parsed(plainScheme + server, QUrl::StrictMode);
         const bool rest = !parsed.path().isEmpty() && parsed.path() != QLatin1String("/");
         if (!parsed.isValid() || parsed.host().isEmpty() || rest || parsed.hasQuery() || parsed.hasFragment()) {
-            *error = QStringLiteral("\"%1\" is no host and port of a broker").arg(server.section(QLatin1Char('@'), -1));
+            *error = QStringLiteral("\"%1\" is not the host and port of a broker").arg(server.section(QLatin1Char('@'), -1));
             return false;
         }
         if (!parsed.userName().isEmpty()) {

@@ -1,4 +1,4 @@
-// A plug-in's view of the library: its two public headers and nothing else.
+// Uses the library as a plug-in does: by its two public headers only.
 
 #include <lxquotadata.h>
 #include <lxquotahandler.h>
@@ -14,7 +14,7 @@ int main(int argc, char *argv[])
                      [&quotes](const StockQuotaData &) { ++quotes; });
     QStringList symbols { QStringLiteral("600000.SH") };
     quota.SubscribeQuote(symbols, true);
-    // Nobody publishes: there is no quote.
+    // Nothing is published, so there is no quote.
     const StockQuotaData quote = quota.GetLastStockQuotaData(symbols.first());
     return quote.Symbol.isEmpty() && quote.LastPx == QUOTA_INVALID_VALUE && quotes == 0 ? 0 : 1;
 }

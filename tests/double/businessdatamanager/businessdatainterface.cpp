@@ -14,7 +14,7 @@ static QString record(Sent::Call call, LxPresenterClass *presenter, const QVaria
     sent.kind = kind;
     sent.mode = mode;
     LxDouble::record(sent);
-    return QStringLiteral("refused"); // nobody may care
+    return QStringLiteral("refused"); // the library must ignore it
 }
 
 QString BusinessDataInterface::SubscribeSecurityQuotation(LxPresenterClass *presenter, const QVariant &symbols,

@@ -4,8 +4,7 @@
 
 #include <QString>
 
-// The texts differ from those of other platforms, so that whoever writes one out instead of using its constant is
-// found.
+// The values differ from those of other platforms, so that tests detect code that uses a literal instead of a constant.
 namespace Orca_Fields {
 namespace System {
 extern LXDOUBLE_EXPORT const QString msgType;

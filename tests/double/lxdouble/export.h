@@ -2,5 +2,6 @@
 
 #include <QtGlobal>
 
-/// The double is only ever built and used as shared libraries of one tool chain, so one macro serves all eight.
+/// The eight libraries of the double are always shared libraries, built with the same tool chain, so one macro
+/// suffices.
 #define LXDOUBLE_EXPORT Q_DECL_EXPORT

@@ -10,7 +10,8 @@
 class LxPluginBaseObject;
 class LxPresenterClass;
 
-/// The test's hand on the recording double: what the code under test sent, and what comes back to it. Any thread.
+/// Controls the recording double: returns what the code under test has sent, and determines what it receives. Any
+/// thread.
 namespace LxDouble {
 
 /// One call that went out to the platform.
@@ -29,10 +30,10 @@ struct Sent
     int kind = 0; ///< rankings
     int mode = 0; ///< rankings
     QString thread; ///< object name of the calling thread
-    qint64 nsecs = 0; ///< on a clock that only goes forward
+    qint64 nsecs = 0; ///< on a monotonic clock
 };
 
-/// A presenter alive.
+/// An existing presenter.
 struct Presenter
 {
     LxPresenterClass *object = nullptr;
@@ -61,22 +62,18 @@ LXDOUBLE_EXPORT QVector<Sent> sent(const QString &type);
 /// Waits until `count` messages of this type were sent since the last forgetSent().
 LXDOUBLE_EXPORT bool waitForSent(const QString &type, int count, int timeoutMs = 20000);
 LXDOUBLE_EXPORT void forgetSent();
-/// Forgets all that was recorded; needed before the library under test is unloaded, since the texts of its constants,
-/// which the records share, go with it.
-LXDOUBLE_EXPORT void forgetEverything();
-
 LXDOUBLE_EXPORT QVector<PropertyWrite> propertyWrites();
-/// The plug-in objects alive, in order of construction.
+/// The existing plug-in objects, in order of construction.
 LXDOUBLE_EXPORT QVector<LxPluginBaseObject *> pluginObjects();
-/// The presenters alive, in order of construction.
+/// The existing presenters, in order of construction.
 LXDOUBLE_EXPORT QVector<Presenter> presenters();
-/// Calls that reached the presenter base class's own ProcSubMsg and ProcAsyncCallBack.
+/// Calls that reached ProcSubMsg and ProcAsyncCallBack of the presenter base class.
 LXDOUBLE_EXPORT int baseSubCalls();
 LXDOUBLE_EXPORT QVector<QVariantList> baseAsyncCalls();
 /// The symbols whose names were asked for, with the default names given.
 LXDOUBLE_EXPORT QVector<QPair<QString, QString>> namesAskedFor();
 
-// --- What comes back ---
+// --- What the code under test receives ---
 
 /// Calls ProcSubMsg of every presenter that subscribed `topic`, on the bus thread.
 LXDOUBLE_EXPORT void publish(const QString &topic, const QVariant &data);
@@ -103,11 +100,11 @@ using PriceRule = std::function<double(const QVariantMap &row)>;
 LXDOUBLE_EXPORT void setLatestPrice(const PriceRule &rule);
 LXDOUBLE_EXPORT double latestPrice(const QVariantMap &row);
 
-/// A property that plug-in objects constructed from now on have from the start; an invalid value ends that.
+/// A property that plug-in objects constructed from now on have initially; an invalid value removes it.
 LXDOUBLE_EXPORT void setNewPluginProperty(const QString &key, const QVariant &value);
-/// Called on the constructing thread at the start of every presenter's construction; null ends that.
+/// Sets a function that is called at the start of every presenter's construction, on the same thread; null removes it.
 LXDOUBLE_EXPORT void setPresenterGate(const std::function<void()> &gate);
-/// Called on the calling thread before every call that goes out is recorded; null ends that.
+/// Sets a function that is called before each outgoing call is recorded, on the same thread; null removes it.
 LXDOUBLE_EXPORT void setRecordHook(const std::function<void()> &hook);
 
 } // namespace LxDouble

@@ -13,7 +13,7 @@ struct LiveMessages
     QSet<CMessageCommon *> messages;
 };
 
-// Constructed with the library, so that it outlives every thread that a static object of the client ends.
+// Constructed when the library is loaded, so that it outlives every thread that a static object of the client ends.
 LiveMessages live;
 
 } // namespace

@@ -5,7 +5,7 @@
 #include <QString>
 #include <QVariant>
 
-/// A message for the bus; keeps count of itself, see <lxdouble/messages.h>.
+/// A message for the bus. Existing messages are counted; see <lxdouble/messages.h>.
 class LXDOUBLE_EXPORT CMessageCommon
 {
 public:

@@ -3,7 +3,22 @@
 
 #include <lxdefine/lxfields.h>
 
+#include <QMutex>
+
 #include <atomic>
+
+namespace {
+
+QMutex hookMutex;
+std::function<void()> currentHook; // guarded by hookMutex
+
+std::function<void()> rowValueHook()
+{
+    QMutexLocker locker(&hookMutex);
+    return currentHook;
+}
+
+} // namespace
 
 // --- CPackMessageCommon ---
 
@@ -61,13 +76,15 @@ CUnPackMessageCommon::CUnPackMessageCommon() = default;
 
 void CUnPackMessageCommon::SetUnPackMsg(const QVariant &msg, bool)
 {
-    m_rows = LxDouble::bodyOf(msg).rows;
+    const LxDouble::Body body = LxDouble::bodyOf(msg);
+    m_rows = body.rows;
+    m_rowCount = body.claimedRowCount.value_or(m_rows.size());
     SetCurrentRow(0);
 }
 
 int CUnPackMessageCommon::GetRowCount() const
 {
-    return m_rows.size();
+    return m_rowCount;
 }
 
 void CUnPackMessageCommon::SetCurrentRow(int row)
@@ -82,14 +99,23 @@ QVariant CUnPackMessageCommon::GetValue(const QString &key, const QVariant &defa
 
 QMap<QString, QVariant> CUnPackMessageCommon::GetRowValue() const
 {
+    if (const std::function<void()> hook = rowValueHook())
+        hook();
     return m_row;
 }
 
 // --- Bodies ---
 
-QVariant LxDouble::packRows(const QVector<QVariantMap> &rows)
+void LxDouble::setRowValueHook(const std::function<void()> &hook)
+{
+    QMutexLocker locker(&hookMutex);
+    currentHook = hook;
+}
+
+QVariant LxDouble::packRows(const QVector<QVariantMap> &rows, std::optional<int> claimedRowCount)
 {
     Body body;
+    body.claimedRowCount = claimedRowCount;
     for (const QVariantMap &row : rows) {
         body.rows.append(row);
         body.keys.append(row.keys());

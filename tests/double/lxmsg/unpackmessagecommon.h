@@ -18,5 +18,6 @@ public:
 
 private:
     QVariantList m_rows;
+    int m_rowCount = 0; // as the body claims
     QVariantMap m_row;
 };

@@ -11,4 +11,7 @@ class LXDOUBLE_EXPORT LxThread : public QThread
 public:
     explicit LxThread(QObject *parent = nullptr);
     ~LxThread() override;
+
+protected:
+    void connectNotify(const QMetaMethod &signal) override;
 };

@@ -6,7 +6,8 @@
 
 namespace {
 
-// Constructed with the library, so that it outlives every presenter that a static object of the client may own.
+// Constructed when the library is loaded, so that it outlives every presenter that a static object of the client may
+// own.
 BusThread theBusThread;
 
 } // namespace
@@ -18,7 +19,7 @@ BusThread &BusThread::instance()
 
 BusThread::BusThread()
 {
-    qRegisterMetaType<LxDouble::Body>(); // as Recorder does, for what the queue may still hold in the end
+    qRegisterMetaType<LxDouble::Body>(); // for the same reason as in Recorder: the queue may still hold bodies at exit
     setObjectName(QStringLiteral("LxDouble_BusThread"));
 }
 

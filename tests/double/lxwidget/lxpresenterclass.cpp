@@ -11,7 +11,7 @@ using LxDouble::Sent;
 
 namespace {
 
-// Takes the message over.
+// Takes ownership of the message.
 void recordMessage(Sent::Call call, LxPresenterClass *presenter, const QString &pid, CMessageCommon *message)
 {
     const std::unique_ptr<CMessageCommon> owned(message);
@@ -39,7 +39,7 @@ LxPresenterClass::LxPresenterClass(const QString &name, QObject *parent, IMessag
     if (gate)
         gate();
     QMutexLocker locker(&recorder.mutex);
-    // Not the name: whoever takes the one for the other is found.
+    // Differs from the name, so that tests detect code that confuses the two.
     m_pid = QStringLiteral("%1#%2").arg(name).arg(++recorder.presentersSoFar);
     recorder.presenters.append({ this, name, m_pid, type, parent, QThread::currentThread()->objectName() });
 }

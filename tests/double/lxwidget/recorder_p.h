@@ -8,7 +8,7 @@
 #include <QSet>
 #include <QWaitCondition>
 
-/// Everything that the recording double knows, under one mutex.
+/// The state of the recording double, guarded by one mutex.
 struct Recorder
 {
     static Recorder &instance();
@@ -36,7 +36,7 @@ struct Recorder
 private:
     Recorder()
     {
-        // Bodies are kept here, which takes a table of meta types that is older, to be destroyed later.
+        // Bodies are kept here, so the table of meta types must be constructed before, in order to be destroyed later.
         qRegisterMetaType<LxDouble::Body>();
         clock.start();
     }

@@ -9,7 +9,7 @@ using namespace LxDouble;
 
 namespace {
 
-// Loaded with the library, for plug-in objects that are static themselves.
+// Constructed when the library is loaded, since plug-in objects are static, too.
 [[maybe_unused]] const Recorder &loaded = Recorder::instance();
 
 QVector<Sent> ofType(const QVector<Sent> &all, const QString &type)
@@ -74,16 +74,6 @@ void LxDouble::forgetSent()
 {
     QMutexLocker locker(&Recorder::instance().mutex);
     Recorder::instance().sent.clear();
-}
-
-void LxDouble::forgetEverything()
-{
-    Recorder &recorder = Recorder::instance();
-    QMutexLocker locker(&recorder.mutex);
-    recorder.sent.clear();
-    recorder.propertyWrites.clear();
-    recorder.baseAsyncCalls.clear();
-    recorder.namesAskedFor.clear();
 }
 
 QVector<PropertyWrite> LxDouble::propertyWrites()

@@ -1,15 +1,15 @@
-// A client that writes down all that the library announces, with all its fields, for comparison.
+// A client that writes everything that the library announces to a file, with all fields, for comparison.
 //
 //     announcements BUS FOLDER FILE local       replays the folder itself
 //     announcements BUS FOLDER FILE remote      writes "ready", and ends with the line that says that the replay has
 //     announcements BUS FOLDER FILE replay      only replays the folder
 
-#include <busear.h>
+#include <busrecorder.h>
 #include <csvtable.h>
 #include <market.h>
 #include <quotefields.h>
+#include <securities.h>
 
-#include <lxbusinessdata/businessdatabase.h>
 #include <lxmsg/unpackmessagecommon.h>
 #include <lxquotahandler.h>
 
@@ -85,7 +85,7 @@ QByteArray textOf(const QVariant &body)
     return text;
 }
 
-// Writes what is announced on the library's thread, and behind it what came as it came, on the bus's.
+// Writes the announcements made on the library's thread, followed by the messages received on the bus's threads.
 class Writer : public QObject
 {
 public:
@@ -109,11 +109,12 @@ public:
         connect(quota, &Q::signalRecordTransactionUpdate, this, symbol("trade"), direct);
         connect(quota, &Q::signalIndicatorRankingData, this, record("ranking"), direct);
         connect(quota, &Q::signalUpDownAnalyzeData, this, record("updown"), direct);
-        connect(quota, &Q::sigRecvQuotaData, this,
-                [this](const QVariant &type, const QVariant &data) {
-                    m_received += "as it came " + type.toString().toUtf8() + ' ' + textOf(data) + '\n';
-                },
-                direct);
+        connect(
+            quota, &Q::sigRecvQuotaData, this,
+            [this](const QVariant &type, const QVariant &data) {
+                m_received += "as it came " + type.toString().toUtf8() + ' ' + textOf(data) + '\n';
+            },
+            direct);
     }
 
     bool write(const QString &path) const
@@ -124,7 +125,7 @@ public:
 
 private:
     QByteArray m_announced; // library's thread
-    QByteArray m_received;  // bus's threads, one at a time
+    QByteArray m_received; // bus's threads, one at a time
 };
 
 void subscribeAll(const QString &folder)
@@ -154,7 +155,8 @@ int main(int argc, char *argv[])
     const QString folder = arguments.at(2);
     QString error;
     LxBusOptions busOptions;
-    busOptions.pendingLimit = 1000000; // all of it: whoever replays at full speed waits for nobody behind a broker
+    busOptions.pendingLimit =
+        1000000; // all records: a replay at full speed does not wait for receivers behind a broker
     if (!LxBus::start(arguments.at(1), busOptions, &error))
         qFatal("%s", qPrintable(error));
     ReplayOptions options;
@@ -162,7 +164,7 @@ int main(int argc, char *argv[])
     if (arguments.at(4) == QLatin1String("replay"))
         return Market::replayOntoBus(options).ok ? 0 : 1;
 
-    if (!CBusinessDataBase::GetInstance()->LoadSecurities(recording(QStringLiteral("securities.csv")), &error))
+    if (!loadSecurities(recording(QStringLiteral("securities.csv")), &error))
         qFatal("%s", qPrintable(error));
     const Writer writer;
     subscribeAll(folder);
@@ -175,7 +177,7 @@ int main(int argc, char *argv[])
         QTextStream(stdin).readLine();
         Market::settle();
     }
-    if (const quint64 dropped = LxBus::current()->statistics().droppedInAll())
+    if (const quint64 dropped = LxBus::current()->statistics().totalDropped())
         qFatal("%llu messages dropped", static_cast<unsigned long long>(dropped));
     return writer.write(arguments.at(3)) ? 0 : 1;
 }

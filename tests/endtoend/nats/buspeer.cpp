@@ -1,26 +1,26 @@
-// A process on a bus, worked by lines on its standard input; answers each with a line on its standard output.
+// A process on a bus, controlled by lines on its standard input. It answers each with a line on its standard output.
 //
 //     start URL [pending=N] [timeout=MS]        joins the bus
 //     client NAME TOPIC KIND SYMBOL...          opens an endpoint that reads these symbols
-//     publish TOPIC FIRST LAST SYMBOL...        publishes records of these numbers of each symbol: "ok",
-//                                               how many went out
-//     feed TOPIC SYMBOL...                      publishes on and on, up to 200 records ahead of the broker
-//     halt                                      ends that: "ok", the last number
-//     await NAME NUMBER SYMBOL...               waits until NAME has heard this record, or a later one, of each
-//     flush                                     waits until all that was published before has been taken
-//     count NAME COUNT                          waits until NAME has heard as many
-//     more NAME COUNT                           waits until NAME has heard as many more
-//     heard NAME                                what NAME has heard: "SYMBOL:FIRST-LAST/COUNT", "!" behind it if that
-//                                               was not in order
+//     publish TOPIC FIRST LAST SYMBOL...        publishes records with these numbers for each symbol: "ok", how many
+//                                               were accepted
+//     feed TOPIC SYMBOL...                      publishes continuously, up to 200 records ahead of the broker
+//     halt                                      stops feeding: "ok", the last number
+//     await NAME NUMBER SYMBOL...               waits until NAME has received this record, or a later one, of each
+//     flush                                     waits until everything published before has been delivered
+//     count NAME COUNT                          waits until NAME has received COUNT messages
+//     more NAME COUNT                           waits until NAME has received COUNT more messages
+//     heard NAME                                what NAME has received: "SYMBOL:FIRST-LAST/COUNT", followed by "!" if
+//                                               that was not in order
 //     dropped                                   what the bus has dropped
-//     bulk TOPIC BYTES SYMBOL                   publishes as many bytes, and does not wait for the broker: "ok", the
-//                                               last number
-//     reconnected COUNT                         waits until the connection has come back for the COUNTth time
-//     serve TYPE                                answers requests with their own number
-//     served COUNT                              waits until it has answered as many
-//     storm TYPE THREADS COUNT FIRST            sends requests and waits for the answers: how many came, timed out,
-//                                               failed, were another's
-//     ask NAME TYPE FIRST LAST                  sends requests for whose answers nobody waits
+//     bulk TOPIC BYTES SYMBOL                   publishes BYTES bytes without waiting for the broker: "ok", the last
+//                                               number
+//     reconnected COUNT                         waits until the connection has been restored for the COUNTth time
+//     serve TYPE                                answers each request with its own number
+//     served COUNT                              waits until it has answered COUNT requests
+//     storm TYPE THREADS COUNT FIRST            sends requests and waits for the answers: the numbers of those that
+//                                               were answered, timed out, failed, and got the answer to another request
+//     ask NAME TYPE FIRST LAST                  sends requests without waiting for the answers
 //     quit
 
 #include <bustesting.h>
@@ -80,7 +80,11 @@ public:
         QStringList texts;
         QMutexLocker locker(&m_mutex);
         for (auto one = m_heard.cbegin(); one != m_heard.cend(); ++one) {
-            texts.append(QStringLiteral("%1:%2-%3/%4%5").arg(one.key()).arg(one->first).arg(one->last).arg(one->count)
+            texts.append(QStringLiteral("%1:%2-%3/%4%5")
+                             .arg(one.key())
+                             .arg(one->first)
+                             .arg(one->last)
+                             .arg(one->count)
                              .arg(one->inOrder ? QString() : QStringLiteral("!")));
         }
         return texts.join(QLatin1Char(' '));
@@ -135,7 +139,7 @@ private:
     QMap<QString, Heard> m_heard; // by symbol
     int m_count = 0;
 
-    std::unique_ptr<LxBusEndpoint> m_endpoint; // leaves before what its callbacks use
+    std::unique_ptr<LxBusEndpoint> m_endpoint; // last, to be destroyed before the members that its callbacks use
 };
 
 class Peer
@@ -163,7 +167,7 @@ private:
 
     // The last one goes first.
     std::unique_ptr<Bus> m_bus;
-    std::unique_ptr<Service> m_publisher;
+    std::unique_ptr<Publisher> m_publisher;
     std::unique_ptr<Service> m_service;
     std::map<QString, std::unique_ptr<Reader>> m_readers;
     std::atomic<bool> m_halt { false };
@@ -182,7 +186,7 @@ QString Peer::work(const QStringList &words)
             (option.startsWith(QLatin1String("pending")) ? options.pendingLimit : options.requestTimeoutMs) = value;
         }
         m_bus = std::make_unique<Bus>(options, words.value(1));
-        m_publisher = std::make_unique<Service>(*m_bus);
+        m_publisher = std::make_unique<Publisher>(*m_bus);
         QObject::connect(&(*m_bus)->connection(), &LxBusConnection::stateChanged, [this](const LxBusState &state) {
             QMutexLocker locker(&m_mutex);
             m_returns += state.kind == LxBusState::Connected;
@@ -244,7 +248,7 @@ QString Peer::work(const QStringList &words)
                                                   ++m_served;
                                                   m_changed.wakeAll();
                                               });
-        return ok(m_service->flush());
+        return ok(m_publisher->flush());
     }
     if (command == QLatin1String("served"))
         return ok(waitUntil([&] { return m_served >= words.value(1).toInt(); }));

@@ -11,7 +11,7 @@
 #include <sys/prctl.h>
 #include <sys/types.h>
 
-/// A process on a bus, buspeer.cpp, which tells what lines it takes. Killed if the test dies.
+/// Controls a process on a bus; buspeer.cpp describes the commands. The process is killed if the test crashes.
 class BusProcess
 {
 public:
@@ -33,13 +33,13 @@ public:
         m_process.waitForFinished(PatienceMs);
     }
 
-    /// Has it do a line, and returns what it answers.
+    /// Executes a command and returns the answer.
     QString call(const QString &line)
     {
         send(line);
         return answer();
     }
-    /// Has it begin a line; answer() waits for its end.
+    /// Starts a command; answer() waits for its end.
     void send(const QString &line)
     {
         m_process.write(line.toUtf8() + '\n');
@@ -69,15 +69,17 @@ public:
         int count = 0;
         bool inOrder = true;
     };
-    /// What the reader `name` has heard, by symbol.
+    /// What the client `name` has received, by symbol.
     QMap<QString, Heard> heard(const QString &name)
     {
         QMap<QString, Heard> all;
         const QStringList texts = call(QStringLiteral("heard ") + name).split(QLatin1Char(' '), Qt::SkipEmptyParts);
         for (const QString &text : texts) {
             // "600519.SH:1-17/16!"
-            const QStringList numbers = text.section(QLatin1Char(':'), -1).remove(QLatin1Char('!'))
-                                            .replace(QLatin1Char('/'), QLatin1Char('-')).split(QLatin1Char('-'));
+            const QStringList numbers = text.section(QLatin1Char(':'), -1)
+                                            .remove(QLatin1Char('!'))
+                                            .replace(QLatin1Char('/'), QLatin1Char('-'))
+                                            .split(QLatin1Char('-'));
             all.insert(text.section(QLatin1Char(':'), 0, -2),
                        { numbers.value(0).toInt(), numbers.value(1).toInt(), numbers.value(2).toInt(),
                          !text.endsWith(QLatin1Char('!')) });

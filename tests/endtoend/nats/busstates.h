@@ -4,24 +4,26 @@
 
 #include <QObject>
 
-/// Writes down what the connection of a bus announces.
+/// Records the states that the connection of a bus announces.
 class BusStates : public QObject
 {
 public:
     explicit BusStates(BusTesting::Bus &bus)
     {
-        connect(&bus->connection(), &LxBusConnection::stateChanged, this,
-                [this](const LxBusState &state) {
-                    QMutexLocker locker(&m_mutex);
-                    m_states.append(state);
-                },
-                Qt::DirectConnection);
-        connect(&bus->connection(), &LxBusConnection::refused, this,
-                [this](const QString &reason) {
-                    QMutexLocker locker(&m_mutex);
-                    m_refusals.append(reason);
-                },
-                Qt::DirectConnection);
+        connect(
+            &bus->connection(), &LxBusConnection::stateChanged, this,
+            [this](const LxBusState &state) {
+                QMutexLocker locker(&m_mutex);
+                m_states.append(state);
+            },
+            Qt::DirectConnection);
+        connect(
+            &bus->connection(), &LxBusConnection::refused, this,
+            [this](const QString &reason) {
+                QMutexLocker locker(&m_mutex);
+                m_refusals.append(reason);
+            },
+            Qt::DirectConnection);
     }
 
     QVector<LxBusState> states() const

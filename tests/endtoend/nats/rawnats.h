@@ -10,7 +10,7 @@
 
 #include <memory>
 
-/// A connection to a broker without the bus, to see and send what the bus would not. One thread.
+/// A connection to a broker without the bus, to receive and send what the bus would not. Must be used on one thread.
 class RawNats
 {
 public:

@@ -21,10 +21,10 @@ private Q_SLOTS:
 
 void tst_NatsPause::pausedClientHarmsNobodyAndResumes()
 {
-    // More than the sockets hold, and more than the broker lets wait before it holds up whoever publishes.
+    // More than the sockets buffer, and more than the broker buffers before it blocks publishers.
     constexpr int Bursts = 4;
     constexpr int BytesOfEach = 20000000;
-    // Until then it waits for the client to read; a publisher is held up as long at most.
+    // The broker waits this long for the client to read, and blocks a publisher for at most as long.
     NatsBroker broker("write_deadline: \"1s\"\n");
     QVERIFY2(broker.start(), broker.log().constData());
     BusProcess publisher(broker.url());

@@ -4,6 +4,8 @@
 
 #include <QtTest>
 
+#include <numeric>
+
 namespace {
 
 const QString ok = QStringLiteral("ok");
@@ -61,24 +63,28 @@ void tst_NatsRestarts::everyClientResumes()
     const QString halted = publisher.call(QStringLiteral("halt"));
     QVERIFY2(halted.startsWith(ok), qPrintable(halted));
     const int last = halted.section(QLatin1Char(' '), 1).toInt();
-    QMap<BusProcess *, int> missing;
+    QMap<BusProcess *, QMap<QString, int>> missing; // the readers of a process miss the same records
     for (const Reader &reader : readers) {
         QCOMPARE(reader.process->call(QStringLiteral("await %1 %2 %3")
                                           .arg(reader.name).arg(last).arg(reader.symbols)), ok);
         const QMap<QString, BusProcess::Heard> heard = reader.process->heard(reader.name);
         QCOMPARE(QStringList(heard.keys()), reader.symbols.split(QLatin1Char(' ')));
-        for (const BusProcess::Heard &one : heard) {
-            QCOMPARE(one.first, 1);
-            QCOMPARE(one.last, last);
-            QVERIFY(one.inOrder);
-            missing[reader.process] += last - one.count;
+        for (auto one = heard.cbegin(); one != heard.cend(); ++one) {
+            QCOMPARE(one->first, 1);
+            QCOMPARE(one->last, last);
+            QVERIFY(one->inOrder);
+            QMap<QString, int> &ofProcess = missing[reader.process];
+            QCOMPARE(ofProcess.value(one.key(), last - one->count), last - one->count);
+            ofProcess.insert(one.key(), last - one->count);
         }
     }
     // Nothing is missing that has not been counted, and nothing else is.
     for (BusProcess &client : clients) {
         const QMap<QString, int> dropped = client.dropped();
-        QCOMPARE(dropped.value(QStringLiteral("lost")), missing.value(&client));
-        QCOMPARE(dropped.size(), missing.value(&client) > 0 ? 1 : 0);
+        const QList<int> counts = missing.value(&client).values();
+        const int lost = std::accumulate(counts.cbegin(), counts.cend(), 0);
+        QCOMPARE(dropped.value(QStringLiteral("lost")), lost);
+        QCOMPARE(dropped.size(), lost > 0 ? 1 : 0);
         QCOMPARE(client.call(QStringLiteral("reconnected %1").arg(Kills)), ok);
         QCOMPARE(client.quit(), 0);
     }

@@ -27,7 +27,7 @@ struct Outcome
 
 } // namespace
 
-/// Services that die while they are asked.
+/// Services that crash while requests are waiting.
 class tst_NatsServices : public QObject
 {
     Q_OBJECT
@@ -63,14 +63,14 @@ void tst_NatsServices::everyRequestIsAnsweredOrTimesOut()
     victim.signal(SIGKILL);
     const Outcome storm(caller.answer());
     QCOMPARE(storm.answered + storm.timedOut, Requests);
-    // Each caller may have waited for the one that died; whoever asked later has been answered by the other.
+    // Each caller may have waited for the service that was killed; later requests have been answered by the other one.
     QVERIFY2(storm.timedOut <= Threads, qPrintable(QString::number(storm.timedOut)));
     QCOMPARE(storm.failed, 0);
     QCOMPARE(storm.wrong, 0);
     QCOMPARE(caller.dropped(), (QMap<QString, int>()));
 
     QCOMPARE(survivor.quit(), 0);
-    // Nobody is left: that is known at once.
+    // No service is left, which is reported immediately.
     const Outcome unserved(caller.call(QStringLiteral("storm KLineRequest %1 100 1").arg(Threads)));
     QCOMPARE(unserved.failed, 100);
     QCOMPARE(caller.dropped(), (QMap<QString, int> { { QStringLiteral("noservice"), 100 } }));
@@ -89,7 +89,7 @@ void tst_NatsServices::noRequestIsAnsweredTwice()
     QCOMPARE(caller.call(QStringLiteral("ask asker KLineRequest 1 %1").arg(Requests)), ok);
     QCOMPARE(caller.call(QStringLiteral("count asker %1").arg(Requests)), ok);
 
-    // What it is asked now dies with it.
+    // Requests sent to it now are lost when it is killed.
     victim.signal(SIGSTOP);
     QCOMPARE(caller.call(QStringLiteral("ask asker KLineRequest %1 %2").arg(Requests + 1).arg(2 * Requests)), ok);
     QCOMPARE(caller.call(QStringLiteral("flush")), ok);

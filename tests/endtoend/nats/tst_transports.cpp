@@ -25,12 +25,12 @@ void start(QProcess *program, const QStringList &arguments)
 bool ended(QProcess *program)
 {
     return program->waitForFinished(PatienceMs) && program->exitStatus() == QProcess::NormalExit
-            && program->exitCode() == 0;
+        && program->exitCode() == 0;
 }
 
 } // namespace
 
-/// The library announces the same, record by record, whatever the bus is.
+/// The library makes the same announcements, record by record, on both links of the bus.
 class tst_Transports : public QObject
 {
     Q_OBJECT

@@ -10,10 +10,10 @@
 #include <thread>
 
 /// Publishes without end, on a thread of its own, so that the library is busy while it is being unloaded.
-class Feed final : private LxBusService
+class Feed final
 {
 public:
-    Feed() : m_port(LxBus::current()->openService(this))
+    Feed() : m_publisher(LxBus::current()->openPublisher())
     {
         CPackMessageCommon quote;
         quote.AddVaule(QStringLiteral("Symbol"), symbol());
@@ -39,8 +39,8 @@ public:
     int publishOnce()
     {
         // Rising days go to everybody who listens, quotes to those who subscribed the symbol.
-        return m_port->publish(QStringLiteral("MSG_QUERY_UP_N_DAY_RESPONSE"), QString(), m_risingDays)
-                + m_port->publish(QStringLiteral("MDMARKETRECORD"), symbol(), m_quote);
+        return m_publisher->publish(QStringLiteral("MSG_QUERY_UP_N_DAY_RESPONSE"), QString(), m_risingDays)
+                + m_publisher->publish(QStringLiteral("MDMARKETRECORD"), symbol(), m_quote);
     }
     /// Starts, and returns when the bus has delivered some.
     void start()
@@ -61,13 +61,10 @@ public:
         if (m_thread.joinable())
             m_thread.join();
     }
-    bool flush() { return m_port->flush(10000); }
+    bool flush() { return m_publisher->flush(10000); }
 
 private:
-    QStringList requestTypes() const override { return {}; }
-    void handle(const LxBusRequest &) override { }
-
-    const std::unique_ptr<LxBusServicePort> m_port;
+    const std::unique_ptr<LxBusPublisher> m_publisher;
     QVariant m_quote;
     QVariant m_risingDays;
     std::thread m_thread;

@@ -1,4 +1,4 @@
-// A client that is linked to the library and ends in the way its argument says.
+// A client that is linked to the library and ends in the way that its argument specifies.
 
 #include "feed.h"
 
@@ -90,7 +90,8 @@ int main(int argc, char *argv[])
         LxQuotaHandler &quota = use();
         feed.publishOnce();
         feed.flush();
-        QMetaObject::invokeMethod(&quota, [] {}, Qt::BlockingQueuedConnection);
+        QMetaObject::invokeMethod(
+            &quota, [] {}, Qt::BlockingQueuedConnection);
         return quota.GetLastStockQuotaData(Feed::symbol()).LastPx == 10.5 ? 0 : 1;
     }
     if (is("busy") || is("busy-exit-called")) {

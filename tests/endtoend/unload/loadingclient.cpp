@@ -1,4 +1,4 @@
-// A client that is not linked to the library: it loads it and ends in the way its argument says.
+// A client that is not linked to the library: it loads it and ends in the way that its argument specifies.
 
 #include "feed.h"
 
@@ -30,7 +30,7 @@ void *load(const char *file)
     return library;
 }
 
-// Brings the library up as the platform does, and has it take something in.
+// Initialises the library as the platform does, and makes it process some records.
 void use(Feed &feed)
 {
     QMetaObject::invokeMethod(LxPluginHost::plugins().constFirst(), "slotInit");
@@ -98,7 +98,7 @@ int main(int argc, char *argv[])
         use(feed);
         feed.start();
         unload(library, file);
-        // Nobody is left to take anything in.
+        // The library is unloaded, so nothing receives records any more.
         feed.stop();
         if (feed.publishOnce() != 0)
             fail("the library still listens");

@@ -1,6 +1,6 @@
 #include <QtGlobal>
 
-// A library that can be loaded and brings no plug-in object.
+// A library that can be loaded and has no plug-in object.
 extern "C" Q_DECL_EXPORT int lxNoPluginObject()
 {
     return 0;

@@ -2,7 +2,7 @@
 
 namespace {
 
-// Notes, where the host can read it, in which order the objects were brought up.
+// Records the order of initialisation where the host can read it.
 class CountingObject : public LxPluginBaseObject
 {
 public:

@@ -1,0 +1,50 @@
+#include "localservice.h"
+
+#include <importer.h>
+#include <requestservice.h>
+#include <storestate.h>
+#include <terminal.h>
+
+#include <QCryptographicHash>
+#include <QDir>
+#include <QFileInfo>
+#include <QStandardPaths>
+
+namespace {
+
+// The path, in the user's cache, of the store of a folder.
+QString cachedStore(const QString &folder)
+{
+    const QByteArray id =
+        QCryptographicHash::hash(QFileInfo(folder).canonicalFilePath().toUtf8(), QCryptographicHash::Sha1);
+    const QDir cache(QStandardPaths::writableLocation(QStandardPaths::CacheLocation));
+    return cache.filePath(QStringLiteral("%1.store").arg(QString::fromLatin1(id.toHex().left(16))));
+}
+
+} // namespace
+
+QString LocalService::prepareStore(const QString &folder, QString *error)
+{
+    if (!QDir(folder).exists()) {
+        *error = tr("no such folder: %1").arg(folder);
+        return QString();
+    }
+    const QString store = cachedStore(folder);
+    QString reason;
+    if (checkStore(store, &reason) == StoreState::Current)
+        return store;
+    Terminal::complain(tr("building a store of %1 ...").arg(folder));
+    QDir().mkpath(QFileInfo(store).path());
+    return ensureStore(folder, store, nullptr, error) ? store : QString();
+}
+
+LocalService::LocalService() : m_service(std::make_unique<RequestService>()) { }
+
+LocalService::~LocalService() = default;
+
+bool LocalService::start(const QString &folder, QString store, QString *error)
+{
+    if (store.isEmpty())
+        store = prepareStore(folder, error);
+    return !store.isEmpty() && m_service->start(store, error);
+}

@@ -1,0 +1,101 @@
+#include "servecommand.h"
+
+#include "server.h"
+
+#include "recordeddates.h"
+
+#include <commandline.h>
+#include <interrupt.h>
+#include <programoptions.h>
+#include <terminal.h>
+
+#include <QCoreApplication>
+
+namespace {
+
+class ServeCommand
+{
+    Q_DECLARE_TR_FUNCTIONS(ServeCommand)
+
+public:
+    explicit ServeCommand(Options options);
+    ExitCode run(QString *error);
+
+    static CommandLine::Command description();
+
+private:
+    bool check(QString *error) const;
+
+    Options m_options;
+    Server::Settings m_settings;
+};
+
+CommandLine::Command ServeCommand::description()
+{
+    return {
+        QStringLiteral("serve"), tr("Answer requests and replay recordings on a bus"),
+        tr("Runs until SIGINT or SIGTERM; continues to answer requests after the end of the replay. Logs to standard "
+           "error; the line \"marketd: ready\" means that all services have joined the bus. Several services can share "
+           "a bus; each request is answered by one of them. At --speed max records are sent in batches, for "
+           "throughput; at any other speed each one is sent immediately, for low latency.\n"
+           "Exit codes: 0; 1 if the bus, the store or a recording fails; 2 for a usage error, or if there are no "
+           "recordings of the date.")
+    };
+}
+
+ServeCommand::ServeCommand(Options options) : m_options(options)
+{
+    m_options.addString(QStringLiteral("data"), QStringLiteral("DIR"), &m_settings.replay.folder,
+                        tr("Replay the recordings in this folder"));
+    m_options.addString(QStringLiteral("store"), QStringLiteral("FILE"), &m_settings.store,
+                        tr("Answer requests from this store, built by marketd import"));
+    m_settings.replay.speed = 1;
+    ProgramOptions::addReplayOptions(&m_options, &m_settings.replay);
+    m_options.addFlag(QStringLiteral("loop"), &m_settings.loop, tr("Repeat the replay"));
+    m_options.addString(QStringLiteral("metrics"), QStringLiteral("HOST:PORT"), &m_settings.metrics,
+                        tr("Serve /metrics (Prometheus) and /healthz at this address, for example 127.0.0.1:9110"));
+    ProgramOptions::addBusOptions(&m_options, &m_settings.bus, tr("a bus is required"));
+}
+
+bool ServeCommand::check(QString *error) const
+{
+    if (m_settings.bus.url.isEmpty())
+        *error = tr("a bus is required: use --bus, or LX_BUS_URL in the environment");
+    else if (m_settings.store.isEmpty() && m_settings.replay.folder.isEmpty())
+        *error = tr("nothing to serve: use --data, --store or both");
+    for (const char *name : { "date", "from", "to", "speed", "keep-pauses", "loop" }) {
+        if (m_settings.replay.folder.isEmpty() && m_options.isGiven(QString::fromLatin1(name)))
+            *error = tr("--%1 requires --data").arg(QLatin1String(name));
+    }
+    return error->isEmpty();
+}
+
+ExitCode ServeCommand::run(QString *error)
+{
+    if (!check(error))
+        return ExitUsage;
+    ReplayOptions &replay = m_settings.replay;
+    if (!replay.folder.isEmpty()) {
+        const std::optional<QString> date = RecordedDates::choose(replay.folder, replay.date, error);
+        if (!date)
+            return ExitUsage;
+        replay.date = *date;
+    }
+    Interrupt interrupt;
+    QObject::connect(&interrupt, &Interrupt::interrupted, qApp, &QCoreApplication::quit, Qt::QueuedConnection);
+    Server server(m_settings);
+    QObject::connect(&server, &Server::failed, qApp, [error](const QString &reason) {
+        *error = reason;
+        QCoreApplication::exit(ExitFailure);
+    });
+    if (!server.start(error))
+        return ExitFailure;
+    return static_cast<ExitCode>(QCoreApplication::exec());
+}
+
+} // namespace
+
+void addServeCommand(CommandLine *commandLine)
+{
+    commandLine->addCommand<ServeCommand>(ServeCommand::description());
+}

@@ -1,0 +1,1 @@
+// CMake precompiles headers only for a target that has a source file.
