@@ -8,6 +8,7 @@
 #include <QCryptographicHash>
 #include <QDir>
 #include <QFileInfo>
+#include <QLockFile>
 #include <QStandardPaths>
 
 namespace {
@@ -33,8 +34,14 @@ QString LocalService::prepareStore(const QString &folder, QString *error)
     QString reason;
     if (checkStore(store, &reason) == StoreState::Current)
         return store;
-    Terminal::complain(tr("building a store of %1 ...").arg(folder));
     QDir().mkpath(QFileInfo(store).path());
+    // If another program is building the store, this one waits and uses the result.
+    QLockFile building(store + QStringLiteral(".building"));
+    building.setStaleLockTime(0); // only the lock of a process that has ended is stale
+    building.lock();
+    if (checkStore(store, &reason) == StoreState::Current)
+        return store;
+    Terminal::complain(tr("building a store of %1 ...").arg(folder));
     return ensureStore(folder, store, nullptr, error) ? store : QString();
 }
 

@@ -204,6 +204,7 @@ private Q_SLOTS:
     void outputThatCannotBeWrittenExitsWith1_data();
     void outputThatCannotBeWrittenExitsWith1();
     void readerThatLeavesIsNoError();
+    void programsThatStartTogetherShareTheStore();
     void optionsComeFromConfigurationAndEnvironment();
     void libraryStartsWithoutAWarning();
     void usageErrorsExitWith2_data();
@@ -224,6 +225,7 @@ private:
 
 void tst_LxQuote::initTestCase()
 {
+    qputenv("XDG_CACHE_HOME", QFile::encodeName(m_folder.filePath(QStringLiteral("cache"))));
     m_store = m_folder.filePath(QStringLiteral("store"));
     Importer importer(QStringLiteral(LX_DATA_DIR), m_store, nullptr);
     QString error;
@@ -752,6 +754,25 @@ void tst_LxQuote::readerThatLeavesIsNoError()
     QVERIFY2(result.exitCode == 0, result.err);
     QCOMPARE(result.lines().size(), 1);
     QVERIFY2(!result.err.contains("cannot write"), result.err);
+}
+
+void tst_LxQuote::programsThatStartTogetherShareTheStore()
+{
+    const QTemporaryDir cache;
+    qputenv("XDG_CACHE_HOME", QFile::encodeName(cache.path()));
+    QProcess programs[3];
+    for (QProcess &program : programs)
+        Program::start(&program,
+                       { QStringLiteral("tradeday"), QStringLiteral("20230201"), QStringLiteral("1"),
+                         QStringLiteral("--data"), QStringLiteral(LX_DATA_DIR) });
+    qputenv("XDG_CACHE_HOME", QFile::encodeName(m_folder.filePath(QStringLiteral("cache"))));
+    QByteArray messages;
+    for (QProcess &program : programs) {
+        const Program::Result result = Program::finish(&program);
+        QVERIFY2(result.exitCode == 0, result.err);
+        messages += result.err;
+    }
+    QCOMPARE(messages.count("building a store"), 1);
 }
 
 void tst_LxQuote::optionsComeFromConfigurationAndEnvironment()
