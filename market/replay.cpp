@@ -31,18 +31,22 @@ bool Replay::Upcoming::operator<(const Upcoming &other) const
     return std::tie(other.date, other.time, other.recording) < std::tie(date, time, recording);
 }
 
+bool checkReplayTimes(const ReplayOptions &options, QString *error)
+{
+    if (!options.from.isValid() || !options.to.isValid() || options.from <= options.to)
+        return true;
+    *error = translated("the replay would end at %1, before it begins at %2")
+                 .arg(options.to.toString(Qt::ISODate), options.from.toString(Qt::ISODate));
+    return false;
+}
+
 Replay::Replay(ReplayOptions options) : m_options(std::move(options)) { }
 
 Replay::~Replay() = default;
 
 bool Replay::open(QString *error)
 {
-    if (m_options.from.isValid() && m_options.to.isValid() && m_options.to < m_options.from) {
-        *error = translated("the replay would end at %1, before it begins at %2")
-                     .arg(m_options.to.toString(Qt::ISODate), m_options.from.toString(Qt::ISODate));
-        return false;
-    }
-    if (!rewind(error))
+    if (!checkReplayTimes(m_options, error) || !rewind(error))
         return false;
     m_publisher = LxBus::current()->openPublisher();
     return true;

@@ -37,6 +37,9 @@ struct ReplayOptions
     BrokenRowReport reportBrokenRow;
 };
 
+/// False, with the reason in `error`, if the time to be replayed would end before it begins.
+bool checkReplayTimes(const ReplayOptions &options, QString *error);
+
 /// The progress of a replay for one kind of record.
 struct ReplayCount
 {

@@ -76,17 +76,6 @@ MetricFamily dropFamily()
     return drops;
 }
 
-std::vector<MetricFamily> queueFamilies()
-{
-    const LxBusQueues queues = LxBus::current()->queues();
-    MetricFamily messages =
-        family("marketd_bus_messages_waiting", "Messages and requests that wait for a receiver.", MetricType::Gauge);
-    add(&messages, {}, static_cast<double>(queues.messages));
-    MetricFamily unsent = family("marketd_bus_unsent_bytes", "Messages not sent to the broker yet.", MetricType::Gauge);
-    add(&unsent, {}, static_cast<double>(queues.unsentBytes));
-    return { messages, unsent };
-}
-
 // HOST:PORT, the host being a name, an IPv4 address, or an IPv6 address in brackets.
 struct Address
 {
@@ -183,8 +172,9 @@ struct Metrics::Private
         families.push_back(family("marketd_bus_connected", "1 while the bus is connected.", MetricType::Gauge));
         add(&families.back(), {}, sources.isConnected() ? 1 : 0);
         families.push_back(dropFamily());
-        for (MetricFamily &queue : queueFamilies())
-            families.push_back(std::move(queue));
+        families.push_back(family("marketd_bus_messages_waiting", "Messages and requests that wait for a receiver.",
+                                  MetricType::Gauge));
+        add(&families.back(), {}, static_cast<double>(LxBus::current()->waitingMessages()));
         return prometheus::TextSerializer().Serialize(families);
     }
 

@@ -1,5 +1,6 @@
 #include "recordcommand.h"
 
+#include "datafolder.h"
 #include "marketdlog.h"
 #include "recorder.h"
 #include "securities.h"
@@ -45,7 +46,7 @@ private:
 
     BusSettings m_bus;
     QString m_folder;
-    QString m_data = QStringLiteral("data");
+    QString m_data = DataFolder::standard();
     QStringList m_symbols;
 };
 

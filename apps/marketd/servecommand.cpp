@@ -70,7 +70,7 @@ bool ServeCommand::check(QString *error) const
         if (m_settings.replay.folder.isEmpty() && m_options.isGiven(QString::fromLatin1(name)))
             *error = tr("--%1 requires --data").arg(QLatin1String(name));
     }
-    return error->isEmpty();
+    return error->isEmpty() && checkReplayTimes(m_settings.replay, error);
 }
 
 ExitCode ServeCommand::run(QString *error)

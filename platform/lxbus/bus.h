@@ -126,13 +126,6 @@ struct LxBusOptions
     QString credentialsFile; ///< the client's credentials; empty: LX_BUS_CREDENTIALS, or none
 };
 
-/// What waits in a bus.
-struct LxBusQueues
-{
-    quint64 messages = 0; ///< for the receivers of this process, requests for its services included
-    quint64 unsentBytes = 0; ///< encoded messages that have not been sent to the broker yet
-};
-
 /// The bus, which connects endpoints, services and publishers. Any thread.
 class LxBusTransport
 {
@@ -146,8 +139,8 @@ public:
     virtual std::unique_ptr<LxBusServicePort> openService(LxBusService *service) = 0;
     virtual std::unique_ptr<LxBusPublisher> openPublisher() = 0;
     virtual const LxBusStatistics &statistics() const = 0;
-    /// The current lengths of its queues.
-    virtual LxBusQueues queues() const = 0;
+    /// The number of messages that wait for the receivers of this process, requests for its services included.
+    virtual quint64 waitingMessages() const = 0;
     virtual LxBusConnection &connection() = 0;
 };
 

@@ -119,14 +119,13 @@ std::shared_ptr<LxMailbox> LxBusCore::openMailbox(int limit, LxMailbox::Receiver
     return mailbox;
 }
 
-LxBusQueues LxBusCore::queues() const
+quint64 LxBusCore::waitingMessages() const
 {
-    LxBusQueues queues;
-    queues.unsentBytes = m_link->unsentBytes();
+    quint64 messages = 0;
     QMutexLocker locker(&m_mutex);
     for (const auto &mailbox : m_mailboxes)
-        queues.messages += mailbox->size();
-    return queues;
+        messages += mailbox->size();
+    return messages;
 }
 
 void LxBusCore::closeMailbox(LxMailbox *mailbox)

@@ -25,7 +25,7 @@ public:
     std::unique_ptr<LxBusServicePort> openService(LxBusService *service) override;
     std::unique_ptr<LxBusPublisher> openPublisher() override;
     const LxBusStatistics &statistics() const override { return m_statistics; }
-    LxBusQueues queues() const override;
+    quint64 waitingMessages() const override;
     LxBusConnection &connection() override { return m_connection; }
 
     void subscribe(LxBusClient *client, const QString &topic);

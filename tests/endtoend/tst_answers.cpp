@@ -154,7 +154,6 @@ void tst_Answers::impossibleNumbersAreRefused()
         QStringLiteral("99999999999999999999"),
         QStringLiteral("2e0"),
         QString(),
-        QVariantList { 2 },
     };
     const auto describe = [](const QString &field, const QVariant &value) {
         return qPrintable(
@@ -184,7 +183,7 @@ void tst_Answers::impossibleNumbersAreRefused()
             const Fields request { { QStringLiteral("Symbol"), symbol }, { QStringLiteral("MDDate"), value } };
             (*m_client)->put(requestOf(indicator), packed({ request }));
             const Client::Message answer = m_client->take();
-            QCOMPARE(answer.type, responseOf(indicator));
+            QVERIFY2(answer.type == responseOf(indicator), describe(indicator, value));
             QVERIFY2(statusOf(unpacked(answer.body)) == bad, describe(indicator, value));
         }
         for (const QString &field : { TradingDayFields::InitStartDate, TradingDayFields::Days }) {

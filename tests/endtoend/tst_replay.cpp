@@ -348,12 +348,17 @@ void tst_Replay::onlySomeColumnsMayBeNegative()
         CsvReader reader;
         QString error;
         QVERIFY2(reader.open(recording(QString::fromLatin1(source)), &error), qPrintable(error));
-        QVERIFY(reader.next(&error));
-        for (int i = 0; i < reader.header().size(); ++i) {
-            const QString &column = reader.header().at(i);
-            bool isNumber = false;
-            reader.cells().at(i).toDouble(&isNumber);
-            if (!isNumber || column.startsWith(QLatin1String("MD")) || tried.contains(column))
+        QSet<QString> numeric;
+        for (int row = 0; row < 2000 && reader.next(&error); ++row) {
+            for (int i = 0; i < reader.header().size(); ++i) {
+                bool isNumber = false;
+                reader.cells().at(i).toDouble(&isNumber);
+                if (isNumber)
+                    numeric.insert(reader.header().at(i));
+            }
+        }
+        for (const QString &column : qAsConst(numeric)) {
+            if (column.startsWith(QLatin1String("MD")) || tried.contains(column))
                 continue;
             tried.insert(column);
             RecordingFolder folder;
@@ -521,11 +526,11 @@ void tst_Replay::readErrorEndsTheReplay()
 void tst_Replay::speedPacesTheReplay()
 {
     RecordingFolder folder;
-    // The clock restarts with each date: 4 s and 2 s of market time.
+    // A date follows the previous one at once: 4 s and 2 s of market time.
     folder.write(indexRange,
                  header
                      + "20230201,093000000,600519.SH,1\n20230201,093004000,600519.SH,2\n"
-                       "20230202,113000000,600519.SH,3\n20230202,113002000,600519.SH,4\n");
+                       "20230202,110000000,600519.SH,3\n20230202,110002000,600519.SH,4\n");
     ReplayOptions options = optionsFor(folder);
     options.speed = 20;
     QElapsedTimer timer;

@@ -108,6 +108,8 @@ void tst_Serve::usageErrorsExitWith2_data()
     row("metrics without a port", "--bus inproc: --store x --metrics 127.0.0.1", "--metrics: \"127.0.0.1\" is not");
     row("metrics at an impossible port", "--bus inproc: --store x --metrics 127.0.0.1:65536", "of the form HOST:PORT");
     row("metrics at two addresses", "--bus inproc: --store x --metrics 127.0.0.1:1,127.0.0.1:2", "HOST:PORT");
+    row("times in reverse", "--bus inproc: --data " LX_DATA_DIR " --from 10:00 --to 09:30",
+        "the replay would end at 09:30:00, before it begins at 10:00:00");
     row("missing recordings", "--bus inproc: --data /missing", "/missing: no such folder");
     row("folder without recordings", "--bus inproc: --data /usr", "/usr: no recordings in this folder");
     row("date without recordings", "--bus inproc: --data " LX_DATA_DIR " --date 2023-02-03",
@@ -414,13 +416,12 @@ void tst_Serve::metricsAreServed()
     QCOMPARE(ask(words("tradeday 1890-01-20 5")).exitCode, 1);
     const QByteArray metrics = httpGet(port, "/metrics");
     QVERIFY2(metrics.startsWith("HTTP/1.1 200 OK\r\n"), metrics);
-    for (const char *line :
-         { "marketd_records_read_total{topic=\"MDMARKETRECORD\"} 4\n",
-           "marketd_records_published_total{topic=\"MDMARKETRECORD\"} 4\n",
-           "marketd_records_broken_total{topic=\"MDMARKETRECORD\"} 1\n",
-           "marketd_records_read_total{topic=\"MDORDERRECORD\"} 0\n", "marketd_requests_waiting 0\n",
-           "marketd_bus_connected 1\n", "marketd_request_seconds_count{type=\"181063\"} 2\n",
-           "marketd_bus_dropped_total{reason=\"", "marketd_bus_messages_waiting 0\n", "marketd_bus_unsent_bytes 0\n" })
+    for (const char *line : { "marketd_records_read_total{topic=\"MDMARKETRECORD\"} 4\n",
+                              "marketd_records_published_total{topic=\"MDMARKETRECORD\"} 4\n",
+                              "marketd_records_broken_total{topic=\"MDMARKETRECORD\"} 1\n",
+                              "marketd_records_read_total{topic=\"MDORDERRECORD\"} 0\n", "marketd_requests_waiting 0\n",
+                              "marketd_bus_connected 1\n", "marketd_request_seconds_count{type=\"181063\"} 2\n",
+                              "marketd_bus_dropped_total{reason=\"", "marketd_bus_messages_waiting 0\n" })
         QVERIFY2(metrics.contains(line), metrics);
     for (const char *result : { "answered", "not_found" }) {
         const QByteArray labels = QByteArray("result=\"") + result + "\",type=\"181063\"} 1\n";

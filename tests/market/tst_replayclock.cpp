@@ -9,16 +9,23 @@ namespace {
 
 const QDate day(2023, 2, 1);
 
-// When the records of a file are due at real time, by time of day.
-QMap<QTime, double> dueTimes(const QString &file, ReplayClock::Hours hours, bool keepPauses)
+QVector<QTime> timesOf(const QString &file)
+{
+    QVector<QTime> times;
+    for (const RecordedRow &row : readRecordedRows(file)) {
+        const int number = row.value(QStringLiteral("MDTime")).toInt();
+        times.append(QTime(number / 10000000, number / 100000 % 100, number / 1000 % 100, number % 1000));
+    }
+    return times;
+}
+
+// When records of these times are due at real time, by time of day.
+QMap<QTime, double> dueTimes(const QVector<QTime> &times, ReplayClock::Hours hours, bool keepPauses)
 {
     QMap<QTime, double> due;
     ReplayClock clock(1, hours, keepPauses);
-    for (const RecordedRow &row : readRecordedRows(file)) {
-        const QTime time =
-            QTime::fromString(QString::fromLatin1(row.value(QStringLiteral("MDTime"))), QStringLiteral("HHmmsszzz"));
+    for (const QTime time : times)
         due.insert(time, clock.due(day, time));
-    }
     return due;
 }
 
@@ -66,8 +73,9 @@ void tst_ReplayClock::recordedDaySkipsItsPauses()
     QFETCH(bool, hasQuotesAtLunch);
 
     const ReplayClock::Hours hours = hasQuotesAtLunch ? ReplayClock::Hours::Stocks : ReplayClock::Hours::Futures;
-    const QMap<QTime, double> skipped = dueTimes(file, hours, false);
-    const QMap<QTime, double> kept = dueTimes(file, hours, true);
+    const QVector<QTime> times = timesOf(file);
+    const QMap<QTime, double> skipped = dueTimes(times, hours, false);
+    const QMap<QTime, double> kept = dueTimes(times, hours, true);
     const QTime first = kept.firstKey();
     const QTime last = kept.lastKey();
     QCOMPARE(kept.last(), double(first.msecsTo(last)));

@@ -116,6 +116,9 @@ void tst_StoreState::states()
     QString error;
     QCOMPARE(checkStore(folder.store(), &error), state);
     QVERIFY2(error.contains(reason) && error.isEmpty() == (state == StoreState::Current), qPrintable(error));
+    QVERIFY2(!error.contains(QLatin1Char('\n')), qPrintable(error));
+    if (state == StoreState::Damaged || state == StoreState::Outdated || state == StoreState::OtherVersion)
+        QVERIFY2(error.endsWith(QStringLiteral("; import the data again")), qPrintable(error));
     if (state == StoreState::Current)
         return;
 

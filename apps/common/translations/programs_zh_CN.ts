@@ -964,10 +964,6 @@ Exit codes: 0; 1 if the bus, the store or a recording fails; 2 for a usage error
         <translation>已被另一个进程锁定</translation>
     </message>
     <message>
-        <source>the store is damaged (%1)</source>
-        <translation>数据库已损坏（%1）</translation>
-    </message>
-    <message>
         <source>not a store</source>
         <translation>不是数据库</translation>
     </message>

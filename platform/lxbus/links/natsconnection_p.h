@@ -121,7 +121,6 @@ public:
     int payloadLimit() const;
     /// False if the connection is closed for good.
     bool isOpen() const;
-    quint64 unsentBytes() const;
 
     /// Called by the subscriber of `barrierSubject` when a message that the connection sent to itself has arrived.
     void passBarrier();

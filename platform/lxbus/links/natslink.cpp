@@ -380,11 +380,6 @@ void LxNatsLink::refuse(const LxBusRequest &request, LxBusEndpoint::Result reaso
     m_nats->publishWithHeader(request.returnAddress, LxNatsSubjects::refusalHeader, QByteArray::number(reason), {});
 }
 
-quint64 LxNatsLink::unsentBytes() const
-{
-    return m_nats->unsentBytes();
-}
-
 bool LxNatsLink::flush(QDeadlineTimer deadline)
 {
     // A message to this process itself returns after all that was published before.

@@ -42,7 +42,6 @@ public:
     void answer(const LxBusRequest &request, const QString &type, const QVariant &body) override;
     void refuse(const LxBusRequest &request, LxBusEndpoint::Result reason) override;
     bool flush(QDeadlineTimer deadline) override;
-    quint64 unsentBytes() const override;
 
 private:
     // The records of one topic and symbol.
