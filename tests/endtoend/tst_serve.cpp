@@ -414,19 +414,21 @@ void tst_Serve::metricsAreServed()
     VERIFY_SOON(service.err().contains("replay ends"));
     QCOMPARE(ask(words("tradeday 2023-01-20 5")).exitCode, 0);
     QCOMPARE(ask(words("tradeday 1890-01-20 5")).exitCode, 1);
-    const QByteArray metrics = httpGet(port, "/metrics");
-    QVERIFY2(metrics.startsWith("HTTP/1.1 200 OK\r\n"), metrics);
-    for (const char *line : { "marketd_records_read_total{topic=\"MDMARKETRECORD\"} 4\n",
-                              "marketd_records_published_total{topic=\"MDMARKETRECORD\"} 4\n",
-                              "marketd_records_broken_total{topic=\"MDMARKETRECORD\"} 1\n",
-                              "marketd_records_read_total{topic=\"MDORDERRECORD\"} 0\n", "marketd_requests_waiting 0\n",
-                              "marketd_bus_connected 1\n", "marketd_request_seconds_count{type=\"181063\"} 2\n",
-                              "marketd_bus_dropped_total{reason=\"", "marketd_bus_messages_waiting 0\n" })
-        QVERIFY2(metrics.contains(line), metrics);
-    for (const char *result : { "answered", "not_found" }) {
-        const QByteArray labels = QByteArray("result=\"") + result + "\",type=\"181063\"} 1\n";
-        QVERIFY2(metrics.contains("marketd_requests_total{" + labels), metrics);
-    }
+    QVERIFY(httpGet(port, "/metrics").startsWith("HTTP/1.1 200 OK\r\n"));
+    QByteArrayList lines { "marketd_records_read_total{topic=\"MDMARKETRECORD\"} 4\n",
+                           "marketd_records_published_total{topic=\"MDMARKETRECORD\"} 4\n",
+                           "marketd_records_broken_total{topic=\"MDMARKETRECORD\"} 1\n",
+                           "marketd_records_read_total{topic=\"MDORDERRECORD\"} 0\n",
+                           "marketd_requests_waiting 0\n",
+                           "marketd_bus_messages_waiting 0\n",
+                           "marketd_bus_connected 1\n",
+                           "marketd_request_seconds_count{type=\"181063\"} 2\n",
+                           "marketd_bus_dropped_total{reason=\"" };
+    for (const char *result : { "answered", "not_found" })
+        lines.append(QByteArray("marketd_requests_total{result=\"") + result + "\",type=\"181063\"} 1\n");
+    // The client can have its answer before the service has counted it.
+    for (const QByteArray &line : qAsConst(lines))
+        VERIFY_SOON(httpGet(port, "/metrics").contains(line));
     QVERIFY(httpGet(port, "/healthz").endsWith("\r\n\r\nok\n"));
 
     RunningProgram second(marketd, serveStore() + QStringList { QStringLiteral("--metrics"), address });
@@ -528,7 +530,7 @@ void tst_Serve::recordWritesWhatIsServed()
     second->signal(SIGTERM);
     QCOMPARE(second->exitCode(), 0);
     QCOMPARE(recorded(), smallRecording);
-    QCOMPARE(out.entryList(QDir::Files, QDir::Name), (QStringList { further, smallFile }));
+    QCOMPARE(out.entryList(QDir::Files, QDir::Name), (QStringList { smallFile, further }));
 }
 
 void tst_Serve::recordRefusesWhatItCannotUse_data()
