@@ -9,6 +9,7 @@
 #include <QVariant>
 
 #include <memory>
+#include <optional>
 
 /// Receives the messages of an endpoint. Called on the bus's threads, one call at a time for each endpoint; messages of
 /// one topic and publisher arrive in the order in which they were published. Not called after the endpoint's destructor
@@ -111,6 +112,19 @@ public:
     virtual bool flush(int timeoutMs) = 0;
 };
 
+/// The streams in which a broker keeps records for those who missed them (docs/operations.md).
+struct LxBusStreams
+{
+    enum Storage { Memory, File };
+
+    Storage lastStorage = Memory; ///< of the last value of each symbol
+    qint64 lastBytes = 256LL * 1024 * 1024;
+    Storage ticksStorage = File; ///< of the transactions and orders
+    qint64 ticksBytes = 2LL * 1024 * 1024 * 1024;
+    int ticksHours = 12; ///< after which transactions and orders are forgotten
+    int replicas = 1; ///< in a cluster of brokers
+};
+
 struct LxBusOptions
 {
     int requestTimeoutMs = 10000; ///< of synchronous requests
@@ -124,6 +138,10 @@ struct LxBusOptions
     bool sendAtOnce = true; ///< send each message immediately; false: collect for up to a millisecond, for throughput
     QString caFile; ///< trusted CA certificates (PEM); empty: LX_BUS_CA, or the system's
     QString credentialsFile; ///< the client's credentials; empty: LX_BUS_CREDENTIALS, or none
+    QString streamPrefix = QStringLiteral("LX"); ///< the names of the streams are this with "_LAST" and "_TICKS"
+    /// For the bus of a publisher: creates the streams if they are missing. The bus does not start if the broker has
+    /// other streams for these records, or none at all.
+    std::optional<LxBusStreams> streams;
 };
 
 /// The bus, which connects endpoints, services and publishers. Any thread.
@@ -146,8 +164,9 @@ public:
 namespace LxBus {
 
 /// Starts the bus at `url`: "inproc:" within the process, "nats://[user[:password]@]host:port[,...]" through a broker,
-/// "tls://..." through a broker with encryption. Takes at most five seconds. False, with the reason in `error`, if the
-/// URL is invalid, the broker cannot be reached or refuses the connection, or a bus is already running.
+/// "tls://..." through a broker with encryption. Takes at most five seconds, or ten if it creates streams. False, with
+/// the reason in `error`, if the URL is invalid, the broker cannot be reached, refuses the connection or has no such
+/// streams, or a bus is already running.
 LXBUS_EXPORT bool start(const QString &url, const LxBusOptions &options = {}, QString *error = nullptr);
 /// The running bus; starts "inproc:" if none is running.
 LXBUS_EXPORT std::shared_ptr<LxBusTransport> current();

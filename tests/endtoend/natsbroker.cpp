@@ -44,8 +44,10 @@ NatsBroker::NatsBroker(const QByteArray &config)
 
 void NatsBroker::configure(const QByteArray &config)
 {
+    const QByteArray text =
+        config.contains("jetstream") ? config : config + "\njetstream { store_dir: \"jetstream\" }\n";
     QFile file(filePath(configFile));
-    if (!m_folder.isValid() || !file.open(QIODevice::WriteOnly) || file.write(config) != config.size())
+    if (!m_folder.isValid() || !file.open(QIODevice::WriteOnly) || file.write(text) != text.size())
         qFatal("cannot write %s", qPrintable(file.fileName()));
 }
 

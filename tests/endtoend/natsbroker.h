@@ -17,7 +17,7 @@ class NatsBroker
 {
 public:
     /// `config`: text of its configuration file, without an address (users, TLS, limits). Paths in it are relative to
-    /// folder().
+    /// folder(). The broker keeps its streams there, unless `config` configures JetStream itself.
     explicit NatsBroker(const QByteArray &config = QByteArray());
     /// Sets the configuration for the next start().
     void configure(const QByteArray &config);

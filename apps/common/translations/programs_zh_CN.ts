@@ -759,8 +759,10 @@ Exit codes: 0; 1 if the bus fails, a file cannot be written, or records were los
     </message>
     <message>
         <source>Runs until SIGINT or SIGTERM; continues to answer requests after the end of the replay. Logs to standard error; the line &quot;marketd: ready&quot; means that all services have joined the bus. Several services can share a bus; each request is answered by one of them. At --speed max records are sent in batches, for throughput; at any other speed each one is sent immediately, for low latency.
+The broker must have JetStream: the service creates two streams, in which clients find what they have missed.
 Exit codes: 0; 1 if the bus, the store or a recording fails; 2 for a usage error, or if there are no recordings of the date.</source>
         <translation>持续运行，直到收到 SIGINT 或 SIGTERM；回放结束后继续应答请求。日志写入标准错误；所有服务登记到总线后，日志中出现“marketd: ready”一行。多个服务可以共用一条总线，每个请求由其中之一应答。--speed max 时批量发送记录以提高吞吐量，其他速度下逐条立即发送以降低延迟。
+消息服务器必须启用 JetStream：服务会创建两个流，客户端从中补齐错过的记录。
 退出码：0 成功；1 总线、数据库或录制数据出错；2 用法错误，或没有该日期的录制数据。</translation>
     </message>
     <message>
@@ -1326,6 +1328,42 @@ Exit codes: 0; 1 if the bus, the store or a recording fails; 2 for a usage error
     <message>
         <source>the replay would end at %1, before it begins at %2</source>
         <translation>回放的结束时间 %1 早于开始时间 %2</translation>
+    </message>
+    <message>
+        <source>Name of the broker&apos;s streams, to which _LAST and _TICKS are added (default: %1)</source>
+        <translation>消息服务器上流的名称，后接 _LAST 和 _TICKS（默认：%1）</translation>
+    </message>
+    <message>
+        <source>&quot;%1&quot; is not a name of at most 32 letters, digits, - and _</source>
+        <translation>“%1”不是由至多 32 个字母、数字、- 和 _ 组成的名称</translation>
+    </message>
+    <message>
+        <source>Stream options, of the streams that the service creates on the broker</source>
+        <translation>流选项（服务在消息服务器上创建的流）</translation>
+    </message>
+    <message>
+        <source>Storage of the last value of each symbol</source>
+        <translation>每个代码最新记录的存储方式</translation>
+    </message>
+    <message>
+        <source>Limit of the last values, in megabytes (default: %1)</source>
+        <translation>最新记录的容量上限，单位 MB（默认：%1）</translation>
+    </message>
+    <message>
+        <source>Storage of the transactions and orders</source>
+        <translation>逐笔成交和委托的存储方式</translation>
+    </message>
+    <message>
+        <source>Limit of the transactions and orders, in megabytes (default: %1)</source>
+        <translation>逐笔成交和委托的容量上限，单位 MB（默认：%1）</translation>
+    </message>
+    <message>
+        <source>Keep transactions and orders for this time (default: %1)</source>
+        <translation>逐笔成交和委托的保留小时数（默认：%1）</translation>
+    </message>
+    <message>
+        <source>Brokers of a cluster that keep a copy of the streams (default: %1)</source>
+        <translation>集群中保存流副本的消息服务器个数（默认：%1）</translation>
     </message>
 </context>
 </TS>

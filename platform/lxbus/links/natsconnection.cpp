@@ -397,6 +397,25 @@ bool LxNatsConnection::publishRequest(const QByteArray &subject, const QByteArra
         == NATS_OK;
 }
 
+std::unique_ptr<LxNatsMessage> LxNatsConnection::request(const QByteArray &subject, const QByteArray &reply,
+                                                         const QByteArray &bytes, int timeoutMs, QString *error)
+{
+    natsSubscription *subscription = nullptr;
+    natsMsg *answer = nullptr;
+    natsStatus status = natsConnection_SubscribeSync(&subscription, m_connection, reply.constData());
+    if (status == NATS_OK)
+        status = publishRequest(subject, reply, bytes) ? NATS_OK : NATS_ERR;
+    if (status == NATS_OK)
+        status = natsSubscription_NextMsg(&answer, subscription, timeoutMs);
+    natsSubscription_Destroy(subscription); // nothing else is sent to it
+    if (status == NATS_OK)
+        return std::make_unique<LxNatsMessage>(answer);
+    const char *details = nullptr;
+    const bool refused = natsConnection_GetLastError(m_connection, &details) == NATS_NOT_PERMITTED;
+    *error = refused ? textOf(NATS_NOT_PERMITTED, details) : textOf(status, nullptr);
+    return nullptr;
+}
+
 bool LxNatsConnection::waitForRefusal(QDeadlineTimer deadline)
 {
     const char *details = nullptr;

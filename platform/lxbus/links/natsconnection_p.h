@@ -113,6 +113,10 @@ public:
     bool publishWithHeader(const QByteArray &subject, const char *name, const QByteArray &value,
                            const QByteArray &bytes);
     bool publishRequest(const QByteArray &subject, const QByteArray &reply, const QByteArray &bytes);
+    /// Sends a request and waits for the answer, which `reply` alone receives; null, with the reason in `error`, if
+    /// none comes in time. Not to be called from a handler.
+    std::unique_ptr<LxNatsMessage> request(const QByteArray &subject, const QByteArray &reply, const QByteArray &bytes,
+                                           int timeoutMs, QString *error);
     /// The name of the user that has logged in; empty if the connection did not log in with a name and a password.
     QString user() const { return m_user; }
     /// If the broker has refused a subject, waits until the observer has been told of it. False on time-out.

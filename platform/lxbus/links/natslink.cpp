@@ -1,12 +1,14 @@
 #include "links/natslink_p.h"
 
 #include "bustopics.h"
+#include "links/natsstreams_p.h"
 #include "links/natssubjects_p.h"
 
 #include <QLoggingCategory>
 #include <QRandomGenerator>
 
 #include <cstring>
+#include <limits>
 #include <tuple>
 
 Q_LOGGING_CATEGORY(lxNatsLog, "lx.bus.nats")
@@ -14,6 +16,7 @@ Q_LOGGING_CATEGORY(lxNatsLog, "lx.bus.nats")
 namespace {
 
 constexpr int EchoAgainMs = 500;
+constexpr int StreamAnswerMs = 2000; // within which the broker answers for a stream
 constexpr int HeaderBytes = 256; // what the header of a part takes at most
 constexpr int MostNameLength = 64; // of a client, in its address
 
@@ -27,23 +30,33 @@ LxBusEndpoint::Result refusalOf(const char *header)
     return LxBusEndpoint::Closed;
 }
 
+qint64 deadlineMs(const QDeadlineTimer &deadline)
+{
+    return deadline.isForever() ? std::numeric_limits<int>::max() : deadline.remainingTime();
+}
+
 } // namespace
 
 std::unique_ptr<LxNatsLink> LxNatsLink::connect(const QString &url, const LxBusOptions &options, QString *error)
 {
     std::unique_ptr<LxNatsConnection> connection = LxNatsConnection::open(url, options, error);
-    return connection ? std::unique_ptr<LxNatsLink>(new LxNatsLink(std::move(connection))) : nullptr;
+    if (!connection)
+        return nullptr;
+    const QByteArray inbox = LxNatsSubjects::inbox(connection->user());
+    if (options.streams && !LxNatsStreams::create(connection.get(), inbox, options, error))
+        return nullptr;
+    return std::unique_ptr<LxNatsLink>(new LxNatsLink(std::move(connection), inbox, options));
 }
 
-LxNatsLink::LxNatsLink(std::unique_ptr<LxNatsConnection> connection)
-    : m_nats(std::move(connection)), m_inbox(LxNatsSubjects::inbox(m_nats->user()))
+LxNatsLink::LxNatsLink(std::unique_ptr<LxNatsConnection> connection, QByteArray inbox, const LxBusOptions &options)
+    : m_options(options), m_nats(std::move(connection)), m_inbox(std::move(inbox))
 {
 }
 
 void LxNatsLink::start(LxLinkObserver *observer)
 {
     m_observer = observer;
-    m_publisher = std::make_unique<LxNatsPublisher>(m_nats.get(), observer);
+    m_publisher = std::make_unique<LxNatsPublisher>(m_nats.get(), observer, m_options);
     m_own = m_nats->subscribe(m_inbox + ".>", nullptr, [this](const LxNatsMessage &message) { receiveOwn(message); });
     m_nats->start(this, m_inbox + LxNatsSubjects::Own::barrier);
 }
@@ -57,8 +70,7 @@ QString LxNatsLink::addressOf(const QString &name)
 void LxNatsLink::connectionRestored()
 {
     m_nats->passBarrier(); // it may be lost; nothing that was sent before is read any more
-    // Readers may have come back before the publisher, or after it.
-    m_publisher->publishLatestAgain();
+    m_publisher->restore();
     {
         QMutexLocker locker(&m_mutex);
         for (const std::shared_ptr<Route> &route : std::as_const(m_routes))
@@ -133,22 +145,36 @@ void LxNatsLink::openRoute(quint64 number, const QString &topic, const QString &
 
 void LxNatsLink::closeRoute(quint64 number)
 {
-    QMutexLocker locker(&m_mutex);
-    m_routes.remove(number);
+    {
+        QMutexLocker locker(&m_mutex);
+        m_routes.remove(number);
+    }
+    noteAnswer(number);
+}
+
+void LxNatsLink::noteAnswer(quint64 route)
+{
+    const QMutexLocker locker(&m_echoMutex);
+    if (m_unanswered.remove(route) && m_unanswered.isEmpty())
+        m_echoed.wakeAll();
 }
 
 void LxNatsLink::askForLatest(const Route &route)
 {
-    if (!route.key.isEmpty()) {
-        m_nats->publishRequest(LxNatsSubjects::recap(route.path),
-                               m_inbox + LxNatsSubjects::Own::latest + QByteArray::number(route.number), QByteArray());
-    }
+    if (route.key.isEmpty())
+        return;
+    const QByteArray stream = LxNatsStreams::name(LxNatsStreams::roleOf(route.topic), m_options.streamPrefix);
+    m_nats->publishRequest(LxNatsStreams::latestSubject(stream, LxNatsSubjects::record(route.path)),
+                           m_inbox + LxNatsSubjects::Own::latest + QByteArray::number(route.number), QByteArray());
+    const QMutexLocker locker(&m_echoMutex);
+    m_unanswered.insert(route.number);
+    m_lastAsked.start();
 }
 
 void LxNatsLink::receiveRecord(Route *route, const LxNatsMessage &message, bool isLatest)
 {
     LxWireMessage record;
-    if (!read(message, isLatest ? QStringLiteral("recap") : route->topic, &record))
+    if (!read(message, isLatest ? QStringLiteral("latest record") : route->topic, &record))
         return;
     if (record.type != route->topic || record.client != route->key) {
         m_observer->dropped(LxBusDrop::Malformed, route->topic);
@@ -183,15 +209,15 @@ void LxNatsLink::warnOfTwoPublishers(const Route &route)
 
 void LxNatsLink::receiveLatest(quint64 number, const LxNatsMessage &message)
 {
-    if (message.isNoResponders())
-        return; // most symbols are published on few topics
     std::shared_ptr<Route> route;
     {
         QMutexLocker locker(&m_mutex);
         route = m_routes.value(number);
     }
-    if (route)
+    // A status says that there is none: most symbols are published on few topics.
+    if (route && !message.header("Status"))
         receiveRecord(route.get(), message, true);
+    noteAnswer(number);
 }
 
 void LxNatsLink::receiveOwn(const LxNatsMessage &message)
@@ -390,11 +416,22 @@ bool LxNatsLink::flush(QDeadlineTimer deadline)
         m_nats->publish(m_inbox + LxNatsSubjects::Own::echo, QByteArray::number(number));
         locker.relock();
         // It may be lost with the connection.
-        QDeadlineTimer again(deadline.isForever() ? EchoAgainMs : qMin<qint64>(EchoAgainMs, deadline.remainingTime()));
+        const QDeadlineTimer again(qMin<qint64>(EchoAgainMs, deadlineMs(deadline)));
         while (m_lastEcho < number && m_echoed.wait(&m_echoMutex, again)) { }
         if (m_lastEcho < number && (deadline.hasExpired() || !m_nats->isOpen()))
             return false;
     }
+    // The broker answers for its streams on threads of its own. It does not answer for one that it has not.
+    while (!m_unanswered.isEmpty() && !deadline.hasExpired()) {
+        const qint64 patience = StreamAnswerMs - m_lastAsked.elapsed();
+        if (patience <= 0)
+            m_unanswered.clear();
+        else
+            m_echoed.wait(&m_echoMutex, static_cast<unsigned long>(qMin(patience, deadlineMs(deadline))));
+    }
+    if (!m_unanswered.isEmpty())
+        return false;
+    locker.unlock();
     return m_nats->waitForRefusal(deadline); // what is refused shows before the echo, but is told on another thread
 }
 

@@ -7,8 +7,10 @@
 #include "links/natspublisher_p.h"
 #include "loglimit_p.h"
 
+#include <QElapsedTimer>
 #include <QHash>
 #include <QMutex>
+#include <QSet>
 #include <QWaitCondition>
 
 #include <atomic>
@@ -57,7 +59,7 @@ private:
         LxNatsSubscription subscription;
     };
 
-    explicit LxNatsLink(std::unique_ptr<LxNatsConnection> connection);
+    LxNatsLink(std::unique_ptr<LxNatsConnection> connection, QByteArray inbox, const LxBusOptions &options);
 
     void connectionLost(const QString &reason) override { m_observer->connectionLost(reason); }
     void connectionRestored() override;
@@ -73,6 +75,7 @@ private:
     QByteArray write(const QString &type, const QString &client, const QVariant &body);
     bool publishParts(const QByteArray &subject, const QByteArray &bytes);
     void askForLatest(const Route &route);
+    void noteAnswer(quint64 route);
 
     // Receiving thread:
     void receiveRecord(Route *route, const LxNatsMessage &message, bool isLatest);
@@ -85,6 +88,7 @@ private:
     void receiveMessage(const QString &client, const QString &requestType, const LxNatsMessage &message);
     void receiveEcho(const LxNatsMessage &message);
 
+    const LxBusOptions m_options;
     const std::unique_ptr<LxNatsConnection> m_nats;
     const QByteArray m_inbox; // what the subjects of this process begin with
     LxLinkObserver *m_observer = nullptr; // constant after start()
@@ -110,4 +114,6 @@ private:
     QWaitCondition m_echoed;
     quint64 m_lastEchoSent = 0;
     quint64 m_lastEcho = 0;
+    QSet<quint64> m_unanswered; // routes whose latest record the broker has been asked for
+    QElapsedTimer m_lastAsked;
 };

@@ -1,11 +1,17 @@
 #include "links/natspublisher_p.h"
 
 #include "bustopics.h"
+#include "links/natsstreams_p.h"
 #include "links/natssubjects_p.h"
 
 #include <chrono>
 
 namespace {
+
+// What follows the publisher's inbox, which others cannot publish on.
+const char acknowledgements[] = ".k";
+const char lastCreations[] = ".l";
+const char tickCreations[] = ".t";
 
 quint64 microsecondsSince1970()
 {
@@ -15,9 +21,14 @@ quint64 microsecondsSince1970()
 
 } // namespace
 
-LxNatsPublisher::LxNatsPublisher(LxNatsConnection *connection, LxLinkObserver *observer)
-    : m_connection(connection), m_observer(observer), m_epoch(microsecondsSince1970())
+LxNatsPublisher::LxNatsPublisher(LxNatsConnection *connection, LxLinkObserver *observer, const LxBusOptions &options)
+    : m_connection(connection), m_observer(observer), m_options(options),
+      m_inbox(LxNatsSubjects::inbox(connection->user())), m_epoch(microsecondsSince1970())
 {
+    if (m_options.streams) {
+        m_own = m_connection->subscribe(m_inbox + ".*", nullptr,
+                                        [this](const LxNatsMessage &message) { receive(message); });
+    }
 }
 
 bool LxNatsPublisher::publish(const QString &topic, const QString &key, const QVariant &body)
@@ -29,6 +40,7 @@ bool LxNatsPublisher::publish(const QString &topic, const QString &key, const QV
     QMutexLocker locker(&m_mutex);
     QByteArray subject;
     QByteArray bytes;
+    bool isFirst = false;
     if (LxBusTopics::routingKind(topic) == 0) {
         subject = LxNatsSubjects::record(LxNatsSubjects::path(topic, QString()));
         bytes = m_writer.write(message, &error);
@@ -39,8 +51,9 @@ bool LxNatsPublisher::publish(const QString &topic, const QString &key, const QV
         message.sequence = latest.sequence + 1;
         bytes = m_writer.write(message, &error);
         if (!bytes.isEmpty()) {
-            ++latest.sequence;
-            latest.bytes = bytes;
+            isFirst = ++latest.sequence == 1;
+            if (!LxNatsStreams::isTick(topic))
+                latest.bytes = bytes;
         }
         subject = latest.subject;
     }
@@ -49,7 +62,11 @@ bool LxNatsPublisher::publish(const QString &topic, const QString &key, const QV
         m_observer->dropped(LxBusDrop::Malformed, topic);
         return false;
     }
-    if (m_connection->publish(subject, bytes))
+    // A stream becomes full by new symbols.
+    const bool taken = isFirst && m_options.streams
+        ? m_connection->publishRequest(subject, m_inbox + acknowledgements, bytes)
+        : m_connection->publish(subject, bytes);
+    if (taken)
         return true;
     locker.unlock();
     m_observer->dropped(LxBusDrop::NotSent, topic);
@@ -58,41 +75,50 @@ bool LxNatsPublisher::publish(const QString &topic, const QString &key, const QV
 
 LxNatsPublisher::Latest &LxNatsPublisher::latestOf(const QString &topic, const QString &key)
 {
-    const QPair<QString, QString> id(topic, key);
-    const auto known = m_latest.constFind(id);
-    if (known != m_latest.constEnd())
-        return **known;
-    const auto latest = std::make_shared<Latest>();
-    const QByteArray path = LxNatsSubjects::path(topic, key);
-    latest->subject = LxNatsSubjects::record(path);
-    latest->recap = m_connection->subscribe(LxNatsSubjects::recap(path), LxNatsSubjects::publishersGroup,
-                                            [this, asked = latest.get()](const LxNatsMessage &request) {
-                                                if (LxNatsSubjects::isInInbox(request.reply()))
-                                                    answerRecap(*asked, request.reply());
-                                                else
-                                                    m_observer->dropped(LxBusDrop::Malformed, QStringLiteral("recap"));
-                                            });
+    const auto known = m_latest.find({ topic, key });
+    if (known != m_latest.end())
+        return *known;
     // Texts may be literals in the memory of a library that is unloaded before the bus ends.
-    m_latest.insert({ QString(topic.constData(), topic.size()), QString(key.constData(), key.size()) }, latest);
-    return *latest;
+    return *m_latest.insert({ QString(topic.constData(), topic.size()), QString(key.constData(), key.size()) },
+                            { LxNatsSubjects::record(LxNatsSubjects::path(topic, key)), QByteArray(), 0 });
 }
 
-void LxNatsPublisher::answerRecap(const Latest &latest, const char *reply)
+void LxNatsPublisher::restore()
 {
-    QByteArray bytes;
-    {
-        QMutexLocker locker(&m_mutex);
-        bytes = latest.bytes;
+    if (!m_options.streams)
+        return;
+    for (const auto &[role, reply] :
+         { std::pair(LxNatsStreams::Last, lastCreations), std::pair(LxNatsStreams::Ticks, tickCreations) }) {
+        const QByteArray stream = LxNatsStreams::name(role, m_options.streamPrefix);
+        m_connection->publishRequest(LxNatsStreams::creationSubject(stream), m_inbox + reply,
+                                     LxNatsStreams::creationRequest(role, m_options));
     }
-    if (!bytes.isEmpty() && !m_connection->publish(reply, bytes))
-        m_observer->dropped(LxBusDrop::NotSent, QStringLiteral("recap"));
 }
 
-void LxNatsPublisher::publishLatestAgain()
+void LxNatsPublisher::receive(const LxNatsMessage &message)
+{
+    const QByteArray about = QByteArray(message.subject()).mid(m_inbox.size());
+    const QByteArray bytes(message.bytes(), static_cast<int>(message.size()));
+    if (bytes.isEmpty())
+        return; // JetStream is not ready
+    QString error;
+    if (about == acknowledgements) {
+        error = LxNatsStreams::readRefusal(bytes);
+    } else {
+        const auto role = about == lastCreations ? LxNatsStreams::Last : LxNatsStreams::Ticks;
+        const QByteArray stream = LxNatsStreams::name(role, m_options.streamPrefix);
+        if (LxNatsStreams::readCreation(stream, bytes, &error) && role == LxNatsStreams::Last)
+            refill();
+    }
+    if (!error.isEmpty())
+        m_observer->connectionRefused(error);
+}
+
+void LxNatsPublisher::refill()
 {
     QMutexLocker locker(&m_mutex);
-    for (const std::shared_ptr<Latest> &latest : std::as_const(m_latest)) {
+    for (auto latest = m_latest.cbegin(); latest != m_latest.cend(); ++latest) {
         if (!latest->bytes.isEmpty() && !m_connection->publish(latest->subject, latest->bytes))
-            m_observer->dropped(LxBusDrop::NotSent, QStringLiteral("recap"));
+            m_observer->dropped(LxBusDrop::NotSent, latest.key().first);
     }
 }

@@ -140,11 +140,13 @@ void tst_NatsPermissions::requestsAreAnswered()
 
     // What a client of the bus subscribes and publishes is permitted.
     cleanup();
-    Bus bus({}, m_broker.url(client));
+    Bus bus({}, m_broker.url(client), Bus::OnlyReads);
     BusStates states(bus);
     Client reader(bus, QStringLiteral("reader"));
     reader.endpoint->subscribe(quotes);
+    reader.endpoint->subscribe(QStringLiteral("MDTRANSACTIONRECORD"));
     reader.ask(LxRecordKind::Quote, Subscribe, { symbol });
+    reader.ask(LxRecordKind::Transaction, Subscribe, { symbol });
     QVERIFY(Publisher(bus).flush());
     QVariant answer;
     QCOMPARE(reader.endpoint->requestSync(requestType, numberBody(1), &answer), int(LxBusEndpoint::NoService));
@@ -232,12 +234,17 @@ void tst_NatsPermissions::recordsCannotBePublished_data()
     QTest::newRow("record") << QByteArray("lx.md.MDMARKETRECORD.600519.SH");
     QTest::newRow("inbox of another user") << QByteArray("lx.in.analyst.inbox.a.1");
     QTest::newRow("inbox of the service") << QByteArray("lx.in.service.inbox.e");
+    for (const char *request :
+         { "STREAM.CREATE.LX_LAST", "STREAM.UPDATE.LX_LAST", "STREAM.DELETE.LX_LAST", "STREAM.PURGE.LX_TICKS",
+           "STREAM.MSG.DELETE.LX_TICKS", "STREAM.SNAPSHOT.LX_TICKS", "STREAM.CREATE.OTHER", "CONSUMER.CREATE.LX_TICKS",
+           "CONSUMER.DURABLE.CREATE.LX_TICKS.x" })
+        QTest::newRow(request) << QByteArray("$JS.API.") + request;
 }
 
 void tst_NatsPermissions::recordsCannotBePublished()
 {
     QFETCH(QByteArray, subject);
-    m_victim->listen(subject.startsWith("lx.md") ? "lx.md.>" : "lx.in.analyst.>");
+    m_victim->listen(subject.startsWith("lx.in") ? "lx.in.analyst.>" : "lx.md.>");
     m_enemy->publish(subject, wire(quotes, numberBody(1), symbol));
     QVERIFY(m_enemy->flush());
     QVERIFY(m_publisher->flush());
