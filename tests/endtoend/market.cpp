@@ -87,6 +87,13 @@ void Market::startBus(LxBusOptions options)
     QString error;
     if (!LxBus::start(broker() ? broker()->url() : QStringLiteral("inproc:"), options, &error))
         qFatal("%s", qPrintable(error));
+    forgetRecords();
+}
+
+void Market::forgetRecords()
+{
+    if (isBehindBroker())
+        broker()->forgetRecords();
 }
 
 void Market::flushBus()

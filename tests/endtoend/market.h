@@ -42,6 +42,8 @@ using Row = QMap<QString, QVariant>;
 bool isBehindBroker();
 /// Starts the bus of this run, within the process or through a broker of the test's own that ends with the application.
 void startBus(LxBusOptions options = {});
+/// Empties the streams of the broker, if there is one, so that late joiners do not get the records of other tests.
+void forgetRecords();
 
 /// Waits until the bus has delivered everything published so far, and the latest records of new subscriptions.
 void flushBus();

@@ -10,6 +10,8 @@
 
 #include <csignal>
 
+#include <nats/nats.h>
+
 #include <sys/prctl.h>
 #include <sys/types.h>
 
@@ -98,6 +100,19 @@ void NatsBroker::kill()
     m_process->kill();
     m_process->waitForFinished(PatienceMs);
     m_process.reset();
+}
+
+void NatsBroker::forgetRecords()
+{
+    natsConnection *connection = nullptr;
+    jsCtx *jetStream = nullptr;
+    if (natsConnection_ConnectTo(&connection, qPrintable(url())) != NATS_OK
+        || natsConnection_JetStream(&jetStream, connection, nullptr) != NATS_OK
+        || js_PurgeStream(jetStream, "LX_LAST", nullptr, nullptr) != NATS_OK
+        || js_PurgeStream(jetStream, "LX_TICKS", nullptr, nullptr) != NATS_OK)
+        qFatal("cannot empty the streams");
+    jsCtx_Destroy(jetStream);
+    natsConnection_Destroy(connection);
 }
 
 void NatsBroker::freeze()

@@ -34,6 +34,9 @@ public:
     void freeze();
     void thaw();
 
+    /// Empties the streams.
+    void forgetRecords();
+
     /// The port of the last start.
     int port() const { return m_port; }
     /// "nats://127.0.0.1:port", or with `user` ("name:password") and another scheme.

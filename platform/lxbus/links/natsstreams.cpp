@@ -8,6 +8,9 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
+#include <algorithm>
+#include <cstdlib>
+
 namespace {
 
 constexpr int AnswerTimeoutMs = 2500;
@@ -81,16 +84,12 @@ QJsonObject errorOf(const QJsonObject &answer)
 }
 
 bool createOne(LxNatsStreams::Role role, LxNatsConnection *connection, const QByteArray &reply,
-               const LxBusOptions &options, QString *error)
+               const LxBusOptions &options, quint64 *end, QString *error)
 {
     const QByteArray stream = LxNatsStreams::name(role, options.streamPrefix);
     QString reason;
     const auto ask = [&](const QByteArray &subject, const QByteArray &request) {
-        const auto answer = connection->request(subject, reply, request, AnswerTimeoutMs, &reason);
-        if (answer && answer->isNoResponders())
-            reason = QStringLiteral("JetStream is not enabled");
-        const QByteArray bytes = answer ? QByteArray(answer->bytes(), static_cast<int>(answer->size())) : QByteArray();
-        return bytes;
+        return connection->askJetStream(subject, reply, request, AnswerTimeoutMs, &reason);
     };
     const QByteArray answer =
         ask(LxNatsStreams::creationSubject(stream), LxNatsStreams::creationRequest(role, options));
@@ -99,7 +98,7 @@ bool createOne(LxNatsStreams::Role role, LxNatsConnection *connection, const QBy
             QStringLiteral("the broker refuses to create the stream %1: %2").arg(QString::fromUtf8(stream), reason);
         return false;
     }
-    const bool exists = LxNatsStreams::readCreation(stream, answer, error);
+    const bool exists = LxNatsStreams::readCreation(stream, answer, end, error);
     const QJsonObject object = QJsonDocument::fromJson(answer).object();
     if (errorOf(object).value(QStringLiteral("err_code")).toInt() == ExistsOtherwise) {
         const QJsonObject existing = QJsonDocument::fromJson(ask(api + "STREAM.INFO." + stream, {})).object();
@@ -130,11 +129,6 @@ bool isTick(const QString &topic)
     return kind == static_cast<int>(LxRecordKind::Transaction) || kind == static_cast<int>(LxRecordKind::Order);
 }
 
-Role roleOf(const QString &topic)
-{
-    return isTick(topic) ? Ticks : Last;
-}
-
 QByteArray name(Role role, const QString &prefix)
 {
     return prefix.toUtf8() + (role == Last ? "_LAST" : "_TICKS");
@@ -143,6 +137,16 @@ QByteArray name(Role role, const QString &prefix)
 QByteArray latestSubject(const QByteArray &stream, const QByteArray &recordSubject)
 {
     return api + "DIRECT.GET." + stream + '.' + recordSubject;
+}
+
+QByteArray fetchSubject(const QByteArray &stream)
+{
+    return api + "DIRECT.GET." + stream;
+}
+
+QByteArray fetchRequest(quint64 position, const QByteArray &recordSubject)
+{
+    return "{\"seq\":" + QByteArray::number(position) + ",\"next_by_subj\":\"" + recordSubject + "\"}";
 }
 
 QByteArray creationSubject(const QByteArray &stream)
@@ -155,9 +159,11 @@ QByteArray creationRequest(Role role, const LxBusOptions &options)
     return QJsonDocument(configurationOf(role, options)).toJson(QJsonDocument::Compact);
 }
 
-bool readCreation(const QByteArray &stream, const QByteArray &answer, QString *error)
+bool readCreation(const QByteArray &stream, const QByteArray &answer, quint64 *end, QString *error)
 {
     const QJsonObject object = QJsonDocument::fromJson(answer).object();
+    const QJsonObject state = object.value(QStringLiteral("state")).toObject();
+    *end = static_cast<quint64>(state.value(QStringLiteral("last_seq")).toDouble());
     if (object.contains(QStringLiteral("created")))
         return true;
     *error = QStringLiteral("the broker refuses to create the stream %1: %2")
@@ -165,20 +171,28 @@ bool readCreation(const QByteArray &stream, const QByteArray &answer, QString *e
     return false;
 }
 
-QString readRefusal(const QByteArray &acknowledgement)
+// Tens of thousands arrive in a second, so those without an error are not parsed as JSON.
+Acknowledgement readAcknowledgement(const QByteArray &bytes)
 {
-    const QJsonObject object = QJsonDocument::fromJson(acknowledgement).object();
-    const QJsonObject error = errorOf(object);
-    if (error.isEmpty())
-        return QString();
-    return QStringLiteral("the stream %1 does not accept a record: %2")
-        .arg(object.value(QStringLiteral("stream")).toString(), error.value(QStringLiteral("description")).toString());
+    if (!bytes.contains("\"error\"")) {
+        const QByteArray key = QByteArrayLiteral("\"seq\":");
+        const int at = bytes.indexOf(key);
+        return { at < 0 ? 0 : std::strtoull(bytes.constData() + at + key.size(), nullptr, 10), QString() };
+    }
+    const QJsonObject object = QJsonDocument::fromJson(bytes).object();
+    const QString reason = errorOf(object).value(QStringLiteral("description")).toString();
+    const QString stream = object.value(QStringLiteral("stream")).toString();
+    return { 0,
+             reason.isEmpty() ? QString()
+                              : QStringLiteral("the stream %1 does not accept a record: %2").arg(stream, reason) };
 }
 
-bool create(LxNatsConnection *connection, const QByteArray &inbox, const LxBusOptions &options, QString *error)
+bool create(LxNatsConnection *connection, const QByteArray &inbox, const LxBusOptions &options, quint64 *ticksEnd,
+            QString *error)
 {
-    return createOne(Last, connection, inbox + ".l", options, error)
-        && createOne(Ticks, connection, inbox + ".t", options, error);
+    quint64 lastEnd = 0;
+    return createOne(Last, connection, inbox + ".l", options, &lastEnd, error)
+        && createOne(Ticks, connection, inbox + ".t", options, ticksEnd, error);
 }
 
 } // namespace LxNatsStreams

@@ -41,12 +41,18 @@ namespace Own {
 const char answer[] = ".a."; ///< then the request's number
 const char message[] = ".m."; ///< then the client and the type of its request: messages for this client alone
 const char latest[] = ".l."; ///< then the route's number: its latest record, from a stream
+const char fetched[] = ".t."; ///< then the route's number and that of the request: a record that was missing
+const char wake[] = ".w"; ///< tasks are due
 const char echo[] = ".e";
 const char barrier[] = ".b";
 } // namespace Own
 
 /// Of a part of a message: "ID INDEX COUNT". All but the last have the same size.
 const char partHeader[] = "Lx-Part";
+/// Of a transaction or order: later ones of its publisher have higher positions in the stream than this.
+const char floorHeader[] = "Lx-Floor";
+/// By this the broker recognises a record that is published again.
+const char idHeader[] = "Nats-Msg-Id";
 /// Of an answer without a body: the LxBusEndpoint::Result that says why there is none.
 const char refusalHeader[] = "Lx-Refusal";
 
