@@ -11,6 +11,7 @@
 
 #include <qwt_plot.h>
 #include <qwt_plot_canvas.h>
+#include <qwt_scale_draw.h>
 
 #include <QAccessible>
 #include <QComboBox>
