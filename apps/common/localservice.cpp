@@ -30,7 +30,7 @@ QString LocalService::prepareStore(const QString &folder, QString *error)
         *error = tr("no such folder: %1").arg(folder);
         return QString();
     }
-    const QString store = cachedStore(folder);
+    QString store = cachedStore(folder);
     QString reason;
     if (checkStore(store, &reason) == StoreState::Current)
         return store;

@@ -77,7 +77,8 @@ void ProgramOptions::addReplayOptions(Options *options, ReplayOptions *replay)
 {
     options->beginGroup(tr("Replay options"));
     options->add(QStringLiteral("date"), QStringLiteral("DATE"),
-                 tr("Replay this date, yyyy-MM-dd or yyyyMMdd (default: the latest recorded date)"),
+                 tr("Replay this date, yyyy-MM-dd or yyyyMMdd (default: %1)")
+                     .arg(replay->date.isEmpty() ? tr("the latest recorded date") : replay->date),
                  [replay](const QString &value, QString *error) {
                      const std::optional<QDate> date = Dates::parseDate(value);
                      if (!date) {
@@ -87,7 +88,9 @@ void ProgramOptions::addReplayOptions(Options *options, ReplayOptions *replay)
                      replay->date = Dates::toCompactString(*date);
                      return true;
                  });
-    addTime(options, QStringLiteral("from"), tr("Replay records of this time of day and later, HH:mm or HH:mm:ss"),
+    addTime(options, QStringLiteral("from"),
+            tr("Replay records of this time of day and later, HH:mm or HH:mm:ss (default: %1)")
+                .arg(replay->from.isValid() ? replay->from.toString(QStringLiteral("HH:mm")) : tr("the first one")),
             &replay->from);
     addTime(options, QStringLiteral("to"), tr("Replay records of this time of day and earlier"), &replay->to);
     options->addFlag(QStringLiteral("keep-pauses"), &replay->keepPauses,

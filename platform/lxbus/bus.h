@@ -17,6 +17,8 @@
 class LxBusListener
 {
 public:
+    /// A message on a topic that the endpoint has subscribed to. The bus does not know its publisher: `source` is
+    /// empty.
     virtual void published(const QString &source, const QString &topic, const QVariant &body) = 0;
     /// The answer to the asynchronous request `id`.
     virtual void answered(int id, const QString &source, const QString &type, const QVariant &body) = 0;
@@ -32,6 +34,7 @@ protected:
 class LxBusEndpoint
 {
 public:
+    /// The outcome of a request; negative if it has not been sent or will not be answered.
     enum Result {
         Ok = 0,
         TimedOut = 1,
@@ -60,8 +63,8 @@ public:
 /// A request as a service sees it.
 struct LxBusRequest
 {
-    QString type;
-    QVariant body;
+    QString type; ///< one of LxBusService::requestTypes()
+    QVariant body; ///< the question
     QString client; ///< the sender's address as given by the sender: not verified
     quint64 id = 0; ///< 0 if no answer is awaited
     QByteArray returnAddress {}; ///< where answers are sent; only the link interprets it
@@ -71,7 +74,9 @@ struct LxBusRequest
 class LxBusService
 {
 public:
+    /// The types of the requests that the service answers. Read once, when the service is opened.
     virtual QStringList requestTypes() const = 0;
+    /// Receives a request, which LxBusServicePort::answer() answers, at once or later.
     virtual void handle(const LxBusRequest &request) = 0;
 
 protected:
@@ -125,6 +130,7 @@ struct LxBusStreams
     int replicas = 1; ///< in a cluster of brokers
 };
 
+/// How a bus behaves. The defaults suit interactive programs.
 struct LxBusOptions
 {
     int requestTimeoutMs = 10000; ///< of synchronous requests
@@ -155,8 +161,11 @@ public:
     /// Opens a service, which must outlive the port. If several services of this process handle a request type, the one
     /// opened last receives the requests.
     virtual std::unique_ptr<LxBusServicePort> openService(LxBusService *service) = 0;
+    /// Opens a publisher.
     virtual std::unique_ptr<LxBusPublisher> openPublisher() = 0;
+    /// What this process's side of the bus has dropped.
     virtual const LxBusStatistics &statistics() const = 0;
+    /// The state of the connection to the broker.
     virtual LxBusConnection &connection() = 0;
 };
 

@@ -17,8 +17,8 @@ enum class LxRecordKind : int {
 /// One row of a "SubscribeRequest".
 struct LxSubscription
 {
-    LxRecordKind kind = LxRecordKind::Quote;
-    bool subscribe = true;
+    LxRecordKind kind = LxRecordKind::Quote; ///< what is subscribed to
+    bool subscribe = true; ///< false: unsubscribe
     QString key; ///< the symbol
 };
 

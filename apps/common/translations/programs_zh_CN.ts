@@ -220,16 +220,24 @@
         <translation>回放选项</translation>
     </message>
     <message>
-        <source>Replay this date, yyyy-MM-dd or yyyyMMdd (default: the latest recorded date)</source>
-        <translation>回放的日期，yyyy-MM-dd 或 yyyyMMdd（默认：录制数据中最近的一天）</translation>
+        <source>Replay this date, yyyy-MM-dd or yyyyMMdd (default: %1)</source>
+        <translation>回放的日期，yyyy-MM-dd 或 yyyyMMdd（默认：%1）</translation>
+    </message>
+    <message>
+        <source>the latest recorded date</source>
+        <translation>录制数据中最近的一天</translation>
     </message>
     <message>
         <source>&quot;%1&quot; is not a date</source>
         <translation>“%1”不是有效的日期</translation>
     </message>
     <message>
-        <source>Replay records of this time of day and later, HH:mm or HH:mm:ss</source>
-        <translation>从该时间开始回放，HH:mm 或 HH:mm:ss</translation>
+        <source>Replay records of this time of day and later, HH:mm or HH:mm:ss (default: %1)</source>
+        <translation>从该时间开始回放，HH:mm 或 HH:mm:ss（默认：%1）</translation>
+    </message>
+    <message>
+        <source>the first one</source>
+        <translation>第一条记录</translation>
     </message>
     <message>
         <source>Replay records of this time of day and earlier</source>

@@ -152,8 +152,8 @@
         <translation>分时图</translation>
     </message>
     <message>
-        <source>No quotes yet</source>
-        <translation>尚无行情</translation>
+        <source>No trades yet</source>
+        <translation>尚无成交</translation>
     </message>
     <message>
         <source>Avg</source>
