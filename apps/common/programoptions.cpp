@@ -94,7 +94,7 @@ void ProgramOptions::addReplayOptions(Options *options, ReplayOptions *replay)
             &replay->from);
     addTime(options, QStringLiteral("to"), tr("Replay records of this time of day and earlier"), &replay->to);
     options->addFlag(QStringLiteral("keep-pauses"), &replay->keepPauses,
-                     tr("Do not skip pauses without records, such as the lunch break"));
+                     tr("Do not skip pauses, such as the lunch break"));
     const QString speed = replay->speed > 0 ? QString::number(replay->speed) : QStringLiteral("max");
     options->add(QStringLiteral("speed"), QStringLiteral("N|max"), tr("Multiple of real time (default: %1)").arg(speed),
                  [replay](const QString &value, QString *error) { return parseSpeed(value, &replay->speed, error); });

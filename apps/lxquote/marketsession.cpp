@@ -29,7 +29,7 @@ bool MarketSession::Settings::check(const BusSettings &bus, const Options &optio
 }
 
 MarketSession::MarketSession(const BusSession::Settings &bus, Settings settings)
-    : m_settings(std::move(settings)), m_bus(bus), m_room(BatchesAhead)
+    : m_settings(std::move(settings)), m_bus(bus), m_brokenRows(&Terminal::complain), m_room(BatchesAhead)
 {
     connect(&m_bus, &BusSession::failed, this, [this](const QString &reason) { finish(ExitFailure, reason); });
 }
@@ -55,8 +55,8 @@ ExitCode MarketSession::open(const QStringList &symbols, QString *error)
         ReplayOptions options = m_settings.replay;
         options.folder = m_bus.folder();
         options.waitForConsumers = [this] { waitForConsumers(); };
-        options.reportBrokenRow = [](const QString &file, qint64 line, const QString &reason) {
-            Terminal::complain(tr("%1:%2: %3; row skipped").arg(file).arg(line).arg(reason));
+        options.reportBrokenRow = [this](const QString &file, qint64 line, const QString &reason) {
+            m_brokenRows.add(file, line, tr("%1; row skipped").arg(reason));
         };
         m_replay = std::make_unique<Replay>(std::move(options));
         if (!m_replay->open(error))
@@ -101,6 +101,7 @@ void MarketSession::startReplay()
     m_thread = std::make_unique<ReplayThread>([this] {
         QString error;
         m_replay->run(&error);
+        m_brokenRows.writeCounts();
         afterConsumers([this, error] { finish(error.isEmpty() ? ExitOk : ExitUsage, error); });
     });
     m_thread->setObjectName(QStringLiteral("LxQuote_Replay"));

@@ -2,6 +2,7 @@
 
 #include "bussession.h"
 
+#include <brokenrowlog.h>
 #include <replay.h>
 
 #include <QEventLoop>
@@ -68,6 +69,7 @@ private:
 
     Settings m_settings;
     BusSession m_bus;
+    BrokenRowLog m_brokenRows; // used on the replay's thread
     std::unique_ptr<Replay> m_replay;
     std::unique_ptr<LxThread> m_thread;
     QSemaphore m_room;

@@ -1,5 +1,6 @@
 #include "servecommand.h"
 
+#include "metrics.h"
 #include "server.h"
 
 #include "recordeddates.h"
@@ -107,6 +108,8 @@ bool ServeCommand::check(QString *error) const
         *error = tr("a bus is required: use --bus, or LX_BUS_URL in the environment");
     else if (m_settings.store.isEmpty() && m_settings.replay.folder.isEmpty())
         *error = tr("nothing to serve: use --data, --store or both");
+    else if (!m_settings.metrics.isEmpty() && !Metrics::isAddress(m_settings.metrics))
+        *error = tr("--metrics: \"%1\" is not of the form HOST:PORT").arg(m_settings.metrics);
     for (const char *name : { "date", "from", "to", "speed", "keep-pauses", "loop" }) {
         if (m_settings.replay.folder.isEmpty() && m_options.isGiven(QString::fromLatin1(name)))
             *error = tr("--%1 requires --data").arg(QLatin1String(name));

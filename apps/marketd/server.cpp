@@ -22,7 +22,9 @@ QString toString(const ReplayCount &count)
 
 } // namespace
 
-Server::Server(Settings settings, QObject *parent) : QObject(parent), m_settings(std::move(settings))
+Server::Server(Settings settings, QObject *parent)
+    : QObject(parent), m_settings(std::move(settings)),
+      m_brokenRows([](const QString &line) { qCWarning(lxMarketdLog, "%s", qUtf8Printable(line)); })
 {
     connect(&m_bus, &ProgramBus::stateChanged, this, &Server::noteState);
     connect(&m_progress, &QTimer::timeout, this, &Server::logProgress);
@@ -106,9 +108,8 @@ bool Server::openReplay(QString *error)
     if (m_service)
         options.observeQuote = [this](const CsvRecording::Row &row) { m_currentDay.observe(row); };
     options.waitForConsumers = [this] { waitForConnection(); };
-    options.reportBrokenRow = [](const QString &file, qint64 line, const QString &reason) {
-        qCWarning(lxMarketdLog, "%s:%lld: %s; row skipped", qUtf8Printable(file), static_cast<long long>(line),
-                  qUtf8Printable(reason));
+    options.reportBrokenRow = [this](const QString &file, qint64 line, const QString &reason) {
+        m_brokenRows.add(file, line, reason + QStringLiteral("; row skipped"));
     };
     m_replay = std::make_unique<Replay>(std::move(options));
     if (!m_replay->open(error))
@@ -122,24 +123,7 @@ bool Server::openReplay(QString *error)
 void Server::replay()
 {
     QString error;
-    quint64 read = 0;
-    bool again = true;
-    while (again) {
-        qCInfo(lxMarketdLog, "replay begins: %s, %s", qUtf8Printable(m_settings.replay.folder),
-               qUtf8Printable(m_settings.replay.date));
-        m_currentDay.clear();
-        m_replay->run(&error);
-        const ReplayCount count = m_replay->totalCount();
-        qCInfo(lxMarketdLog, "replay ends: %s", qUtf8Printable(toString(count)));
-        // A replay without records is not repeated, which would be a busy loop.
-        again = m_settings.loop && error.isEmpty() && count.read > read;
-        read = count.read;
-        {
-            QMutexLocker locker(&m_mutex);
-            again = again && !m_stopping;
-        }
-        again = again && m_replay->rewind(&error);
-    }
+    while (replayRound(&error)) { }
     QMetaObject::invokeMethod(
         this,
         [this, error] {
@@ -148,6 +132,34 @@ void Server::replay()
                 Q_EMIT failed(error);
         },
         Qt::QueuedConnection);
+}
+
+// Returns true if there is to be another round.
+bool Server::replayRound(QString *error)
+{
+    const quint64 readBefore = m_replay->totalCount().read;
+    // A short recording can be repeated thousands of times per second.
+    const std::optional<quint64> unlogged = m_roundLog.admit();
+    if (unlogged) {
+        const QString others = *unlogged > 0 ? QStringLiteral(" (%1 rounds not logged)").arg(*unlogged) : QString();
+        qCInfo(lxMarketdLog, "replay begins: %s, %s%s", qUtf8Printable(m_settings.replay.folder),
+               qUtf8Printable(m_settings.replay.date), qUtf8Printable(others));
+    }
+    m_currentDay.clear();
+    m_replay->run(error);
+    const ReplayCount count = m_replay->totalCount();
+    // A replay without records is not repeated, which would be a busy loop.
+    bool again = m_settings.loop && error->isEmpty() && count.read > readBefore;
+    {
+        QMutexLocker locker(&m_mutex);
+        again = again && !m_stopping;
+    }
+    again = again && m_replay->rewind(error);
+    if (unlogged || !again) {
+        m_brokenRows.writeCounts();
+        qCInfo(lxMarketdLog, "replay ends: %s", qUtf8Printable(toString(count)));
+    }
+    return again;
 }
 
 // On the replay's thread, at full speed. Records that are published while the broker cannot be reached would be lost.

@@ -1,9 +1,12 @@
 #pragma once
 
+#include "brokenrowlog.h"
 #include "currentdaybars.h"
 #include "programbus.h"
 #include "replay.h"
 #include "systemdnotifier.h"
+
+#include <lxbus/loglimit_p.h>
 
 #include <QElapsedTimer>
 #include <QMutex>
@@ -57,6 +60,7 @@ private:
     void createMetrics();
     bool isConnected();
     void replay();
+    bool replayRound(QString *error);
     void waitForConnection();
     void noteState(const LxBusState &state);
     void logProgress();
@@ -64,6 +68,8 @@ private:
     const Settings m_settings;
     ProgramBus m_bus;
     CurrentDayBars m_currentDay;
+    BrokenRowLog m_brokenRows; // used on the replay's thread, as is the next one
+    LxLogLimit m_roundLog;
     std::unique_ptr<Metrics> m_metrics;
     std::unique_ptr<RequestService> m_service;
     std::unique_ptr<Replay> m_replay;

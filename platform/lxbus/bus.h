@@ -150,6 +150,13 @@ struct LxBusOptions
     std::optional<LxBusStreams> streams;
 };
 
+/// What waits in a bus.
+struct LxBusQueues
+{
+    quint64 messages = 0; ///< for the receivers of this process, requests for its services included
+    quint64 unsentBytes = 0; ///< encoded messages that have not been sent to the broker yet
+};
+
 /// The bus, which connects endpoints, services and publishers. Any thread.
 class LxBusTransport
 {
@@ -165,6 +172,8 @@ public:
     virtual std::unique_ptr<LxBusPublisher> openPublisher() = 0;
     /// What this process's side of the bus has dropped.
     virtual const LxBusStatistics &statistics() const = 0;
+    /// The current lengths of its queues.
+    virtual LxBusQueues queues() const = 0;
     /// The state of the connection to the broker.
     virtual LxBusConnection &connection() = 0;
 };

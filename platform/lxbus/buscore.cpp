@@ -119,6 +119,16 @@ std::shared_ptr<LxMailbox> LxBusCore::openMailbox(int limit, LxMailbox::Receiver
     return mailbox;
 }
 
+LxBusQueues LxBusCore::queues() const
+{
+    LxBusQueues queues;
+    queues.unsentBytes = m_link->unsentBytes();
+    QMutexLocker locker(&m_mutex);
+    for (const auto &mailbox : m_mailboxes)
+        queues.messages += mailbox->size();
+    return queues;
+}
+
 void LxBusCore::closeMailbox(LxMailbox *mailbox)
 {
     const std::vector<LxDelivery> left = mailbox->close();

@@ -25,6 +25,7 @@ public:
     std::unique_ptr<LxBusServicePort> openService(LxBusService *service) override;
     std::unique_ptr<LxBusPublisher> openPublisher() override;
     const LxBusStatistics &statistics() const override { return m_statistics; }
+    LxBusQueues queues() const override;
     LxBusConnection &connection() override { return m_connection; }
 
     void subscribe(LxBusClient *client, const QString &topic);

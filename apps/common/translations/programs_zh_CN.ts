@@ -244,7 +244,7 @@
         <translation>回放到该时间为止</translation>
     </message>
     <message>
-        <source>Do not skip pauses without records, such as the lunch break</source>
+        <source>Do not skip pauses, such as the lunch break</source>
         <translation>在没有行情的时段（如午间休市）也照常等待</translation>
     </message>
     <message>
@@ -338,8 +338,8 @@ Exit codes: 0; 1 if there are no bars; 2 for a usage error; 3 if nobody answers.
         <translation>通过行情库显示市场数据。</translation>
     </message>
     <message>
-        <source>%1:%2: %3; row skipped</source>
-        <translation>%1:%2：%3；该行已跳过</translation>
+        <source>%1; row skipped</source>
+        <translation>%1；该行已跳过</translation>
     </message>
     <message>
         <source>Exit codes: 0; 1 if the service knows nothing of a symbol; 2 for a usage error; 3 if nobody answers.</source>
@@ -682,10 +682,6 @@ Exit codes: 0; 1 if the bus or the output fails; 2 for a usage error; 3 if nothi
         <translation>s 排序  / 查找  空格 暂停  q 退出</translation>
     </message>
     <message>
-        <source>Further broken rows are not listed.</source>
-        <translation>其余损坏的行不再列出。</translation>
-    </message>
-    <message>
         <source>%1: %2 rows</source>
         <translation>%1：%2 行</translation>
     </message>
@@ -712,8 +708,16 @@ Exit codes: 0; 1 if a file is invalid or the store cannot be written; 2 for a us
         <translation>行情数据服务。</translation>
     </message>
     <message>
-        <source>metrics cannot be served at %1: invalid address, or the port is in use</source>
-        <translation>无法在 %1 提供监控指标：不是本机地址，或端口已被占用</translation>
+        <source>metrics cannot be served at %1: %2</source>
+        <translation>无法在 %1 提供监控指标：%2</translation>
+    </message>
+    <message>
+        <source>unknown reason</source>
+        <translation>原因不明</translation>
+    </message>
+    <message>
+        <source>--metrics: &quot;%1&quot; is not of the form HOST:PORT</source>
+        <translation>--metrics：“%1”不是 HOST:PORT 的形式</translation>
     </message>
     <message>
         <source>Write what a bus carries as recordings</source>
@@ -844,6 +848,22 @@ Exit codes: 0; 1 if the bus, the store or a recording fails; 2 for a usage error
     <message>
         <source>Symbol is missing</source>
         <translation>缺少 Symbol</translation>
+    </message>
+    <message>
+        <source>%1 &quot;%2&quot; is negative</source>
+        <translation>%1“%2”为负数</translation>
+    </message>
+    <message>
+        <source>HighPx %1 is below LowPx %2</source>
+        <translation>HighPx %1 低于 LowPx %2</translation>
+    </message>
+    <message>
+        <source>%1: further broken rows: %2</source>
+        <translation>%1：另有损坏行：%2</translation>
+    </message>
+    <message>
+        <source>%1: the recordings contain broken rows only</source>
+        <translation>%1：录制数据中只有损坏的行</translation>
     </message>
     <message>
         <source>%1 &quot;%2&quot; is not a number</source>

@@ -79,4 +79,6 @@ public:
     virtual void refuse(const LxBusRequest &request, LxBusEndpoint::Result reason) = 0;
     /// Waits until everything published before has arrived at the observers of this process, or at the broker.
     virtual bool flush(QDeadlineTimer deadline) = 0;
+    /// What has been published or sent but has not left this process yet.
+    virtual quint64 unsentBytes() const = 0;
 };

@@ -25,6 +25,7 @@ public:
     void answer(const LxBusRequest &request, const QString &type, const QVariant &body) override;
     void refuse(const LxBusRequest &request, LxBusEndpoint::Result reason) override;
     bool flush(QDeadlineTimer) override { return true; }
+    quint64 unsentBytes() const override { return 0; }
 
 private:
     LxLinkObserver *m_observer = nullptr; // constant after start()

@@ -447,3 +447,8 @@ bool LxNatsConnection::isOpen() const
 {
     return natsConnection_Status(m_connection) != NATS_CONN_STATUS_CLOSED;
 }
+
+quint64 LxNatsConnection::unsentBytes() const
+{
+    return static_cast<quint64>(std::max(natsConnection_Buffered(m_connection), 0)); // -1 while it is not connected
+}

@@ -139,6 +139,7 @@ public:
     /// False if the connection is closed for good.
     bool isOpen() const;
     bool isConnected() const;
+    quint64 unsentBytes() const;
 
     /// Called by the subscriber of `barrierSubject` when a message that the connection sent to itself has arrived.
     void passBarrier();

@@ -331,6 +331,11 @@ void LxNatsLink::refuse(const LxBusRequest &request, LxBusEndpoint::Result reaso
                                { { LxNatsSubjects::refusalHeader, QByteArray::number(reason) } }, {});
 }
 
+quint64 LxNatsLink::unsentBytes() const
+{
+    return m_nats->unsentBytes();
+}
+
 bool LxNatsLink::flush(QDeadlineTimer deadline)
 {
     // A message to this process itself returns after all that was published before.
