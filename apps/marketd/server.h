@@ -5,14 +5,18 @@
 #include "replay.h"
 #include "systemdnotifier.h"
 
+#include <serviceannouncement.h>
+
 #include <QElapsedTimer>
 #include <QMutex>
 #include <QObject>
 #include <QTimer>
 #include <QWaitCondition>
 
+#include <atomic>
 #include <memory>
 
+class Announcer;
 class LxThread;
 class Metrics;
 class RequestService;
@@ -55,6 +59,7 @@ Q_SIGNALS:
 private:
     bool openReplay(QString *error);
     void createMetrics();
+    ServiceAnnouncement announcement() const;
     bool isConnected();
     void replay();
     void waitForConnection();
@@ -64,10 +69,14 @@ private:
     const Settings m_settings;
     ProgramBus m_bus;
     CurrentDayBars m_currentDay;
+    std::atomic<qint64> m_round { 0 }; // of the replay
+    std::atomic<bool> m_hasEnded { false }; // the replay
+    std::atomic<qint64> m_requestsAnswered { 0 };
     std::unique_ptr<Metrics> m_metrics;
     std::unique_ptr<RequestService> m_service;
     std::unique_ptr<Replay> m_replay;
     std::unique_ptr<LxThread> m_thread;
+    std::unique_ptr<Announcer> m_announcer;
     SystemdNotifier m_systemd;
     QTimer m_progress;
     QElapsedTimer m_sinceProgress;

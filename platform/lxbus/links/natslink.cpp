@@ -387,7 +387,8 @@ bool LxNatsLink::flush(QDeadlineTimer deadline)
     const quint64 number = ++m_lastEchoSent;
     while (m_lastEcho < number) {
         locker.unlock();
-        m_nats->publish(m_inbox + LxNatsSubjects::Own::echo, QByteArray::number(number));
+        if (!m_nats->publish(m_inbox + LxNatsSubjects::Own::echo, QByteArray::number(number)) && !m_nats->isOpen())
+            return false;
         locker.relock();
         // It may be lost with the connection.
         QDeadlineTimer again(deadline.isForever() ? EchoAgainMs : qMin<qint64>(EchoAgainMs, deadline.remainingTime()));
