@@ -27,6 +27,7 @@ namespace {
 using Colours::Colour;
 using Terminal::fitted;
 
+constexpr int LastQuotesMs = 1000; // in which the latest quotes come from a bus on which nobody publishes
 constexpr int NameWidth = 24;
 constexpr int ValueWidth = -20;
 
@@ -90,6 +91,7 @@ private:
     std::optional<Record> lastQuote(const QString &symbol) const;
     QStringList stocks() const;
     void stopWhenAllHaveCome(MarketSession *session, const QDeadlineTimer &deadline) const;
+    void stopWhenNobodyPublishes(MarketSession *session);
     void askFigures(BusSession *bus, const QDeadlineTimer &deadline) const;
     ExitCode print(QString *error) const;
 
@@ -101,6 +103,7 @@ private:
     QStringList m_symbols;
     QHash<QString, FutureQuotaData> m_futures; // the latest by symbol; the library does not keep them
     QString m_day; // of the replay
+    QString m_absence; // that nobody publishes on the bus; empty if somebody does
     int m_timeoutMs = 10000;
 };
 
@@ -141,7 +144,7 @@ ExitCode SnapshotCommand::run(QString *error)
     if (const ExitCode code = session.open(m_symbols, error))
         return code;
     session.bus().printStates();
-    const QDeadlineTimer deadline(m_timeoutMs, Qt::PreciseTimer);
+    const QDeadlineTimer deadline = m_bus.deadline(m_timeoutMs);
     if (m_bus.bus.isShared())
         stopWhenAllHaveCome(&session, deadline);
     LxQuotaHandler &quota = LxQuotaHandler::instance();
@@ -150,6 +153,7 @@ ExitCode SnapshotCommand::run(QString *error)
     // The trades first: the quote is what is waited for, and the last trade is part of it.
     quota.SubscribeRecordTransaction(m_symbols, true);
     quota.SubscribeQuote(m_symbols, true);
+    stopWhenNobodyPublishes(&session);
     if (const ExitCode code = session.run(error))
         return code;
     m_day = session.day();
@@ -176,6 +180,8 @@ ExitCode SnapshotCommand::print(QString *error) const
     RecordWriter writer(&output, m_output);
     const bool isTable = m_output.format == OutputSettings::recordFormats().constFirst();
     ExitCode code = ExitOk;
+    if (!m_absence.isEmpty())
+        Terminal::complain(m_absence);
     for (const QString &symbol : m_symbols) {
         const std::optional<Record> quote = lastQuote(symbol);
         if (!quote) {
@@ -271,6 +277,32 @@ void SnapshotCommand::stopWhenAllHaveCome(MarketSession *session, const QDeadlin
     });
     QTimer::singleShot(static_cast<int>(deadline.remainingTime()), Qt::PreciseTimer, session,
                        [session] { session->stop(); });
+}
+
+// Without publishers, only the latest quotes can come.
+void SnapshotCommand::stopWhenNobodyPublishes(MarketSession *session)
+{
+    session->bus().watchPresence();
+    const PresenceWatch *presence = session->bus().presence();
+    if (!presence)
+        return;
+    auto *silence = new QTimer(session);
+    silence->setSingleShot(true);
+    silence->setInterval(LastQuotesMs);
+    QObject::connect(&LxQuotaHandler::instance(), &LxQuotaHandler::signalQuoteTickUpdate, silence, [silence] {
+        if (silence->isActive())
+            silence->start();
+    });
+    QObject::connect(presence, &PresenceWatch::changed, silence, [presence, silence] {
+        if (presence->presence().publishing() != ServicePresence::Nobody)
+            silence->stop();
+        else if (!silence->isActive())
+            silence->start();
+    });
+    QObject::connect(silence, &QTimer::timeout, session, [this, session, presence] {
+        m_absence = presence->absenceText();
+        session->stop();
+    });
 }
 
 } // namespace

@@ -16,6 +16,7 @@
 #include <QRegularExpression>
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 
@@ -74,10 +75,19 @@ bool SymbolTable::load(const BusSession::Settings &bus, QString *error)
         return false;
     const auto all = CBusinessDataBase::GetInstance()->Securities();
     for (auto security = all.cbegin(); security != all.cend(); ++security)
-        m_securities.append({ security.key(), security->name, security->type, LxPinyin::initialsOf(security->name) });
+        m_securities.append({ security.key(), security->name, security->type, QString() });
     std::sort(m_securities.begin(), m_securities.end(),
               [](const Security &a, const Security &b) { return a.symbol < b.symbol; });
     return true;
+}
+
+// Takes longer than the rest of a short command, and a symbol that is given in full does not need it.
+void SymbolTable::findInitials() const
+{
+    if (std::exchange(m_hasInitials, true))
+        return;
+    for (Security &security : m_securities)
+        security.initials = LxPinyin::initialsOf(security.name);
 }
 
 QStringList SymbolTable::symbols() const
@@ -100,6 +110,7 @@ QStringList SymbolTable::recorded() const
 QVector<SymbolTable::Security> SymbolTable::find(const QString &text) const
 {
     const QString wanted = withMarketLast(LxPinyin::normalized(text));
+    findInitials();
     QVector<QPair<int, Security>> ranked;
     for (const Security &security : m_securities) {
         const int position = rank(security, wanted);
@@ -116,12 +127,15 @@ QVector<SymbolTable::Security> SymbolTable::find(const QString &text) const
 // The symbols for which `text`, normalized, is the symbol, else the code, the name or the initials.
 QStringList SymbolTable::namedExactly(const QString &text) const
 {
+    const bool isSymbol = std::any_of(m_securities.cbegin(), m_securities.cend(),
+                                      [&text](const Security &security) { return security.symbol == text; });
+    if (isSymbol)
+        return { text };
+    findInitials();
     QStringList ofCode;
     QStringList named;
     QStringList stocksNamed;
     for (const Security &security : m_securities) {
-        if (security.symbol == text)
-            return { text };
         if (security.symbol.section(QLatin1Char('.'), 0, 0) == text)
             ofCode.append(security.symbol);
         if (security.initials != text && LxPinyin::normalized(security.name) != text)

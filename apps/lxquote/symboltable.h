@@ -40,7 +40,10 @@ public:
 private:
     QStringList namedExactly(const QString &text) const;
 
-    QVector<Security> m_securities; // by symbol
+    void findInitials() const;
+
+    mutable QVector<Security> m_securities; // by symbol
+    mutable bool m_hasInitials = false; // the securities have theirs
     bool m_isReplayed = false; // the folder has the recordings too
     QString m_folder;
 };

@@ -256,6 +256,50 @@
         <translation>总线上没有处理该请求的服务</translation>
     </message>
     <message>
+        <source>no service since %1</source>
+        <translation>自 %1 起没有服务</translation>
+    </message>
+    <message>
+        <source>no service on the bus</source>
+        <translation>总线上没有服务</translation>
+    </message>
+    <message>
+        <source>no service publishes; requests are answered</source>
+        <translation>没有服务发布行情，但有服务应答请求</translation>
+    </message>
+    <message>
+        <source>the replay of %1 has ended</source>
+        <translation>%1 的回放已结束</translation>
+    </message>
+    <message>
+        <source>%1 published</source>
+        <translation>已发布 %1 条</translation>
+    </message>
+    <message>
+        <source>by %1 services at the same time</source>
+        <translation>由 %1 个服务同时发布</translation>
+    </message>
+    <message>
+        <source>the market time has gone back from %1 to %2</source>
+        <translation>行情时间从 %1 回到 %2</translation>
+    </message>
+    <message>
+        <source>another day is replayed: %1 after %2</source>
+        <translation>现在回放另一日：%1（此前为 %2）</translation>
+    </message>
+    <message>
+        <source>nobody publishes: the limit of %1 records has not been reached</source>
+        <translation>无人发布：未达到 %1 条记录的限额</translation>
+    </message>
+    <message>
+        <source>a service publishes: %1</source>
+        <translation>有服务发布：%1</translation>
+    </message>
+    <message>
+        <source>%1, replayed by this program</source>
+        <translation>%1，由本程序回放</translation>
+    </message>
+    <message>
         <source>no answer in time</source>
         <translation>超时未收到应答</translation>
     </message>
@@ -648,10 +692,10 @@ Exit codes: 0; 1 if the calendar has no such day; 2 for a usage error; 3 if nobo
         <translation>实时显示行情与逐笔成交</translation>
     </message>
     <message>
-        <source>A table that updates in place on a terminal, else a line per update. Ends with the recording or on Ctrl-C, with a summary: records read; published, that is, of the symbols watched; announced by the library; dropped by the bus; skipped as broken. Of a bus only what it delivered is known: records announced and dropped.
-Exit codes: 0; 1 if the bus or the output fails; 2 for a usage error; 3 if nothing has come from the bus.</source>
-        <translation>在终端上显示原位刷新的表格，否则每次更新输出一行。回放结束或按 Ctrl-C 时结束，并输出统计：读取的记录；发布的记录，即所关注证券的记录；行情库通知的记录；总线丢弃的记录；因损坏而跳过的记录。使用总线时只知道收到的部分：通知和丢弃的记录。
-退出码：0 成功；1 总线或输出故障；2 用法错误；3 没有从总线收到任何数据。</translation>
+        <source>A table that updates in place on a terminal, else a line per update. Ends with the recording or on Ctrl-C, with a summary: records read; published, that is, of the symbols watched; announced by the library; dropped by the bus; skipped as broken. Of a bus only what it delivered is known: records announced and dropped. With --limit it ends when nobody publishes.
+Exit codes: 0; 1 if the bus or the output fails; 2 for a usage error; 3 if nothing has come from the bus, or nobody publishes before the limit is reached.</source>
+        <translation>在终端上显示原位刷新的表格，否则每次更新输出一行。回放结束或按 Ctrl-C 时结束，并输出统计：读取的记录；发布的记录，即所关注证券的记录；行情库通知的记录；总线丢弃的记录；因损坏而跳过的记录。使用总线时只知道收到的部分：通知和丢弃的记录。指定 --limit 时，若无人发布则结束。
+退出码：0 成功；1 总线或输出故障；2 用法错误；3 没有从总线收到任何数据，或在达到限额之前无人发布。</translation>
     </message>
     <message>
         <source>What to show, separated by commas</source>

@@ -343,7 +343,8 @@ bool LxNatsLink::flush(QDeadlineTimer deadline)
     const quint64 number = ++m_lastEchoSent;
     while (m_lastEcho < number) {
         locker.unlock();
-        m_nats->publish(m_inbox + LxNatsSubjects::Own::echo, QByteArray::number(number));
+        if (!m_nats->publish(m_inbox + LxNatsSubjects::Own::echo, QByteArray::number(number)) && !m_nats->isOpen())
+            return false;
         locker.relock();
         // It may be lost with the connection.
         const QDeadlineTimer again(qMin<qint64>(EchoAgainMs, deadlineMs(deadline)));

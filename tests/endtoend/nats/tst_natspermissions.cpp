@@ -65,6 +65,7 @@ private Q_SLOTS:
     void answersOfOthersCannotBeRead();
     void recordsCannotBePublished_data();
     void recordsCannotBePublished();
+    void announcementsOfServicesAreReadByAll();
     void floodDoesNotDelayOthers();
     void unansweredRequestsAreBounded();
 
@@ -232,6 +233,7 @@ void tst_NatsPermissions::recordsCannotBePublished_data()
 {
     QTest::addColumn<QByteArray>("subject");
     QTest::newRow("record") << QByteArray("lx.md.MDMARKETRECORD.600519.SH");
+    QTest::newRow("announcement of a service") << QByteArray("lx.md.ServicePresence");
     QTest::newRow("inbox of another user") << QByteArray("lx.in.analyst.inbox.a.1");
     QTest::newRow("inbox of the service") << QByteArray("lx.in.service.inbox.e");
     for (const char *request :
@@ -253,6 +255,22 @@ void tst_NatsPermissions::recordsCannotBePublished()
     QTRY_VERIFY_WITH_TIMEOUT(m_broker.log().contains("Publish to \"" + subject + "\"")
                                  || m_broker.log().contains("Subject \"" + subject + "\""),
                              PatienceMs);
+}
+
+void tst_NatsPermissions::announcementsOfServicesAreReadByAll()
+{
+    const QString presence = QStringLiteral("ServicePresence");
+    BusStates states(*m_bus);
+    Client other(*m_bus, QStringLiteral("other service"));
+    other.endpoint->subscribe(presence);
+    m_victim->listen("lx.md.ServicePresence");
+    QVERIFY(m_publisher->flush());
+    QCOMPARE(m_publisher->port->publish(presence, QString(), numberBody(1)), 1);
+    QVERIFY(other.waitFor(1));
+    RawNats::Message message;
+    QVERIFY(m_victim->next(&message));
+    QCOMPARE(message.subject, QByteArray("lx.md.ServicePresence"));
+    QCOMPARE(states.refusals(), QStringList());
 }
 
 void tst_NatsPermissions::floodDoesNotDelayOthers()
