@@ -24,7 +24,7 @@ StoreState stateOfError(const QSqlError &error, QString *reason)
         *reason = translated("locked by another process");
         return StoreState::Unreadable;
     case Corrupt:
-        *reason = translated("the store is damaged (%1)").arg(error.text());
+        *reason = translated("the store is damaged (%1); import the data again").arg(error.text());
         return StoreState::Damaged;
     case NotADatabase:
         *reason = translated("not a store");

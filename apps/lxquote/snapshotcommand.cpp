@@ -63,12 +63,14 @@ QString ladder(const Record &quote)
 QString sheet(const Record &quote)
 {
     const QString name = quote.value(QStringLiteral("SecurityName")).toString();
-    QString lines = Colours::apply(quote.symbol + QLatin1Char(' ') + name, Colour::Bold) + QLatin1Char('\n');
+    QString lines =
+        Colours::apply(Terminal::printable(quote.symbol + QLatin1Char(' ') + name), Colour::Bold) + QLatin1Char('\n');
     for (const Record::Field &field : quote.fields) {
         if (field.value.userType() == QMetaType::QVariantList) // the ladder shows the order book
             continue;
-        const QString text =
-            field.value.isValid() ? Figures::text(field.name, field.value, quote.symbol, true) : QString();
+        const QString text = field.value.isValid()
+            ? Figures::text(field.name, field.value, quote.symbol, Figures::ForPeople)
+            : QString();
         lines += QStringLiteral("  %1 %2\n")
                      .arg(fitted(Figures::heading(field.name), NameWidth),
                           fitted(text.isEmpty() ? QStringLiteral("-") : text, ValueWidth));
@@ -137,11 +139,11 @@ ExitCode SnapshotCommand::run(QString *error)
     SymbolTable table;
     if (!table.load(m_bus, error))
         return ExitUsage;
-    m_symbols = m_symbolSettings.resolve(table, error);
+    m_symbols = m_settings.choose(m_bus, table, m_symbolSettings, RecordedDays::Quotes, error);
     if (m_symbols.isEmpty())
         return ExitUsage;
     MarketSession session(m_bus, m_settings);
-    if (const ExitCode code = session.open(m_symbols, error))
+    if (const ExitCode code = session.open(error))
         return code;
     session.bus().printStates();
     const QDeadlineTimer deadline = m_bus.deadline(m_timeoutMs);
@@ -182,7 +184,10 @@ ExitCode SnapshotCommand::print(QString *error) const
     ExitCode code = ExitOk;
     if (!m_absence.isEmpty())
         Terminal::complain(m_absence);
+    int sheets = 0;
     for (const QString &symbol : m_symbols) {
+        if (writer.isFull() || (m_output.limit > 0 && sheets == m_output.limit))
+            break;
         const std::optional<Record> quote = lastQuote(symbol);
         if (!quote) {
             Terminal::complain(m_day.isEmpty()
@@ -191,6 +196,7 @@ ExitCode SnapshotCommand::print(QString *error) const
             code = m_bus.bus.isShared() ? ExitTimeout : ExitFailure;
         } else if (isTable && m_output.fields.isEmpty()) {
             output.write(sheet(*quote));
+            ++sheets;
         } else {
             writer.add(*quote);
         }

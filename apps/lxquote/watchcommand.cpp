@@ -42,6 +42,7 @@ struct WatchSettings
     OutputSettings output;
 
     bool isTable() const { return output.format == OutputSettings::recordFormats().constFirst(); }
+    bool hasUsualColumns() const { return isTable() && output.fields.isEmpty(); }
 };
 
 // The data rows of a message, each with the fields of the head row.
@@ -107,7 +108,7 @@ public:
         : m_session(session), m_settings(settings), m_output(*output), m_writer(output, settings.output),
           m_columns(WatchColumns::fitting(std::numeric_limits<int>::max()))
     {
-        if (settings.isTable() && output->isStandardOutput() && Terminal::isInteractive())
+        if (settings.hasUsualColumns() && output->isStandardOutput() && Terminal::isInteractive())
             m_screen = WatchScreen::open(settings.symbols);
     }
 
@@ -294,7 +295,7 @@ void Watch::showNote(const QString &type, const QString &key, const QVariant &da
     noteRecord();
     if (m_screen) {
         m_screen->setNote(key, text);
-    } else if (m_settings.isTable()) {
+    } else if (m_settings.hasUsualColumns()) {
         print(Record(), text);
     } else {
         for (const Record &record : recordsOf(type, data))
@@ -307,9 +308,12 @@ void Watch::print(const Record &record, const QString &line)
 {
     if (m_isComplete) // records that came before the session stopped
         return;
-    m_isComplete = m_settings.isTable()
-        ? !m_output.write(line + QLatin1Char('\n')) || ++m_linesPrinted == m_settings.output.limit
-        : !m_writer.add(record);
+    if (!m_settings.isTable()) {
+        m_isComplete = !m_writer.add(record);
+    } else {
+        const QString text = m_settings.hasUsualColumns() ? line + QLatin1Char('\n') : m_writer.tableLine(record);
+        m_isComplete = !m_output.write(text) || ++m_linesPrinted == m_settings.output.limit;
+    }
     if (!m_isComplete)
         return;
     m_giveUpTimer.stop();
@@ -445,14 +449,20 @@ ExitCode WatchCommand::run(QString *error)
     SymbolTable table;
     if (!table.load(m_bus, error))
         return ExitUsage;
-    m_settings.symbols = m_symbols.resolve(table, error);
+    RecordedDays::Kinds recorded;
+    for (const QString &kind : qAsConst(m_settings.kinds))
+        recorded |= kind == QLatin1String("trade") ? RecordedDays::Transactions : RecordedDays::Quotes;
+    const bool choosesDay = !m_bus.bus.isShared() && m_session.replay.date.isEmpty();
+    m_settings.symbols = m_session.choose(m_bus, table, m_symbols, recorded, error);
     if (m_settings.symbols.isEmpty())
         return ExitUsage;
+    if (choosesDay)
+        m_session.complainOfMissing(table.recordedDays(), m_settings.symbols, recorded);
     Output output;
     if (!output.open(m_settings.output.path, error))
         return ExitFailure;
     MarketSession session(m_bus, m_session);
-    if (const ExitCode code = session.open(m_settings.symbols, error))
+    if (const ExitCode code = session.open(error))
         return code;
     Watch watch(session, m_settings, &output);
     watch.subscribe();

@@ -12,10 +12,6 @@
         <translation>缺少参数：%1</translation>
     </message>
     <message>
-        <source>%1 COMMAND --help explains a command. An option --NAME can also be set in the environment (%2_NAME) or in the configuration file (a line NAME=VALUE; for a single command, below a line [COMMAND]).</source>
-        <translation>“%1 命令 --help”显示该命令的说明。选项 --NAME 也可以由环境变量（%2_NAME）或配置文件给出（每行 NAME=VALUE；只用于某个命令的写在 [命令] 之下）。</translation>
-    </message>
-    <message>
         <source>Print this help and exit</source>
         <translation>显示本帮助并退出</translation>
     </message>
@@ -50,10 +46,6 @@
     <message>
         <source>the configuration file %1 cannot be read</source>
         <translation>无法读取配置文件 %1</translation>
-    </message>
-    <message>
-        <source>in the configuration file: %1</source>
-        <translation>配置文件有误：%1</translation>
     </message>
     <message>
         <source>a command is missing</source>
@@ -358,8 +350,8 @@ Exit codes: 0; 1 if there are no bars; 2 for a usage error; 3 if nobody answers.
         <translation>截止日期，yyyy-MM-dd 或 yyyyMMdd</translation>
     </message>
     <message>
-        <source>A symbol (600519.SH), code, name or its pinyin initials (gzmt)</source>
-        <translation>证券代码（600519.SH 或 600519）、名称或拼音首字母（gzmt）</translation>
+        <source>A symbol (600519.SH), code, name or its pinyin initials (mdjt)</source>
+        <translation>证券代码（600519.SH 或 600519）、名称或拼音首字母（mdjt）</translation>
     </message>
     <message>
         <source>--from and --to are missing</source>
@@ -542,8 +534,8 @@ Exit codes: 0; 1 if nothing is found; 2 for a usage error.</source>
         <translation>所有有录制数据的证券；使用总线时为 securities.csv 中的全部证券</translation>
     </message>
     <message>
-        <source>Symbols (600519.SH), codes (600519, SH600519), names, or their pinyin initials (gzmt), separated by blanks or commas</source>
-        <translation>证券代码（600519.SH、600519、SH600519）、名称或拼音首字母（gzmt），以空格或逗号分隔</translation>
+        <source>Symbols (600519.SH), codes (600519, SH600519), names, or their pinyin initials (mdjt), separated by blanks or commas</source>
+        <translation>证券代码（600519.SH、600519、SH600519）、名称或拼音首字母（mdjt），以空格或逗号分隔</translation>
     </message>
     <message>
         <source>cannot read %1: %2</source>
@@ -720,10 +712,6 @@ Exit codes: 0; 1 if the bus or the output fails; 2 for a usage error; 3 if nothi
     <message>
         <source>PAUSED</source>
         <translation>已暂停</translation>
-    </message>
-    <message>
-        <source>s order  / find  space pause  q quit</source>
-        <translation>s 排序  / 查找  空格 暂停  q 退出</translation>
     </message>
     <message>
         <source>%1: %2 rows</source>
@@ -1016,10 +1004,6 @@ Exit codes: 0; 1 if the bus, the store or a recording fails; 2 for a usage error
     <message>
         <source>locked by another process</source>
         <translation>已被另一个进程锁定</translation>
-    </message>
-    <message>
-        <source>the store is damaged (%1)</source>
-        <translation>数据库已损坏（%1）</translation>
     </message>
     <message>
         <source>not a store</source>
@@ -1436,6 +1420,72 @@ Exit codes: 0; 1 if the bus, the store or a recording fails; 2 for a usage error
     <message>
         <source>Brokers of a cluster that keep a copy of the streams (default: %1)</source>
         <translation>集群中保存流副本的消息服务器个数（默认：%1）</translation>
+    </message>
+    <message>
+        <source>%1 COMMAND --help explains a command. An option --NAME can also be set in the environment (%2_NAME) or in the configuration file (a line NAME=VALUE; for one command only, below a line [COMMAND]).</source>
+        <translation>“%1 命令 --help”显示该命令的说明。选项 --NAME 也可以由环境变量（%2_NAME）或配置文件给出（每行 NAME=VALUE，用于所有命令；只用于某个命令的写在 [命令] 之下）。</translation>
+    </message>
+    <message>
+        <source>%1: &quot;%2&quot; is neither yes nor no</source>
+        <translation>%1：“%2”既不是 yes 也不是 no</translation>
+    </message>
+    <message>
+        <source>%1: neither NAME=VALUE nor [COMMAND]: %2</source>
+        <translation>%1：既不是 NAME=VALUE 也不是 [命令]：%2</translation>
+    </message>
+    <message>
+        <source>%1: %2 is already set at %3</source>
+        <translation>%1：%2 已在 %3 设置</translation>
+    </message>
+    <message>
+        <source>%1 (marketd import DIR %2), or omit --store</source>
+        <translation>%1（marketd import DIR %2），或不用 --store</translation>
+    </message>
+    <message>
+        <source>quotes</source>
+        <translation>行情</translation>
+    </message>
+    <message>
+        <source>quotes or transactions</source>
+        <translation>行情或逐笔成交</translation>
+    </message>
+    <message>
+        <source>no %1 are recorded on %2; there are some of %3</source>
+        <translation>%2 没有%1录制数据；已有的日期：%3</translation>
+    </message>
+    <message>
+        <source>no %1 of %2 are recorded</source>
+        <translation>没有 %2 的%1录制数据</translation>
+    </message>
+    <message>
+        <source>no %1 of %2 are recorded on %3; the latest are of %4</source>
+        <translation>%3 没有 %2 的%1录制数据；最近的是 %4</translation>
+    </message>
+    <message>
+        <source>%1
+The latest recorded day is therefore unknown: specify one (--date), or remove what cannot be read.</source>
+        <translation>%1
+因此无法确定最近的录制日期：请指定日期（--date），或移走无法读取的文件。</translation>
+    </message>
+    <message>
+        <source>s order</source>
+        <translation>s 排序</translation>
+    </message>
+    <message>
+        <source>/ find</source>
+        <translation>/ 查找</translation>
+    </message>
+    <message>
+        <source>space pause</source>
+        <translation>空格 暂停</translation>
+    </message>
+    <message>
+        <source>q quit</source>
+        <translation>q 退出</translation>
+    </message>
+    <message>
+        <source>candles have no fields: combine --fields with another --format</source>
+        <translation>蜡烛图没有字段：--fields 请与其他 --format 一起使用</translation>
     </message>
 </context>
 </TS>
