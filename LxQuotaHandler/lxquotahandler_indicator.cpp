@@ -116,7 +116,7 @@ QString LxQuotaHandler::queryTradeDay(QDate date, int days)
     if (answer.value(Orca_Fields::System::requestExeStatus) != QVariant(Orca_Values::RequestExeStatus::success))
         return QString();
     answer.setCurrentRow(1);
-    const QString tradeDay = answer.rowValue().value(QuantizationInformationMsgCode::TradeDate).toString().trimmed();
+    QString tradeDay = answer.rowValue().value(QuantizationInformationMsgCode::TradeDate).toString().trimmed();
     LX_DEBUG("lxquotahandler", 774) << "查询交易日  成功" << tradeDay;
     return tradeDay;
 }

@@ -83,7 +83,7 @@ QString LxQuotaHandler::AsyncRequestKLineData(const QString &symbol, const QDate
     pack.AddVaule(LxFieldKey::PeriodType, static_cast<int>(period));
     pack.AddVaule(Orca_Fields::System::msgType, LxMessageType::KLineRequest);
     LxPresenterClassMgr::instance()->Put(LxRequests::create(LxMessageType::KLineRequest, pack));
-    const QString id = pack.GetValue(Orca_Fields::System::clientMsgID).toString();
+    QString id = pack.GetValue(Orca_Fields::System::clientMsgID).toString();
     LX_DEBUG("lxquotahandler", __LINE__) << "开始查询k线数据，证券代码：" << symbol << "时间范围：" << startTime << "至"
                                          << stopTime << id;
     return id;

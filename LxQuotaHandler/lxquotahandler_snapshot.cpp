@@ -62,8 +62,10 @@ StockQuotaData LxQuotaHandler::GetLastStockQuotaDataTotal(const QString &symbol)
         return quote;
     QReadLocker locker(m_pTransactionLock);
     const auto transaction = m_hashTransactionRecord.constFind(symbol);
-    if (transaction != m_hashTransactionRecord.constEnd())
-        quote.LastTradeLots = static_cast<double>(transaction->TradeQty / SharesPerLot);
+    if (transaction != m_hashTransactionRecord.constEnd()) {
+        const qint64 lots = transaction->TradeQty / SharesPerLot;
+        quote.LastTradeLots = static_cast<double>(lots);
+    }
     return quote;
 }
 

@@ -28,6 +28,7 @@ class LXQUOTAMODELS_EXPORT LxBarSeries : public QAbstractTableModel
     Q_PROPERTY(QString symbol READ symbol NOTIFY loaded)
 
 public:
+    /// What a bar comprises; the values are those of LxKLine.
     enum Period {
         OneMinute = LxKLine::OneMinute,
         FiveMinutes = LxKLine::FiveMinutes,
@@ -40,26 +41,34 @@ public:
     };
     Q_ENUM(Period)
 
+    /// How prices are adjusted for dividends and splits; the values are those of LxKLine.
     enum Adjustment { Unadjusted = LxKLine::Unadjusted, Forward = LxKLine::Forward, Backward = LxKLine::Backward };
     Q_ENUM(Adjustment)
 
+    /// The columns. All are numbers except Time.
     enum Column { Time, Open, High, Low, Close, Volume, Amount, ColumnCount };
     Q_ENUM(Column)
 
+    /// RawRole is the number of the cell or the date and time; the others are columns of the row, for QML.
     enum Role { RawRole = Qt::UserRole + 1, TimeRole, OpenRole, HighRole, LowRole, CloseRole, VolumeRole, AmountRole };
     Q_ENUM(Role)
 
+    /// A series without bars until load() is called.
     explicit LxBarSeries(QObject *parent = nullptr);
     ~LxBarSeries() override;
 
+    ///@{
+    /// What load() was called with last.
     QString symbol() const;
     Period period() const;
     Adjustment adjustment() const;
+    ///@}
 
     /// Shows the bars of `symbol` from now on. Requests as many past bars as a chart shows: ten days of one-minute
     /// bars, three months of 5- to 60-minute bars, four years of daily bars, and all weekly and monthly bars.
     void load(const QString &symbol, Period period, Adjustment adjustment = Unadjusted);
 
+    /// The bars, the oldest first: a row of the model for each.
     const QVector<LxBar> &bars() const;
     /// The average close of the last `length` bars, for each bar; LxNoValue for the first ones.
     QVector<double> movingAverage(int length) const;
@@ -68,11 +77,14 @@ public:
     /// Converts a volume of a bar to lots: a lot of a stock is 100 shares, futures are counted in lots already.
     double inLots(double volume) const;
 
+    ///@{
+    /// As QAbstractItemModel describes it.
     int rowCount(const QModelIndex &parent = QModelIndex()) const override;
     int columnCount(const QModelIndex &parent = QModelIndex()) const override;
     QVariant data(const QModelIndex &index, int role = Qt::DisplayRole) const override;
     QVariant headerData(int section, Qt::Orientation orientation, int role = Qt::DisplayRole) const override;
     QHash<int, QByteArray> roleNames() const override;
+    ///@}
 
 Q_SIGNALS:
     /// load() was called.

@@ -17,9 +17,11 @@ class LXQUOTAMODELS_EXPORT LxDepthModel : public QAbstractTableModel
     Q_PROPERTY(QString symbol READ symbol WRITE setSymbol NOTIFY symbolChanged)
 
 public:
+    /// The columns. Quantity is in lots.
     enum Column { Level, Price, Quantity, ColumnCount };
     Q_ENUM(Column)
 
+    /// What a row is besides its text.
     enum Role {
         RawRole = Qt::UserRole + 1, ///< the number of the cell; NaN if missing
         IsAskRole,
@@ -31,9 +33,11 @@ public:
     };
     Q_ENUM(Role)
 
+    /// A ladder without rows until setSymbol() is called.
     explicit LxDepthModel(QObject *parent = nullptr);
     ~LxDepthModel() override;
 
+    /// The symbol whose order book is shown.
     QString symbol() const;
     /// An empty symbol shows nothing.
     void setSymbol(const QString &symbol);
@@ -42,13 +46,17 @@ public:
     /// Colours of prices above and below the previous close.
     void setColors(const QColor &rising, const QColor &falling);
 
+    ///@{
+    /// As QAbstractItemModel describes it.
     int rowCount(const QModelIndex &parent = QModelIndex()) const override;
     int columnCount(const QModelIndex &parent = QModelIndex()) const override;
     QVariant data(const QModelIndex &index, int role = Qt::DisplayRole) const override;
     QVariant headerData(int section, Qt::Orientation orientation, int role = Qt::DisplayRole) const override;
     QHash<int, QByteArray> roleNames() const override;
+    ///@}
 
 Q_SIGNALS:
+    /// setSymbol() was called with another symbol.
     void symbolChanged();
     /// A more recent quote is shown.
     void quoteChanged();

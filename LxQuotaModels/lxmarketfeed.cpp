@@ -46,6 +46,7 @@ struct LxMarketFeed::State
     void takeMessage(const QVariant &type, const QVariant &body);
     void takeBars(const QList<QVariantMap> &rows, int period);
     void deliver(Symbol *symbol, LxQuote quote);
+    void queryMissingFigures();
     /// Receivers of kinds other than Quotes.
     QHash<QString, QVector<LxReceiver *>> &receivers(Kind kind) { return kind == Trades ? trades : bars; }
 
@@ -119,16 +120,7 @@ void LxMarketFeed::State::deliver(Symbol *symbol, LxQuote quote)
         withoutFigures.append(quote.symbol);
         if (withoutFigures.size() == 1 && sender) {
             QMetaObject::invokeMethod(
-                sender,
-                [this] {
-                    QStringList symbols;
-                    {
-                        QMutexLocker locker(&mutex);
-                        symbols.swap(withoutFigures);
-                    }
-                    queryFigures(symbols);
-                },
-                Qt::QueuedConnection);
+                sender, [this] { queryMissingFigures(); }, Qt::QueuedConnection);
         }
     }
     // Equal strings share their memory.
@@ -155,6 +147,16 @@ void LxMarketFeed::State::deliver(Symbol *symbol, LxQuote quote)
     }
     for (LxReceiver *receiver : std::as_const(symbol->receivers))
         receiver->quoteReceived(symbol->latest);
+}
+
+void LxMarketFeed::State::queryMissingFigures()
+{
+    QStringList symbols;
+    {
+        QMutexLocker locker(&mutex);
+        symbols.swap(withoutFigures);
+    }
+    queryFigures(symbols);
 }
 
 // The library announces only the symbol of a transaction; the other fields are read from the message that it receives.

@@ -49,7 +49,8 @@ QString LxPinyin::normalized(const QString &text)
         if (!character.isSpace())
             result += character.toUpper();
     }
-    return result;
+    // Accents may have lost the white space before them, and belong to the letter there now.
+    return result.normalized(QString::NormalizationForm_KC);
 }
 
 QString LxPinyin::initialsOf(const QString &name)

@@ -32,6 +32,7 @@ class LXQUOTAMODELS_EXPORT LxQuoteTableModel : public QAbstractTableModel
     Q_PROPERTY(int sortInterval READ sortInterval WRITE setSortInterval)
 
 public:
+    /// The columns. Units are those of LxQuote unless stated otherwise.
     enum Column {
         Code,
         Name,
@@ -61,6 +62,7 @@ public:
     };
     Q_ENUM(Column)
 
+    /// What a cell or row is besides its text.
     enum Role {
         RawRole = Qt::UserRole + 1, ///< the number of the cell (NaN: missing), or its string
         SymbolRole,
@@ -70,6 +72,7 @@ public:
     };
     Q_ENUM(Role)
 
+    /// How recent a row is, the best last.
     enum Status {
         NoService, ///< nothing has been received yet, or the service is known to be unreachable
         Stale, ///< no update for staleAfter() seconds of trading time
@@ -80,11 +83,12 @@ public:
     /// Colours of the figures that have a direction. By default rising ones are red, as is usual in China.
     struct Colors
     {
-        QColor rising = QColor(0xd0, 0x21, 0x2b);
-        QColor falling = QColor(0x0a, 0x84, 0x3d);
+        QColor rising = QColor(0xd0, 0x21, 0x2b); ///< above the previous close
+        QColor falling = QColor(0x0a, 0x84, 0x3d); ///< below the previous close
         QColor neutral; ///< invalid: the view's own text colour
     };
 
+    /// A model without symbols.
     explicit LxQuoteTableModel(QObject *parent = nullptr);
     ~LxQuoteTableModel() override;
 
@@ -94,6 +98,7 @@ public:
     void setSymbols(const QStringList &symbols);
     /// Inserts symbols before the list's element `index`.
     void insertSymbols(int index, const QStringList &symbols);
+    /// Removes those of the symbols that are in the list.
     void removeSymbols(const QStringList &symbols);
     /// Moves an element of the list so that it has the index `to` afterwards.
     void moveSymbol(int from, int to);
@@ -105,8 +110,12 @@ public:
     /// The latest quote of a row.
     LxQuote quoteAt(int row) const;
 
+    ///@{
+    /// The colours of Qt::ForegroundRole.
     Colors colors() const;
     void setColors(const Colors &colors);
+    ///@}
+    /// The units of amounts and market values (default: LxQuoteText::localUnits()).
     void setUnits(LxQuoteText::Units units);
 
     /// The best status of a row; NoService of an empty list.
@@ -122,33 +131,47 @@ public:
     /// -1 before the first one.
     int delay() const;
 
-    /// Seconds of trading time (default: 60).
+    ///@{
+    /// Seconds of trading time without an update after which a row is stale (default: 60).
     int staleAfter() const;
     void setStaleAfter(int seconds);
+    ///@}
+    ///@{
     /// Milliseconds between two updates of the rows (default: 33).
     int flushInterval() const;
     void setFlushInterval(int milliseconds);
+    ///@}
+    ///@{
     /// Milliseconds between two changes of the order of sorted rows (default: 300).
     int sortInterval() const;
     void setSortInterval(int milliseconds);
+    ///@}
 
+    ///@{
+    /// How sort() was called last.
     int sortColumn() const;
     Qt::SortOrder sortOrder() const;
+    ///@}
     /// Keeps the rows sorted by a column from now on; rows whose value is missing come last in both orders. Column -1
     /// restores the order of the list.
     void sort(int column, Qt::SortOrder order = Qt::AscendingOrder) override;
 
+    ///@{
+    /// As QAbstractItemModel describes it.
     int rowCount(const QModelIndex &parent = QModelIndex()) const override;
     int columnCount(const QModelIndex &parent = QModelIndex()) const override;
     QVariant data(const QModelIndex &index, int role = Qt::DisplayRole) const override;
     QVariant headerData(int section, Qt::Orientation orientation, int role = Qt::DisplayRole) const override;
     QHash<int, QByteArray> roleNames() const override;
+    ///@}
 
     /// The heading of a column.
     static QString title(Column column);
 
 Q_SIGNALS:
+    /// The list has other symbols or another order.
     void symbolsChanged();
+    /// status() has changed.
     void statusChanged(LxQuoteTableModel::Status status);
     /// The rows have been updated with `quotes` quotes.
     void flushed(int quotes);

@@ -13,11 +13,13 @@ enum Units { International, Chinese };
 /// The units of the application's locale (QLocale()).
 LXQUOTAMODELS_EXPORT Units localUnits();
 
+/// With two decimals.
 LXQUOTAMODELS_EXPORT QString price(double value);
 /// With a sign unless zero.
 LXQUOTAMODELS_EXPORT QString change(double value);
 /// With a sign unless zero, and a percent sign.
 LXQUOTAMODELS_EXPORT QString changeRatio(double value);
+/// With a percent sign.
 LXQUOTAMODELS_EXPORT QString percent(double value);
 /// Abbreviated, with a unit.
 LXQUOTAMODELS_EXPORT QString amount(double value, Units units);

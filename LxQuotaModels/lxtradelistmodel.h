@@ -23,9 +23,11 @@ class LXQUOTAMODELS_EXPORT LxTradeListModel : public QAbstractTableModel
     Q_PROPERTY(Source source READ source NOTIFY sourceChanged)
 
 public:
+    /// The columns.
     enum Column { Time, Price, Lots, Side, ColumnCount };
     Q_ENUM(Column)
 
+    /// What a cell or row is besides its text.
     enum Role {
         RawRole = Qt::UserRole + 1, ///< the number of the cell, the time as HHmmssSSS, or the LxTrade::Side
         TimeRole,
@@ -35,31 +37,42 @@ public:
     };
     Q_ENUM(Role)
 
+    /// What the rows are derived from.
     enum Source { Quotes, Transactions };
     Q_ENUM(Source)
 
+    /// A list without rows until setSymbol() is called.
     explicit LxTradeListModel(QObject *parent = nullptr);
     ~LxTradeListModel() override;
 
+    ///@{
+    /// The symbol whose transactions are shown; an empty symbol shows nothing.
     QString symbol() const;
-    /// An empty symbol shows nothing.
     void setSymbol(const QString &symbol);
+    ///@}
+    ///@{
     /// The maximum number of rows (default: 200).
     int capacity() const;
     void setCapacity(int rows);
-    /// What the rows are derived from.
+    ///@}
+    /// What the rows are derived from at present.
     Source source() const;
     /// Colours of transactions initiated by buyers and by sellers.
     void setColors(const QColor &buy, const QColor &sell);
 
+    ///@{
+    /// As QAbstractItemModel describes it.
     int rowCount(const QModelIndex &parent = QModelIndex()) const override;
     int columnCount(const QModelIndex &parent = QModelIndex()) const override;
     QVariant data(const QModelIndex &index, int role = Qt::DisplayRole) const override;
     QVariant headerData(int section, Qt::Orientation orientation, int role = Qt::DisplayRole) const override;
     QHash<int, QByteArray> roleNames() const override;
+    ///@}
 
 Q_SIGNALS:
+    /// setSymbol() was called with another symbol.
     void symbolChanged();
+    /// source() has changed.
     void sourceChanged(LxTradeListModel::Source source);
 
 private:

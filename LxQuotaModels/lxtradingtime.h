@@ -8,6 +8,7 @@
 /// are 09:30 to 11:30 and 13:00 to 15:00.
 namespace LxTradingTime {
 
+/// The length of a trading day.
 constexpr int MinutesPerDay = 240;
 
 /// Parses a time of the form HHmmssSSS; -1 for other strings.

@@ -4,8 +4,12 @@ find_program(LX_QHELPGENERATOR qhelpgenerator)
 if(LX_DOXYGEN AND LX_QHELPGENERATOR)
     set(headers
         LxQuotaHandler/lxquotadata.h LxQuotaHandler/lxquotahandler.h
+        LxQuotaModels/lxbarseries.h LxQuotaModels/lxdepthmodel.h LxQuotaModels/lxquote.h
+        LxQuotaModels/lxquotetablemodel.h LxQuotaModels/lxquotetext.h LxQuotaModels/lxsymbolmodel.h
+        LxQuotaModels/lxtradelistmodel.h LxQuotaModels/lxtradingtime.h
         apps/host/lxmarkethost.h
         platform/businessdatamanager/businessdatainterface.h platform/lxbusinessdata/businessdatabase.h
+        platform/lxbus/bus.h platform/lxbus/busconnection.h platform/lxbus/busstatistics.h platform/lxbus/bustopics.h
         platform/lxdefine/lxfields.h platform/lxdefine/lxkline.h
         platform/lxmsg/messagecommon.h platform/lxmsg/packmessagecommon.h platform/lxmsg/unpackmessagecommon.h
         platform/lxutils/lxthread.h

@@ -181,7 +181,8 @@ bool CsvRecording::readRow(const QVector<QByteArray> &cells, bool *wanted, QStri
     const std::optional<QTime> time = Dates::parseCompactTime(timeCell);
     if (!time)
         return broken(translated("MDTime \"%1\" is not a time").arg(QString::fromUtf8(timeCell)));
-    if (cells.at(m_symbolCell).isEmpty())
+    const QString symbol = QString::fromUtf8(cells.at(m_symbolCell)); // empty, too, if it begins with a NUL
+    if (symbol.isEmpty())
         return broken(translated("Symbol is missing"));
 
     m_row.quote = {};
@@ -201,7 +202,7 @@ bool CsvRecording::readRow(const QVector<QByteArray> &cells, bool *wanted, QStri
 
     m_row.date = *date;
     m_row.time = *time;
-    m_row.symbol = QString::fromUtf8(cells.at(m_symbolCell));
+    m_row.symbol = symbol;
     m_row.body = LxPackedBody::ofRow({ m_layout, std::move(values) }).toVariant();
     return true;
 }

@@ -5,6 +5,7 @@
 
 #include <QCoreApplication>
 #include <QDate>
+#include <QRegularExpression>
 
 namespace {
 
@@ -47,6 +48,17 @@ void ProgramOptions::addBusOptions(Options *options, BusSettings *settings, cons
         tr("Trusted CA certificates, PEM (default: the environment variable LX_BUS_CA, or the system's)"));
     options->addString(QStringLiteral("bus-credentials"), QStringLiteral("FILE"), &settings->options.credentialsFile,
                        tr("NATS credentials file (default: the environment variable LX_BUS_CREDENTIALS, or none)"));
+    QString *const prefix = &settings->options.streamPrefix;
+    options->add(QStringLiteral("bus-streams"), QStringLiteral("NAME"),
+                 tr("Name of the broker's streams, to which _LAST and _TICKS are added (default: %1)").arg(*prefix),
+                 [prefix](const QString &value, QString *error) {
+                     static const QRegularExpression name(QStringLiteral("^[A-Za-z0-9_-]{1,32}$"));
+                     *prefix = value;
+                     if (name.match(value).hasMatch())
+                         return true;
+                     *error = tr("\"%1\" is not a name of at most 32 letters, digits, - and _").arg(value);
+                     return false;
+                 });
 }
 
 // An option whose value is a time of day.
@@ -65,7 +77,8 @@ void ProgramOptions::addReplayOptions(Options *options, ReplayOptions *replay)
 {
     options->beginGroup(tr("Replay options"));
     options->add(QStringLiteral("date"), QStringLiteral("DATE"),
-                 tr("Replay this date, yyyy-MM-dd or yyyyMMdd (default: the latest recorded date)"),
+                 tr("Replay this date, yyyy-MM-dd or yyyyMMdd (default: %1)")
+                     .arg(replay->date.isEmpty() ? tr("the latest recorded date") : replay->date),
                  [replay](const QString &value, QString *error) {
                      const std::optional<QDate> date = Dates::parseDate(value);
                      if (!date) {
@@ -75,7 +88,9 @@ void ProgramOptions::addReplayOptions(Options *options, ReplayOptions *replay)
                      replay->date = Dates::toCompactString(*date);
                      return true;
                  });
-    addTime(options, QStringLiteral("from"), tr("Replay records of this time of day and later, HH:mm or HH:mm:ss"),
+    addTime(options, QStringLiteral("from"),
+            tr("Replay records of this time of day and later, HH:mm or HH:mm:ss (default: %1)")
+                .arg(replay->from.isValid() ? replay->from.toString(QStringLiteral("HH:mm")) : tr("the first one")),
             &replay->from);
     addTime(options, QStringLiteral("to"), tr("Replay records of this time of day and earlier"), &replay->to);
     options->addFlag(QStringLiteral("keep-pauses"), &replay->keepPauses,

@@ -147,6 +147,7 @@ void CandleView::rangeChanged()
             }
         }
     }
+    setHasPrices(low <= high);
     if (low <= high) {
         const double margin = std::max((high - low) * Headroom, 0.02);
         pricePlot()->setAxisScale(QwtPlot::yLeft, low - margin, high + margin);

@@ -151,6 +151,12 @@ void ChartView::replot()
     m_volume->replot();
 }
 
+void ChartView::setHasPrices(bool hasPrices)
+{
+    for (int axis : { QwtPlot::yLeft, QwtPlot::yRight })
+        m_price->axisScaleDraw(axis)->enableComponent(QwtAbstractScaleDraw::Labels, hasPrices);
+}
+
 void ChartView::setVolumes(const QVector<double> &volumes, const QVector<bool> &rises)
 {
     QVector<QPointF> risingPoints;
@@ -173,6 +179,7 @@ void ChartView::setVolumes(const QVector<double> &volumes, const QVector<bool> &
     double largest = 0;
     for (int i = std::max(0, static_cast<int>(m_first)); i < volumes.size() && i <= m_last; ++i)
         largest = std::fmax(largest, volumes.at(i));
+    m_volume->axisScaleDraw(QwtPlot::yLeft)->enableComponent(QwtAbstractScaleDraw::Labels, largest > 0);
     m_volume->setAxisScale(QwtPlot::yLeft, 0, largest > 0 ? largest * VolumeHeadroom : 1);
 }
 

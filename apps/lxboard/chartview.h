@@ -50,6 +50,8 @@ protected:
 
     void setRange(double first, double last);
     void replot();
+    /// Whether there are prices for the vertical axis; without any it has no labels.
+    void setHasPrices(bool hasPrices);
     /// Volumes as sticks, in the colour of their bars.
     void setVolumes(const QVector<double> &volumes, const QVector<bool> &rises);
     void setCrosshair(int index, double price);

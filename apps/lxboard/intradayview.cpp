@@ -153,6 +153,7 @@ void IntradayView::rangeChanged()
         reach = std::fmax(reach, std::fabs(minute.price - middle) * 1.05);
     }
     setVolumes(volumes, rises);
+    setHasPrices(middle > 0);
     if (!(middle > 0))
         return;
     m_previousClose->setYValue(middle);
@@ -170,7 +171,7 @@ QString IntradayView::readOut() const
 {
     const int index = hovered() >= 0 ? hovered() : lastMinute();
     if (index < 0 || index >= m_minutes.size())
-        return tr("No quotes yet");
+        return tr("No trades yet");
     const Minute &minute = m_minutes.at(index);
     const double previousClose = m_series->quote().previousClose;
     QString text = QStringLiteral("%1  %2  %3  V %4")

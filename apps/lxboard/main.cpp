@@ -71,6 +71,7 @@ int main(int argc, char *argv[])
     MarketHost::Options options;
     options.replay.date = QStringLiteral("20211201");
     options.replay.speed = DefaultSpeed;
+    options.replay.from = QTime(9, 30); // before it there are no trades to show
     QString settingsFile;
     QString language;
     common.addString(QStringLiteral("data"), QStringLiteral("DIR"), &options.folder,

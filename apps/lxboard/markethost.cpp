@@ -55,6 +55,8 @@ bool MarketHost::open(QString *error)
     if (!LxPluginHost::load(QStringLiteral(LX_PLUGIN_FILE), error))
         return false;
     LxQuotaHandler::instance();
+    if (isShared())
+        m_presence = std::make_unique<PresenceWatch>();
     return true;
 }
 

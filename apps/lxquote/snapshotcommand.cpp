@@ -27,6 +27,7 @@ namespace {
 using Colours::Colour;
 using Terminal::fitted;
 
+constexpr int LastQuotesMs = 1000; // in which the latest quotes come from a bus on which nobody publishes
 constexpr int NameWidth = 24;
 constexpr int ValueWidth = -20;
 
@@ -62,12 +63,14 @@ QString ladder(const Record &quote)
 QString sheet(const Record &quote)
 {
     const QString name = quote.value(QStringLiteral("SecurityName")).toString();
-    QString lines = Colours::apply(quote.symbol + QLatin1Char(' ') + name, Colour::Bold) + QLatin1Char('\n');
+    QString lines =
+        Colours::apply(Terminal::printable(quote.symbol + QLatin1Char(' ') + name), Colour::Bold) + QLatin1Char('\n');
     for (const Record::Field &field : quote.fields) {
         if (field.value.userType() == QMetaType::QVariantList) // the ladder shows the order book
             continue;
-        const QString text =
-            field.value.isValid() ? Figures::text(field.name, field.value, quote.symbol, true) : QString();
+        const QString text = field.value.isValid()
+            ? Figures::text(field.name, field.value, quote.symbol, Figures::ForPeople)
+            : QString();
         lines += QStringLiteral("  %1 %2\n")
                      .arg(fitted(Figures::heading(field.name), NameWidth),
                           fitted(text.isEmpty() ? QStringLiteral("-") : text, ValueWidth));
@@ -90,6 +93,7 @@ private:
     std::optional<Record> lastQuote(const QString &symbol) const;
     QStringList stocks() const;
     void stopWhenAllHaveCome(MarketSession *session, const QDeadlineTimer &deadline) const;
+    void stopWhenNobodyPublishes(MarketSession *session);
     void askFigures(BusSession *bus, const QDeadlineTimer &deadline) const;
     ExitCode print(QString *error) const;
 
@@ -101,6 +105,7 @@ private:
     QStringList m_symbols;
     QHash<QString, FutureQuotaData> m_futures; // the latest by symbol; the library does not keep them
     QString m_day; // of the replay
+    QString m_absence; // that nobody publishes on the bus; empty if somebody does
     int m_timeoutMs = 10000;
 };
 
@@ -134,14 +139,14 @@ ExitCode SnapshotCommand::run(QString *error)
     SymbolTable table;
     if (!table.load(m_bus, error))
         return ExitUsage;
-    m_symbols = m_symbolSettings.resolve(table, error);
+    m_symbols = m_settings.choose(m_bus, table, m_symbolSettings, RecordedDays::Quotes, error);
     if (m_symbols.isEmpty())
         return ExitUsage;
     MarketSession session(m_bus, m_settings);
-    if (const ExitCode code = session.open(m_symbols, error))
+    if (const ExitCode code = session.open(error))
         return code;
     session.bus().printStates();
-    const QDeadlineTimer deadline(m_timeoutMs, Qt::PreciseTimer);
+    const QDeadlineTimer deadline = m_bus.deadline(m_timeoutMs);
     if (m_bus.bus.isShared())
         stopWhenAllHaveCome(&session, deadline);
     LxQuotaHandler &quota = LxQuotaHandler::instance();
@@ -150,6 +155,7 @@ ExitCode SnapshotCommand::run(QString *error)
     // The trades first: the quote is what is waited for, and the last trade is part of it.
     quota.SubscribeRecordTransaction(m_symbols, true);
     quota.SubscribeQuote(m_symbols, true);
+    stopWhenNobodyPublishes(&session);
     if (const ExitCode code = session.run(error))
         return code;
     m_day = session.day();
@@ -176,7 +182,12 @@ ExitCode SnapshotCommand::print(QString *error) const
     RecordWriter writer(&output, m_output);
     const bool isTable = m_output.format == OutputSettings::recordFormats().constFirst();
     ExitCode code = ExitOk;
+    if (!m_absence.isEmpty())
+        Terminal::complain(m_absence);
+    int sheets = 0;
     for (const QString &symbol : m_symbols) {
+        if (writer.isFull() || (m_output.limit > 0 && sheets == m_output.limit))
+            break;
         const std::optional<Record> quote = lastQuote(symbol);
         if (!quote) {
             Terminal::complain(m_day.isEmpty()
@@ -185,6 +196,7 @@ ExitCode SnapshotCommand::print(QString *error) const
             code = m_bus.bus.isShared() ? ExitTimeout : ExitFailure;
         } else if (isTable && m_output.fields.isEmpty()) {
             output.write(sheet(*quote));
+            ++sheets;
         } else {
             writer.add(*quote);
         }
@@ -271,6 +283,32 @@ void SnapshotCommand::stopWhenAllHaveCome(MarketSession *session, const QDeadlin
     });
     QTimer::singleShot(static_cast<int>(deadline.remainingTime()), Qt::PreciseTimer, session,
                        [session] { session->stop(); });
+}
+
+// Without publishers, only the latest quotes can come.
+void SnapshotCommand::stopWhenNobodyPublishes(MarketSession *session)
+{
+    session->bus().watchPresence();
+    const PresenceWatch *presence = session->bus().presence();
+    if (!presence)
+        return;
+    auto *silence = new QTimer(session);
+    silence->setSingleShot(true);
+    silence->setInterval(LastQuotesMs);
+    QObject::connect(&LxQuotaHandler::instance(), &LxQuotaHandler::signalQuoteTickUpdate, silence, [silence] {
+        if (silence->isActive())
+            silence->start();
+    });
+    QObject::connect(presence, &PresenceWatch::changed, silence, [presence, silence] {
+        if (presence->presence().publishing() != ServicePresence::Nobody)
+            silence->stop();
+        else if (!silence->isActive())
+            silence->start();
+    });
+    QObject::connect(silence, &QTimer::timeout, session, [this, session, presence] {
+        m_absence = presence->absenceText();
+        session->stop();
+    });
 }
 
 } // namespace

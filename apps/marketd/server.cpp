@@ -1,10 +1,13 @@
 #include "server.h"
 
+#include "announcer.h"
 #include "marketdlog.h"
 #include "metrics.h"
 #include "replaythread.h"
 #include "requestservice.h"
 #include "storestate.h"
+
+#include <dates.h>
 
 #include <algorithm>
 
@@ -32,6 +35,7 @@ Server::Server(Settings settings, QObject *parent)
 
 Server::~Server()
 {
+    m_announcer.reset();
     if (m_metrics)
         m_metrics->close();
     {
@@ -62,19 +66,24 @@ bool Server::start(QString *error)
         if (checkStore(m_settings.store, error) != StoreState::Current)
             return false;
         m_service = std::make_unique<RequestService>(&m_currentDay);
-        if (m_metrics)
-            m_service->setObserver([this](const RequestOutcome &outcome) { m_metrics->addRequest(outcome); });
+        m_service->setObserver([this](const RequestOutcome &outcome) {
+            ++m_requestsAnswered;
+            if (m_metrics)
+                m_metrics->addRequest(outcome);
+        });
         if (!m_service->start(m_settings.store, error))
             return false;
     }
     if (!m_settings.replay.folder.isEmpty() && !openReplay(error))
         return false;
+    m_announcer = std::make_unique<Announcer>([this] { return announcement(); });
     if (!m_bus.waitUntilReady(error))
         return false;
     connect(&m_bus, &ProgramBus::failed, this, &Server::failed);
     if (m_metrics && !m_metrics->listen(m_settings.metrics, error))
         return false;
     qCInfo(lxMarketdLog, "ready");
+    m_announcer->start();
     m_systemd.ready();
     if (m_replay) {
         m_thread->start();
@@ -93,6 +102,23 @@ void Server::createMetrics()
     if (!m_settings.store.isEmpty())
         sources.waitingRequests = [this] { return m_service->waitingRequests(); };
     m_metrics = std::make_unique<Metrics>(std::move(sources));
+}
+
+// Any thread.
+ServiceAnnouncement Server::announcement() const
+{
+    ServiceAnnouncement result;
+    result.answers = m_service != nullptr;
+    result.messagesDropped = static_cast<qint64>(LxBus::current()->statistics().totalDropped());
+    result.requestsAnswered = m_requestsAnswered;
+    if (!m_replay)
+        return result;
+    result.day = Dates::parseDate(m_settings.replay.date).value_or(QDate());
+    result.time = m_replay->position().time();
+    result.round = m_round;
+    result.hasEnded = m_hasEnded;
+    result.recordsPublished = static_cast<qint64>(m_replay->totalCount().published);
+    return result;
 }
 
 // Any thread.
@@ -124,6 +150,7 @@ void Server::replay()
 {
     QString error;
     while (replayRound(&error)) { }
+    m_hasEnded = true;
     QMetaObject::invokeMethod(
         this,
         [this, error] {
@@ -146,6 +173,7 @@ bool Server::replayRound(QString *error)
                qUtf8Printable(m_settings.replay.date), qUtf8Printable(others));
     }
     m_currentDay.clear();
+    ++m_round;
     m_replay->run(error);
     const ReplayCount count = m_replay->totalCount();
     // A replay without records is not repeated, which would be a busy loop.

@@ -7,6 +7,7 @@
 #include "systemdnotifier.h"
 
 #include <lxbus/loglimit_p.h>
+#include <serviceannouncement.h>
 
 #include <QElapsedTimer>
 #include <QMutex>
@@ -14,8 +15,10 @@
 #include <QTimer>
 #include <QWaitCondition>
 
+#include <atomic>
 #include <memory>
 
+class Announcer;
 class LxThread;
 class Metrics;
 class RequestService;
@@ -58,6 +61,7 @@ Q_SIGNALS:
 private:
     bool openReplay(QString *error);
     void createMetrics();
+    ServiceAnnouncement announcement() const;
     bool isConnected();
     void replay();
     bool replayRound(QString *error);
@@ -70,10 +74,14 @@ private:
     CurrentDayBars m_currentDay;
     BrokenRowLog m_brokenRows; // used on the replay's thread, as is the next one
     LxLogLimit m_roundLog;
+    std::atomic<qint64> m_round { 0 }; // of the replay
+    std::atomic<bool> m_hasEnded { false }; // the replay
+    std::atomic<qint64> m_requestsAnswered { 0 };
     std::unique_ptr<Metrics> m_metrics;
     std::unique_ptr<RequestService> m_service;
     std::unique_ptr<Replay> m_replay;
     std::unique_ptr<LxThread> m_thread;
+    std::unique_ptr<Announcer> m_announcer;
     SystemdNotifier m_systemd;
     QTimer m_progress;
     QElapsedTimer m_sinceProgress;

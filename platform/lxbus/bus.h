@@ -9,6 +9,7 @@
 #include <QVariant>
 
 #include <memory>
+#include <optional>
 
 /// Receives the messages of an endpoint. Called on the bus's threads, one call at a time for each endpoint; messages of
 /// one topic and publisher arrive in the order in which they were published. Not called after the endpoint's destructor
@@ -16,6 +17,8 @@
 class LxBusListener
 {
 public:
+    /// A message on a topic that the endpoint has subscribed to. The bus does not know its publisher: `source` is
+    /// empty.
     virtual void published(const QString &source, const QString &topic, const QVariant &body) = 0;
     /// The answer to the asynchronous request `id`.
     virtual void answered(int id, const QString &source, const QString &type, const QVariant &body) = 0;
@@ -31,6 +34,7 @@ protected:
 class LxBusEndpoint
 {
 public:
+    /// The outcome of a request; negative if it has not been sent or will not be answered.
     enum Result {
         Ok = 0,
         TimedOut = 1,
@@ -59,8 +63,8 @@ public:
 /// A request as a service sees it.
 struct LxBusRequest
 {
-    QString type;
-    QVariant body;
+    QString type; ///< one of LxBusService::requestTypes()
+    QVariant body; ///< the question
     QString client; ///< the sender's address as given by the sender: not verified
     quint64 id = 0; ///< 0 if no answer is awaited
     QByteArray returnAddress {}; ///< where answers are sent; only the link interprets it
@@ -70,7 +74,9 @@ struct LxBusRequest
 class LxBusService
 {
 public:
+    /// The types of the requests that the service answers. Read once, when the service is opened.
     virtual QStringList requestTypes() const = 0;
+    /// Receives a request, which LxBusServicePort::answer() answers, at once or later.
     virtual void handle(const LxBusRequest &request) = 0;
 
 protected:
@@ -111,6 +117,20 @@ public:
     virtual bool flush(int timeoutMs) = 0;
 };
 
+/// The streams in which a broker keeps records for those who missed them (docs/operations.md).
+struct LxBusStreams
+{
+    enum Storage { Memory, File };
+
+    Storage lastStorage = Memory; ///< of the last value of each symbol
+    qint64 lastBytes = 256LL * 1024 * 1024;
+    Storage ticksStorage = File; ///< of the transactions and orders
+    qint64 ticksBytes = 2LL * 1024 * 1024 * 1024;
+    int ticksHours = 12; ///< after which transactions and orders are forgotten
+    int replicas = 1; ///< in a cluster of brokers
+};
+
+/// How a bus behaves. The defaults suit interactive programs.
 struct LxBusOptions
 {
     int requestTimeoutMs = 10000; ///< of synchronous requests
@@ -124,6 +144,10 @@ struct LxBusOptions
     bool sendAtOnce = true; ///< send each message immediately; false: collect for up to a millisecond, for throughput
     QString caFile; ///< trusted CA certificates (PEM); empty: LX_BUS_CA, or the system's
     QString credentialsFile; ///< the client's credentials; empty: LX_BUS_CREDENTIALS, or none
+    QString streamPrefix = QStringLiteral("LX"); ///< the names of the streams are this with "_LAST" and "_TICKS"
+    /// For the bus of a publisher: creates the streams if they are missing. The bus does not start if the broker has
+    /// other streams for these records, or none at all.
+    std::optional<LxBusStreams> streams;
 };
 
 /// The bus, which connects endpoints, services and publishers. Any thread.
@@ -137,10 +161,13 @@ public:
     /// Opens a service, which must outlive the port. If several services of this process handle a request type, the one
     /// opened last receives the requests.
     virtual std::unique_ptr<LxBusServicePort> openService(LxBusService *service) = 0;
+    /// Opens a publisher.
     virtual std::unique_ptr<LxBusPublisher> openPublisher() = 0;
+    /// What this process's side of the bus has dropped.
     virtual const LxBusStatistics &statistics() const = 0;
     /// The number of messages that wait for the receivers of this process, requests for its services included.
     virtual quint64 waitingMessages() const = 0;
+    /// The state of the connection to the broker.
     virtual LxBusConnection &connection() = 0;
 };
 
@@ -148,8 +175,9 @@ public:
 namespace LxBus {
 
 /// Starts the bus at `url`: "inproc:" within the process, "nats://[user[:password]@]host:port[,...]" through a broker,
-/// "tls://..." through a broker with encryption. Takes at most five seconds. False, with the reason in `error`, if the
-/// URL is invalid, the broker cannot be reached or refuses the connection, or a bus is already running.
+/// "tls://..." through a broker with encryption. Takes at most five seconds, or ten if it creates streams. False, with
+/// the reason in `error`, if the URL is invalid, the broker cannot be reached, refuses the connection or has no such
+/// streams, or a bus is already running.
 LXBUS_EXPORT bool start(const QString &url, const LxBusOptions &options = {}, QString *error = nullptr);
 /// The running bus; starts "inproc:" if none is running.
 LXBUS_EXPORT std::shared_ptr<LxBusTransport> current();

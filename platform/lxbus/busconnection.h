@@ -11,6 +11,7 @@
 /// The state of the connection to the broker.
 struct LxBusState
 {
+    /// What a program can rely on.
     enum Kind {
         Connected, ///< also the state of a bus within the process
         Reconnecting, ///< the connection was lost; the bus is trying to connect again
@@ -18,7 +19,7 @@ struct LxBusState
         Closed, ///< permanently
     };
 
-    Kind kind = Connected;
+    Kind kind = Connected; ///< the state itself
     QDateTime since; ///< local time
     QString reason; ///< for people; empty if connected
 
@@ -34,15 +35,19 @@ class LXBUS_EXPORT LxBusConnection : public QObject
 public:
     LxBusConnection();
 
+    /// The current state.
     LxBusState state() const;
 
     /// For the bus itself: sets the state, and emits stateChanged() if it differs. Closed is final.
     void setState(LxBusState::Kind kind, const QString &reason = QString());
 
 Q_SIGNALS:
+    /// The state has changed to `state`.
     void stateChanged(const LxBusState &state);
     /// The broker denied permission to publish or to read a subject.
     void refused(const QString &reason);
+    /// No service answers LxBusTopics::presenceRequest, as the broker says.
+    void nobodyServes();
 
 private:
     mutable QMutex m_mutex; // guards m_state

@@ -362,7 +362,10 @@ void LxBusCore::answerArrived(quint64 id, LxBusEndpoint::Result result, const QS
 
 void LxBusCore::dropped(LxBusDrop reason, const QString &type, quint64 count)
 {
-    m_statistics.drop(reason, type, count);
+    if (reason == LxBusDrop::NoService && type == LxBusTopics::presenceRequest)
+        Q_EMIT m_connection.nobodyServes();
+    else
+        m_statistics.drop(reason, type, count);
 }
 
 void LxBusCore::connectionLost(const QString &reason)

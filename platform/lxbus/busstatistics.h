@@ -27,11 +27,14 @@ enum class LxBusDrop {
 class LXBUS_EXPORT LxBusStatistics
 {
 public:
+    /// For the bus itself: counts dropped messages of a type or topic.
     void drop(LxBusDrop reason, const QString &type, quint64 count = 1);
 
+    /// Dropped messages for one reason.
     quint64 dropped(LxBusDrop reason) const;
     /// Dropped messages of one type or topic, for all reasons.
     quint64 dropped(const QString &type) const;
+    /// All dropped messages.
     quint64 totalDropped() const;
 
     /// A description of the reason, for people.

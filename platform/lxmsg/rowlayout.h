@@ -29,8 +29,8 @@ public:
     /// The index of `key`, or -1. `previous` is the index that the reader's previous look-up found, -1 at first.
     int find(const QString &key, int previous) const
     {
-        const auto guess =
-            static_cast<size_t>(m_guesses[static_cast<size_t>(previous + 1)].load(std::memory_order_relaxed));
+        const int next = previous + 1;
+        const auto guess = static_cast<size_t>(m_guesses[static_cast<size_t>(next)].load(std::memory_order_relaxed));
         const bool isKnown = m_knownCharacters[guess].load(std::memory_order_relaxed) == key.constData()
             && m_keys.at(static_cast<int>(guess)).size() == key.size();
         return isKnown ? static_cast<int>(guess) : findByCharacters(key, previous);

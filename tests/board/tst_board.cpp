@@ -11,6 +11,7 @@
 
 #include <qwt_plot.h>
 #include <qwt_plot_canvas.h>
+#include <qwt_scale_draw.h>
 
 #include <QAccessible>
 #include <QComboBox>
@@ -104,6 +105,7 @@ private Q_SLOTS:
 
     void chartKeysSwitchCharts();
     void intradayChartDrawsTheMorning();
+    void chartsWithoutTradesHaveNoScales();
     void candlesOfMinutesAreLive();
     void dailyCandlesComeFromTheService();
     void wheelZoomsAndDraggingMoves();
@@ -522,6 +524,19 @@ void tst_board::intradayChartDrawsTheMorning()
     QTest::mouseMove(view->pricePlot()->canvas(), opening);
     QTRY_COMPARE(view->hovered(), 0);
     QVERIFY2(view->readOut().startsWith(QStringLiteral("09:31")), qPrintable(view->readOut()));
+}
+
+void tst_board::chartsWithoutTradesHaveNoScales()
+{
+    const auto hasLabels = [](const QwtPlot *plot) {
+        return plot->axisScaleDraw(QwtPlot::yLeft)->hasComponent(QwtAbstractScaleDraw::Labels);
+    };
+    IntradayView *intraday = m_window->chartPanel()->intradayView();
+    m_window->setCurrentSymbol(QStringLiteral("600332.SH"));
+    QTRY_VERIFY(hasLabels(intraday->pricePlot()) && hasLabels(intraday->volumePlot()));
+    m_window->setCurrentSymbol(QStringLiteral("000004.SZ"));
+    QTRY_VERIFY(!hasLabels(intraday->pricePlot()) && !hasLabels(intraday->volumePlot()));
+    QCOMPARE(intraday->readOut(), QStringLiteral("No trades yet"));
 }
 
 void tst_board::candlesOfMinutesAreLive()

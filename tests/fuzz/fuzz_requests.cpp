@@ -8,10 +8,28 @@
 #include <lxbus/bus.h>
 #include <lxmsg/packmessagecommon.h>
 
+#include <QCborStreamReader>
 #include <QCborValue>
 #include <QTemporaryDir>
 
 namespace {
+
+// Whether all lengths in a value are within `size`. QCborValue reserves the memory that an input announces.
+bool lengthsFit(QCborStreamReader *reader, quint64 size, int depth = 0)
+{
+    constexpr int MostNested = 100;
+    while (reader->lastError() == QCborError::NoError && reader->hasNext()) {
+        const bool hasLength = reader->isContainer() || reader->isString() || reader->isByteArray();
+        if (hasLength && (!reader->isLengthKnown() || reader->length() > size || depth == MostNested))
+            return false;
+        if (!reader->isContainer()) {
+            reader->next();
+        } else if (!reader->enterContainer() || !lengthsFit(reader, size, depth + 1) || !reader->leaveContainer()) {
+            return false;
+        }
+    }
+    return reader->lastError() == QCborError::NoError;
+}
 
 // Bodies are what a packer makes of rows; other values go out as they are.
 QVariant bodyOf(const QVariant &value)
@@ -74,6 +92,9 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char *bytes, size_t size)
         return sorted;
     }();
     const QByteArray cbor(reinterpret_cast<const char *>(bytes + 1), static_cast<int>(size - 1));
+    QCborStreamReader lengths(cbor);
+    if (!lengthsFit(&lengths, size))
+        return 0;
     service.answer(types.at(bytes[0] % types.size()), bodyOf(QCborValue::fromCbor(cbor).toVariant()));
 
     const QVariantMap valid { { QStringLiteral("Symbol"), QStringLiteral("600000.SH") },

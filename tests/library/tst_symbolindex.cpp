@@ -4,6 +4,8 @@
 
 #include <QtTest>
 
+#include <functional>
+
 namespace {
 
 using Map = QMap<QString, int>;
@@ -22,6 +24,8 @@ Map filled(LxSymbolIndex<int> &index, int count)
 }
 
 } // namespace
+
+Q_DECLARE_METATYPE(std::function<void(Map &)>)
 
 class tst_symbolindex : public QObject
 {
@@ -133,8 +137,6 @@ void tst_symbolindex::copyOfTheMapKeepsItsValues()
     QCOMPARE(map.value(symbol(3)), -3);
     QCOMPARE(map.value(symbol(4)), -4);
 }
-
-Q_DECLARE_METATYPE(std::function<void(Map &)>)
 
 QTEST_APPLESS_MAIN(tst_symbolindex)
 #include "tst_symbolindex.moc"

@@ -17,6 +17,10 @@ bool LxNatsUrl::hasScheme(const QString &text)
 
 bool LxNatsUrl::parse(const QString &text, LxNatsUrl *url, QString *error)
 {
+    if (!hasScheme(text)) {
+        *error = QStringLiteral("the URL of a broker begins with %1 or %2").arg(plainScheme, encryptedScheme);
+        return false;
+    }
     url->encrypted = text.startsWith(encryptedScheme);
     const QStringList servers =
         text.mid((url->encrypted ? encryptedScheme : plainScheme).size()).split(QLatin1Char(','));
@@ -24,7 +28,8 @@ bool LxNatsUrl::parse(const QString &text, LxNatsUrl *url, QString *error)
         const QUrl parsed(plainScheme + server, QUrl::StrictMode);
         const bool rest = !parsed.path().isEmpty() && parsed.path() != QLatin1String("/");
         if (!parsed.isValid() || parsed.host().isEmpty() || rest || parsed.hasQuery() || parsed.hasFragment()) {
-            *error = QStringLiteral("\"%1\" is not the host and port of a broker").arg(server.section(QLatin1Char('@'), -1));
+            *error =
+                QStringLiteral("\"%1\" is not the host and port of a broker").arg(server.section(QLatin1Char('@'), -1));
             return false;
         }
         if (!parsed.userName().isEmpty()) {

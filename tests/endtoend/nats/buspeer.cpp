@@ -4,7 +4,7 @@
 //     client NAME TOPIC KIND SYMBOL...          opens an endpoint that reads these symbols
 //     publish TOPIC FIRST LAST SYMBOL...        publishes records with these numbers for each symbol: "ok", how many
 //                                               were accepted
-//     feed TOPIC SYMBOL...                      publishes continuously, up to 200 records ahead of the broker
+//     feed TOPIC[,TOPIC] SYMBOL...              publishes continuously, up to 200 records ahead of the broker
 //     halt                                      stops feeding: "ok", the last number
 //     await NAME NUMBER SYMBOL...               waits until NAME has received this record, or a later one, of each
 //     flush                                     waits until everything published before has been delivered
@@ -148,7 +148,7 @@ public:
     QString work(const QStringList &words);
 
 private:
-    void feed(const QString &topic, const QStringList &symbols);
+    void feed(const QStringList &topics, const QStringList &symbols);
     QString storm(const QString &type, int threads, int count, int first);
     QString dropped() const;
     template<typename Condition>
@@ -209,7 +209,7 @@ QString Peer::work(const QStringList &words)
     }
     if (command == QLatin1String("feed")) {
         m_halt = false;
-        m_threads.run([this, words] { feed(words.value(1), words.mid(2)); });
+        m_threads.run([this, words] { feed(words.value(1).split(QLatin1Char(',')), words.mid(2)); });
         return ok(true);
     }
     if (command == QLatin1String("halt")) {
@@ -262,14 +262,16 @@ QString Peer::work(const QStringList &words)
     return QStringLiteral("no command: ") + words.join(QLatin1Char(' '));
 }
 
-void Peer::feed(const QString &topic, const QStringList &symbols)
+void Peer::feed(const QStringList &topics, const QStringList &symbols)
 {
     int ahead = 0;
     while (!m_halt) {
         const int number = ++m_lastFed;
-        for (const QString &symbol : symbols)
-            m_publisher->port->publish(topic, symbol, recordBody(symbol, number));
-        ahead += symbols.size();
+        for (const QString &symbol : symbols) {
+            for (const QString &topic : topics)
+                m_publisher->port->publish(topic, symbol, recordBody(symbol, number));
+        }
+        ahead += symbols.size() * topics.size();
         if (ahead >= FeedAhead) {
             m_publisher->flush();
             ahead = 0;
