@@ -146,7 +146,6 @@ void tst_Answers::impossibleNumbersAreRefused()
         qint64(4294967298),
         std::numeric_limits<qint64>::max(),
         std::numeric_limits<qint64>::min(),
-        std::numeric_limits<quint64>::max(),
         QStringLiteral("1.5"),
         QStringLiteral("nan"),
         QStringLiteral("inf"),
