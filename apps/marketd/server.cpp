@@ -128,6 +128,7 @@ void Server::replay()
         qCInfo(lxMarketdLog, "replay begins: %s, %s", qUtf8Printable(m_settings.replay.folder),
                qUtf8Printable(m_settings.replay.date));
         m_currentDay.clear();
+        LxBus::current()->openPublisher()->beginDay();
         m_replay->run(&error);
         const ReplayCount count = m_replay->totalCount();
         qCInfo(lxMarketdLog, "replay ends: %s", qUtf8Printable(toString(count)));

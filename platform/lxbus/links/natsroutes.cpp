@@ -54,7 +54,7 @@ struct LxNatsRoutes::Route final : LxTickOrder::Observer
     // Receiving thread:
     quint64 epoch = 0; // of the last record received
     quint64 sequence = 0;
-    LxTickOrder ticks { this };
+    LxTickOrder ticks { this, owner->m_options.ticksOfTheDay ? LxTickOrder::AllTicks : LxTickOrder::LatestTick };
     quint64 position = 0; // what was fetched last
     quint64 request = 0; // the number of that fetch
     bool isWatched = false; // a task checks that fetches are answered

@@ -25,7 +25,7 @@ bool LxTickOrder::isNext(const Place &place) const
     const auto last = m_last.find(place.first);
     if (last != m_last.end())
         return place.second == last->second + 1;
-    return m_last.empty() && m_streamIsEmpty && place.second == 1;
+    return m_last.empty() && (m_beginning == LatestTick || (m_streamIsEmpty && place.second == 1));
 }
 
 void LxTickOrder::arrived(const LxTick &tick)

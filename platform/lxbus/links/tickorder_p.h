@@ -40,7 +40,15 @@ public:
     /// The number of ticks held back. Later ones are fetched again.
     static constexpr size_t HeldLimit = 4096;
 
-    explicit LxTickOrder(Observer *observer) : m_observer(observer) { }
+    enum Beginning {
+        AllTicks, ///< those that the stream has already are announced, too
+        LatestTick, ///< whatever arrives first is the first
+    };
+
+    explicit LxTickOrder(Observer *observer, Beginning beginning = AllTicks)
+        : m_observer(observer), m_beginning(beginning)
+    {
+    }
 
     /// A tick that was published, or the latest one.
     void arrived(const LxTick &tick);
@@ -75,6 +83,7 @@ private:
     void end();
 
     Observer *const m_observer;
+    const Beginning m_beginning;
     std::map<quint64, quint64> m_last; // the last sequence announced of each of the latest epochs
     std::map<Place, LxTick> m_held;
     quint64 m_floor = 0; // everything up to this position has been announced

@@ -1,3 +1,4 @@
+#include "busprocess.h"
 #include "busstates.h"
 #include "rawnats.h"
 
@@ -65,6 +66,7 @@ private Q_SLOTS:
     void answersOfOthersCannotBeRead();
     void recordsCannotBePublished_data();
     void recordsCannotBePublished();
+    void recordUnderAnotherSymbolIsDropped();
     void floodDoesNotDelayOthers();
     void unansweredRequestsAreBounded();
 
@@ -253,6 +255,26 @@ void tst_NatsPermissions::recordsCannotBePublished()
     QTRY_VERIFY_WITH_TIMEOUT(m_broker.log().contains("Publish to \"" + subject + "\"")
                                  || m_broker.log().contains("Subject \"" + subject + "\""),
                              PatienceMs);
+}
+
+// The broker sends what a client asks the streams for to whatever reply subject the client names.
+void tst_NatsPermissions::recordUnderAnotherSymbolIsDropped()
+{
+    m_publisher->publish(quotes, symbol, 1);
+    m_publisher->publish(quotes, QStringLiteral("000001.SZ"), 2);
+    QVERIFY(m_publisher->flush());
+    BusProcess reader(m_broker.url(analyst), QStringLiteral("reads"));
+    QCOMPARE(reader.call(QStringLiteral("client reader MDMARKETRECORD 1 ") + symbol), QStringLiteral("ok"));
+    QCOMPARE(reader.call(QStringLiteral("count reader 1")), QStringLiteral("ok"));
+    m_enemy->publish("$JS.API.DIRECT.GET.LX_LAST.lx.md.MDMARKETRECORD.000001.SZ", QByteArray(),
+                     "lx.md.MDMARKETRECORD.600519.SH");
+    QVERIFY(m_enemy->flush());
+    QTRY_COMPARE_WITH_TIMEOUT(reader.dropped(), (QMap<QString, int> { { QStringLiteral("malformed"), 1 } }),
+                              PatienceMs);
+    m_publisher->publish(quotes, symbol, 3);
+    QVERIFY(m_publisher->flush());
+    QCOMPARE(reader.call(QStringLiteral("count reader 2")), QStringLiteral("ok"));
+    QCOMPARE(reader.call(QStringLiteral("heard reader")), QStringLiteral("MDMARKETRECORD:1-3/2"));
 }
 
 void tst_NatsPermissions::floodDoesNotDelayOthers()
