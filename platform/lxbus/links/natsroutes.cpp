@@ -18,6 +18,7 @@ namespace {
 // Within which the broker answers for a stream. It does not answer for one that it lacks.
 constexpr int AnswerMs = 5000;
 constexpr int AbsentMs = 2 * AnswerMs;
+constexpr int CurrentMs = 3000; // without an answer, after which a program does not wait for the latest records
 constexpr int AskAgainMs = 1000; // a record that was just being stored is in the stream by then
 constexpr int WakeAgainMs = 500;
 
@@ -125,8 +126,8 @@ void LxNatsRoutes::askForLatest(const Route &route)
         return;
     {
         const QMutexLocker locker(&m_taskMutex);
-        m_unanswered.insert(route.number);
         m_lastAsked = m_time.elapsed();
+        m_unanswered.insert(route.number, m_lastAsked);
     }
     m_connection->publishRequest(LxNatsStreams::latestSubject(streamOf(route), route.subject),
                                  m_inbox + LxNatsSubjects::Own::latest + QByteArray::number(route.number),
@@ -138,7 +139,7 @@ void LxNatsRoutes::askForLatest(const Route &route)
 void LxNatsRoutes::noteAnswer(quint64 route)
 {
     const QMutexLocker locker(&m_taskMutex);
-    if (m_unanswered.remove(route) && m_unanswered.isEmpty())
+    if (m_unanswered.remove(route) > 0 && m_unanswered.isEmpty())
         m_answered.wakeAll();
 }
 
@@ -146,7 +147,7 @@ bool LxNatsRoutes::waitUntilCurrent(QDeadlineTimer deadline)
 {
     const QMutexLocker locker(&m_taskMutex);
     while (!m_unanswered.isEmpty()) {
-        const qint64 patience = m_lastAsked + AnswerMs - m_time.elapsed();
+        const qint64 patience = m_lastAsked + CurrentMs - m_time.elapsed();
         const qint64 rest = deadline.isForever() ? patience : std::min(patience, deadline.remainingTime());
         if (patience <= 0)
             m_unanswered.clear();
@@ -251,8 +252,10 @@ void LxNatsRoutes::receiveLatest(const QByteArray &about, const LxNatsMessage &m
         else
             receiveQuote(route.get(), record, true);
     }
-    if (route && route->isTick)
+    if (route && route->isTick) {
+        m_lastTickAnswer = m_time.elapsed();
         setTicksAbsent(message.isNoResponders());
+    }
     if (!route || route->ticks.isComplete())
         noteAnswer(number);
 }
@@ -284,6 +287,7 @@ void LxNatsRoutes::receiveFetched(const QByteArray &about, const LxNatsMessage &
     const std::shared_ptr<Route> route = routeOf(about.left(dot).toULongLong());
     if (!route || about.mid(dot + 1).toULongLong() != route->request)
         return;
+    m_lastTickAnswer = m_time.elapsed();
     const quint64 position = message.lastHeader("Nats-Sequence").toULongLong();
     LxWireMessage record;
     if (message.header("Status"))
@@ -358,9 +362,11 @@ void LxNatsRoutes::perform(const Task &task)
         break;
     case Task::CheckLatest: {
         QMutexLocker locker(&m_taskMutex);
-        const bool unanswered = m_unanswered.contains(task.route);
+        const qint64 begin = m_time.elapsed() - AbsentMs;
+        const auto asked = m_unanswered.constFind(task.route);
+        const bool isUnanswered = asked != m_unanswered.constEnd() && *asked <= begin;
         locker.unlock();
-        if (unanswered && route->ticks.isComplete() && m_connection->isConnected())
+        if (isUnanswered && m_lastTickAnswer <= begin && m_connection->isConnected())
             setTicksAbsent(true);
         break;
     }

@@ -9,7 +9,6 @@
 #include <QElapsedTimer>
 #include <QHash>
 #include <QMutex>
-#include <QSet>
 #include <QWaitCondition>
 
 #include <map>
@@ -82,6 +81,8 @@ private:
     LxLogLimit m_publishersLog;
     LxWireReader m_reader; // receiving thread
     bool m_ticksAreAbsent = false; // receiving thread: the broker does not answer for the stream of ticks
+    qint64 m_lastTickAnswer = 0; // receiving thread
+    QElapsedTimer m_time; // constant after the constructor
 
     QMutex m_mutex; // guards what follows
     QHash<quint64, std::shared_ptr<Route>> m_routes; // by number
@@ -90,8 +91,7 @@ private:
     QWaitCondition m_tasksChanged;
     QWaitCondition m_answered;
     std::multimap<qint64, Task> m_tasks; // by time
-    QSet<quint64> m_unanswered; // routes whose latest records the broker has been asked for
-    QElapsedTimer m_time;
+    QHash<quint64, qint64> m_unanswered; // routes whose latest records the broker has been asked for, and when
     qint64 m_lastAsked = 0;
     bool m_woken = false; // the receiving thread has been told that tasks are due
     bool m_stopping = false;
