@@ -15,9 +15,7 @@ Q_LOGGING_CATEGORY(lxNatsRoutesLog, "lx.bus.nats")
 
 namespace {
 
-// Within which the broker answers for a stream. It does not answer for one that it lacks.
-constexpr int AnswerMs = 5000;
-constexpr int AbsentMs = 2 * AnswerMs;
+constexpr int AnswerMs = 5000; // after which a request to a stream is repeated
 constexpr int CurrentMs = 3000; // without an answer, after which a program does not wait for the latest records
 constexpr int AskAgainMs = 1000; // a record that was just being stored is in the stream by then
 constexpr int WakeAgainMs = 500;
@@ -127,19 +125,17 @@ void LxNatsRoutes::askForLatest(const Route &route)
     {
         const QMutexLocker locker(&m_taskMutex);
         m_lastAsked = m_time.elapsed();
-        m_unanswered.insert(route.number, m_lastAsked);
+        m_unanswered.insert(route.number);
     }
     m_connection->publishRequest(LxNatsStreams::latestSubject(streamOf(route), route.subject),
                                  m_inbox + LxNatsSubjects::Own::latest + QByteArray::number(route.number),
                                  QByteArray());
-    if (route.isTick)
-        schedule(AbsentMs, { Task::CheckLatest, route.number, 0 });
 }
 
 void LxNatsRoutes::noteAnswer(quint64 route)
 {
     const QMutexLocker locker(&m_taskMutex);
-    if (m_unanswered.remove(route) > 0 && m_unanswered.isEmpty())
+    if (m_unanswered.remove(route) && m_unanswered.isEmpty())
         m_answered.wakeAll();
 }
 
@@ -185,24 +181,27 @@ bool LxNatsRoutes::read(const LxNatsMessage &message, const Route &route, const 
     return false;
 }
 
+void LxNatsRoutes::receive(Route *route, const LxNatsMessage &message)
+{
+    LxWireMessage record;
+    if (!read(message, *route, nullptr, &record))
+        return;
+    if (route->isTick)
+        receiveTick(route, message, record);
+    else
+        receiveQuote(route, record, false);
+}
+
 static LxTick tickOf(const LxNatsMessage &message, const LxWireMessage &record)
 {
     const char *const floor = message.header(LxNatsSubjects::floorHeader);
     return { record.epoch, record.sequence, QByteArray(floor).toULongLong(), record.body };
 }
 
-void LxNatsRoutes::receive(Route *route, const LxNatsMessage &message)
+void LxNatsRoutes::receiveTick(Route *route, const LxNatsMessage &message, const LxWireMessage &record)
 {
-    LxWireMessage record;
-    if (!read(message, *route, nullptr, &record))
-        return;
-    if (!route->isTick) {
-        receiveQuote(route, record, false);
-        return;
-    }
-    if (m_ticksAreAbsent && message.header(LxNatsSubjects::floorHeader))
-        setTicksAbsent(false); // the publisher has created it
-    route->ticks.setStreamAbsent(m_ticksAreAbsent);
+    // A publisher that does not create the stream adds no header.
+    route->ticks.setStreamAbsent(message.header(LxNatsSubjects::floorHeader) == nullptr);
     route->ticks.arrived(tickOf(message, record));
 }
 
@@ -248,27 +247,12 @@ void LxNatsRoutes::receiveLatest(const QByteArray &about, const LxNatsMessage &m
             route->ticks.streamIsEmpty();
     } else if (read(message, *route, "latest record", &record)) {
         if (route->isTick)
-            route->ticks.arrived(tickOf(message, record));
+            receiveTick(route.get(), message, record);
         else
             receiveQuote(route.get(), record, true);
     }
-    if (route && route->isTick) {
-        m_lastTickAnswer = m_time.elapsed();
-        setTicksAbsent(message.isNoResponders());
-    }
     if (!route || route->ticks.isComplete())
         noteAnswer(number);
-}
-
-void LxNatsRoutes::setTicksAbsent(bool absent)
-{
-    if (std::exchange(m_ticksAreAbsent, absent) == absent)
-        return;
-    QMutexLocker locker(&m_mutex);
-    const QList<std::shared_ptr<Route>> routes = m_routes.values();
-    locker.unlock();
-    for (const std::shared_ptr<Route> &route : routes)
-        route->ticks.setStreamAbsent(absent);
 }
 
 void LxNatsRoutes::fetch(Route *route)
@@ -287,7 +271,6 @@ void LxNatsRoutes::receiveFetched(const QByteArray &about, const LxNatsMessage &
     const std::shared_ptr<Route> route = routeOf(about.left(dot).toULongLong());
     if (!route || about.mid(dot + 1).toULongLong() != route->request)
         return;
-    m_lastTickAnswer = m_time.elapsed();
     const quint64 position = message.lastHeader("Nats-Sequence").toULongLong();
     LxWireMessage record;
     if (message.header("Status"))
@@ -360,16 +343,6 @@ void LxNatsRoutes::perform(const Task &task)
     case Task::FetchAgain:
         route->ticks.reconnected();
         break;
-    case Task::CheckLatest: {
-        QMutexLocker locker(&m_taskMutex);
-        const qint64 begin = m_time.elapsed() - AbsentMs;
-        const auto asked = m_unanswered.constFind(task.route);
-        const bool isUnanswered = asked != m_unanswered.constEnd() && *asked <= begin;
-        locker.unlock();
-        if (isUnanswered && m_lastTickAnswer <= begin && m_connection->isConnected())
-            setTicksAbsent(true);
-        break;
-    }
     case Task::Fetch:
         if (task.request == route->request)
             fetch(route.get());

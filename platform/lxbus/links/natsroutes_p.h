@@ -9,6 +9,7 @@
 #include <QElapsedTimer>
 #include <QHash>
 #include <QMutex>
+#include <QSet>
 #include <QWaitCondition>
 
 #include <map>
@@ -50,7 +51,7 @@ private:
     // What is to be done with a route at a later time.
     struct Task
     {
-        enum Kind { AskLatest, CheckLatest, FetchAgain, Fetch, CheckFetch };
+        enum Kind { AskLatest, FetchAgain, Fetch, CheckFetch };
 
         Kind kind;
         quint64 route;
@@ -69,7 +70,7 @@ private:
     void receive(Route *route, const LxNatsMessage &message);
     void receiveQuote(Route *route, const LxWireMessage &record, bool isLatest);
     void warnOfTwoPublishers(const Route &route);
-    void setTicksAbsent(bool absent);
+    void receiveTick(Route *route, const LxNatsMessage &message, const LxWireMessage &record);
     void fetch(Route *route);
     void perform(const Task &task);
 
@@ -80,8 +81,6 @@ private:
 
     LxLogLimit m_publishersLog;
     LxWireReader m_reader; // receiving thread
-    bool m_ticksAreAbsent = false; // receiving thread: the broker does not answer for the stream of ticks
-    qint64 m_lastTickAnswer = 0; // receiving thread
     QElapsedTimer m_time; // constant after the constructor
 
     QMutex m_mutex; // guards what follows
@@ -91,7 +90,7 @@ private:
     QWaitCondition m_tasksChanged;
     QWaitCondition m_answered;
     std::multimap<qint64, Task> m_tasks; // by time
-    QHash<quint64, qint64> m_unanswered; // routes whose latest records the broker has been asked for, and when
+    QSet<quint64> m_unanswered; // routes whose latest records the broker has been asked for
     qint64 m_lastAsked = 0;
     bool m_woken = false; // the receiving thread has been told that tasks are due
     bool m_stopping = false;

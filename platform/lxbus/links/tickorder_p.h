@@ -54,7 +54,7 @@ public:
     void arrived(const LxTick &tick);
     /// The stream has no tick of the symbol.
     void streamIsEmpty() { m_streamIsEmpty = true; }
-    /// There is no stream, so that nothing can be fetched and nothing is held back; or there is one again.
+    /// The publisher has no stream, so that nothing can be fetched and nothing is held back; or it has one.
     void setStreamAbsent(bool absent);
     /// Answers to what was asked before will not come.
     void reconnected();
