@@ -30,6 +30,7 @@ using Terminal::fitted;
 constexpr int LastQuotesMs = 1000; // in which the latest quotes come from a bus on which nobody publishes
 constexpr int NameWidth = 24;
 constexpr int ValueWidth = -20;
+constexpr int TradesMs = 1000; // for the last trades; without them the quotes have no last trade
 
 QString ladderLine(const QString &level, const QVariant &price, const QVariant &quantity, const Record &quote)
 {
@@ -142,7 +143,9 @@ ExitCode SnapshotCommand::run(QString *error)
     m_symbols = m_settings.choose(m_bus, table, m_symbolSettings, RecordedDays::Quotes, error);
     if (m_symbols.isEmpty())
         return ExitUsage;
-    MarketSession session(m_bus, m_settings);
+    BusSession::Settings bus = m_bus;
+    bus.bus.options.ticksOfTheDay = false;
+    MarketSession session(bus, m_settings);
     if (const ExitCode code = session.open(error))
         return code;
     session.bus().printStates();
@@ -152,8 +155,11 @@ ExitCode SnapshotCommand::run(QString *error)
     LxQuotaHandler &quota = LxQuotaHandler::instance();
     QObject::connect(&quota, &LxQuotaHandler::signalFutureQuotaUpdate, &session,
                      [this](const FutureQuotaData &quote) { m_futures.insert(quote.Symbol, quote); });
-    // The trades first: the quote is what is waited for, and the last trade is part of it.
+    // The trades first: the quote is what is waited for, and the last trade is part of it. Different streams have them.
     quota.SubscribeRecordTransaction(m_symbols, true);
+    if (m_bus.bus.isShared())
+        LxBus::current()->openPublisher()->flush(
+            static_cast<int>(std::min<qint64>(TradesMs, deadline.remainingTime())));
     quota.SubscribeQuote(m_symbols, true);
     stopWhenNobodyPublishes(&session);
     if (const ExitCode code = session.run(error))

@@ -174,6 +174,7 @@ bool Server::replayRound(QString *error)
     }
     m_currentDay.clear();
     ++m_round;
+    LxBus::current()->openPublisher()->beginDay();
     m_replay->run(error);
     const ReplayCount count = m_replay->totalCount();
     // A replay without records is not repeated, which would be a busy loop.

@@ -115,6 +115,9 @@ public:
     /// Waits until everything published before has been delivered to the receivers in this process and, with a broker,
     /// has reached the broker. False on time-out. Must not be called from a callback of the bus.
     virtual bool flush(int timeoutMs) = 0;
+    /// A trading day begins, or begins again: the broker forgets the transactions and orders that were published before
+    /// the previous call. Those since then are kept for clients that have not received them yet.
+    virtual void beginDay() = 0;
 };
 
 /// The streams in which a broker keeps records for those who missed them (docs/operations.md).
@@ -145,6 +148,8 @@ struct LxBusOptions
     QString caFile; ///< trusted CA certificates (PEM); empty: LX_BUS_CA, or the system's
     QString credentialsFile; ///< the client's credentials; empty: LX_BUS_CREDENTIALS, or none
     QString streamPrefix = QStringLiteral("LX"); ///< the names of the streams are this with "_LAST" and "_TICKS"
+    /// A new subscriber to transactions or orders receives all of the day that the broker keeps; false: the latest one.
+    bool ticksOfTheDay = true;
     /// For the bus of a publisher: creates the streams if they are missing. The bus does not start if the broker has
     /// other streams for these records, or none at all.
     std::optional<LxBusStreams> streams;

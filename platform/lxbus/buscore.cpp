@@ -70,6 +70,7 @@ public:
         return m_bus->hasListeners(topic, key);
     }
     bool flush(int timeoutMs) override { return m_bus->flush(timeoutMs); }
+    void beginDay() override { m_bus->beginDay(); }
 
 private:
     const std::shared_ptr<LxBusCore> m_bus;

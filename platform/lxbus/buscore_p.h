@@ -41,6 +41,7 @@ public:
     int publish(const QString &topic, const QString &key, const QVariant &body);
     bool hasListeners(const QString &topic, const QString &key) const;
     bool flush(int timeoutMs);
+    void beginDay() { m_link->beginDay(); }
 
 private:
     int recordArrived(quint64 route, const QString &topic, const QString &key, const QVariant &body) override;

@@ -79,6 +79,7 @@ private Q_SLOTS:
     void inOrder();
     void gapIsFetched();
     void lateJoinerGetsAll();
+    void lateJoinerOfTheLatest();
     void lateJoinerOfAStreamThatHasForgottenItsBeginning();
     void leftoversOfAPublisherPrecedeItsSuccessor();
     void twoPublishersAtOnce();
@@ -155,6 +156,21 @@ void tst_TickOrder::lateJoinerGetsAll()
     QVERIFY(order.isComplete());
     QCOMPARE(stream.lostCount, quint64(0));
     QCOMPARE(stream.fetches.size(), 5);
+}
+
+void tst_TickOrder::lateJoinerOfTheLatest()
+{
+    Stream stream;
+    for (quint64 i = 1; i <= 7; ++i)
+        stream.stored.append(tick(1, i));
+    LxTickOrder order(&stream, LxTickOrder::LatestTick);
+    order.arrived(tick(1, 5, 3));
+    QCOMPARE(stream.announced, numbers(1, 5, 5));
+    order.arrived(tick(1, 4));
+    order.arrived(tick(1, 7)); // from now on nothing is missed
+    stream.answer(&order);
+    QCOMPARE(stream.announced, numbers(1, 5, 7));
+    QCOMPARE(stream.lostCount, quint64(0));
 }
 
 void tst_TickOrder::lateJoinerOfAStreamThatHasForgottenItsBeginning()

@@ -42,6 +42,7 @@ public:
     void answer(const LxBusRequest &request, const QString &type, const QVariant &body) override;
     void refuse(const LxBusRequest &request, LxBusEndpoint::Result reason) override;
     bool flush(QDeadlineTimer deadline) override;
+    void beginDay() override { m_publisher->beginDay(); }
 
 private:
     LxNatsLink(std::unique_ptr<LxNatsConnection> connection, QByteArray inbox, const LxBusOptions &options,

@@ -18,6 +18,7 @@ constexpr int HeaderBytes = 256; // what the headers take at most
 const char acknowledgements[] = ".k."; // then the number of the tick, or 0
 const char lastCreations[] = ".l";
 const char tickCreations[] = ".t";
+const char purges[] = ".p";
 
 quint64 microsecondsSince1970()
 {
@@ -134,6 +135,19 @@ void LxNatsPublisher::sendPending()
     }
 }
 
+void LxNatsPublisher::beginDay()
+{
+    if (!m_options.streams)
+        return;
+    QMutexLocker locker(&m_mutex);
+    const std::optional<quint64> previous = std::exchange(m_dayBegin, m_floor);
+    if (!previous)
+        return;
+    const QByteArray stream = LxNatsStreams::name(LxNatsStreams::Ticks, m_options.streamPrefix);
+    m_connection->publishRequest(LxNatsStreams::purgeSubject(stream), m_inbox + purges,
+                                 LxNatsStreams::purgeRequest(*previous));
+}
+
 bool LxNatsPublisher::waitUntilStored(QDeadlineTimer deadline)
 {
     QMutexLocker locker(&m_mutex);
@@ -181,7 +195,7 @@ void LxNatsPublisher::receive(const LxNatsMessage &message)
     const int prefix = sizeof acknowledgements - 1;
     if (about.startsWith(acknowledgements))
         receiveAcknowledgement(about.mid(prefix).toULongLong(), bytes);
-    else
+    else if (about != purges)
         receiveCreation(about == tickCreations, bytes);
 }
 
@@ -224,6 +238,7 @@ void LxNatsPublisher::receiveCreation(bool ticks, const QByteArray &bytes)
         if (end >= m_floor)
             return;
         m_floor = end; // it is another stream, which has none of those that were sent before
+        m_dayBegin.reset();
         sendPending();
     }
 }

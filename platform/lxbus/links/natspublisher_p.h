@@ -9,6 +9,7 @@
 #include <QWaitCondition>
 
 #include <deque>
+#include <optional>
 
 /// Publishes records through a broker. Any thread.
 ///
@@ -31,6 +32,7 @@ public:
     /// publishes the last value of each symbol once more, which may have been lost with the connection. Readers who
     /// have it ignore it.
     void restore();
+    void beginDay();
     /// Waits until the transactions and orders published before are stored. False on time-out.
     bool waitUntilStored(QDeadlineTimer deadline);
     /// Waits for acknowledgements for a bounded time, and publishes nothing any more. What is not acknowledged is
@@ -79,6 +81,7 @@ private:
     std::deque<Tick> m_pending; // in the order of their numbers
     quint64 m_firstPending = 1; // the number of the first of them
     quint64 m_floor; // the position in the stream of the last one that was acknowledged
+    std::optional<quint64> m_dayBegin; // the position in the stream at which the day began
     QWaitCondition m_acknowledged;
     bool m_stalled = false; // waiting for room has timed out
     bool m_stopped = false;

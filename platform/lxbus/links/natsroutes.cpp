@@ -15,9 +15,8 @@ Q_LOGGING_CATEGORY(lxNatsRoutesLog, "lx.bus.nats")
 
 namespace {
 
-// Within which the broker answers for a stream. It does not answer for one that it lacks.
-constexpr int AnswerMs = 5000;
-constexpr int AbsentMs = 2 * AnswerMs;
+constexpr int AnswerMs = 5000; // after which a request to a stream is repeated
+constexpr int CurrentMs = 3000; // without an answer, after which a program does not wait for the latest records
 constexpr int AskAgainMs = 1000; // a record that was just being stored is in the stream by then
 constexpr int WakeAgainMs = 500;
 
@@ -54,7 +53,7 @@ struct LxNatsRoutes::Route final : LxTickOrder::Observer
     // Receiving thread:
     quint64 epoch = 0; // of the last record received
     quint64 sequence = 0;
-    LxTickOrder ticks { this };
+    LxTickOrder ticks { this, owner->m_options.ticksOfTheDay ? LxTickOrder::AllTicks : LxTickOrder::LatestTick };
     quint64 position = 0; // what was fetched last
     quint64 request = 0; // the number of that fetch
     bool isWatched = false; // a task checks that fetches are answered
@@ -125,14 +124,12 @@ void LxNatsRoutes::askForLatest(const Route &route)
         return;
     {
         const QMutexLocker locker(&m_taskMutex);
-        m_unanswered.insert(route.number);
         m_lastAsked = m_time.elapsed();
+        m_unanswered.insert(route.number);
     }
     m_connection->publishRequest(LxNatsStreams::latestSubject(streamOf(route), route.subject),
                                  m_inbox + LxNatsSubjects::Own::latest + QByteArray::number(route.number),
                                  QByteArray());
-    if (route.isTick)
-        schedule(AbsentMs, { Task::CheckLatest, route.number, 0 });
 }
 
 void LxNatsRoutes::noteAnswer(quint64 route)
@@ -146,7 +143,7 @@ bool LxNatsRoutes::waitUntilCurrent(QDeadlineTimer deadline)
 {
     const QMutexLocker locker(&m_taskMutex);
     while (!m_unanswered.isEmpty()) {
-        const qint64 patience = m_lastAsked + AnswerMs - m_time.elapsed();
+        const qint64 patience = m_lastAsked + CurrentMs - m_time.elapsed();
         const qint64 rest = deadline.isForever() ? patience : std::min(patience, deadline.remainingTime());
         if (patience <= 0)
             m_unanswered.clear();
@@ -184,24 +181,27 @@ bool LxNatsRoutes::read(const LxNatsMessage &message, const Route &route, const 
     return false;
 }
 
+void LxNatsRoutes::receive(Route *route, const LxNatsMessage &message)
+{
+    LxWireMessage record;
+    if (!read(message, *route, nullptr, &record))
+        return;
+    if (route->isTick)
+        receiveTick(route, message, record);
+    else
+        receiveQuote(route, record, false);
+}
+
 static LxTick tickOf(const LxNatsMessage &message, const LxWireMessage &record)
 {
     const char *const floor = message.header(LxNatsSubjects::floorHeader);
     return { record.epoch, record.sequence, QByteArray(floor).toULongLong(), record.body };
 }
 
-void LxNatsRoutes::receive(Route *route, const LxNatsMessage &message)
+void LxNatsRoutes::receiveTick(Route *route, const LxNatsMessage &message, const LxWireMessage &record)
 {
-    LxWireMessage record;
-    if (!read(message, *route, nullptr, &record))
-        return;
-    if (!route->isTick) {
-        receiveQuote(route, record, false);
-        return;
-    }
-    if (m_ticksAreAbsent && message.header(LxNatsSubjects::floorHeader))
-        setTicksAbsent(false); // the publisher has created it
-    route->ticks.setStreamAbsent(m_ticksAreAbsent);
+    // A publisher that does not create the stream adds no header.
+    route->ticks.setStreamAbsent(message.header(LxNatsSubjects::floorHeader) == nullptr);
     route->ticks.arrived(tickOf(message, record));
 }
 
@@ -247,25 +247,12 @@ void LxNatsRoutes::receiveLatest(const QByteArray &about, const LxNatsMessage &m
             route->ticks.streamIsEmpty();
     } else if (read(message, *route, "latest record", &record)) {
         if (route->isTick)
-            route->ticks.arrived(tickOf(message, record));
+            receiveTick(route.get(), message, record);
         else
             receiveQuote(route.get(), record, true);
     }
-    if (route && route->isTick)
-        setTicksAbsent(message.isNoResponders());
     if (!route || route->ticks.isComplete())
         noteAnswer(number);
-}
-
-void LxNatsRoutes::setTicksAbsent(bool absent)
-{
-    if (std::exchange(m_ticksAreAbsent, absent) == absent)
-        return;
-    QMutexLocker locker(&m_mutex);
-    const QList<std::shared_ptr<Route>> routes = m_routes.values();
-    locker.unlock();
-    for (const std::shared_ptr<Route> &route : routes)
-        route->ticks.setStreamAbsent(absent);
 }
 
 void LxNatsRoutes::fetch(Route *route)
@@ -356,14 +343,6 @@ void LxNatsRoutes::perform(const Task &task)
     case Task::FetchAgain:
         route->ticks.reconnected();
         break;
-    case Task::CheckLatest: {
-        QMutexLocker locker(&m_taskMutex);
-        const bool unanswered = m_unanswered.contains(task.route);
-        locker.unlock();
-        if (unanswered && route->ticks.isComplete() && m_connection->isConnected())
-            setTicksAbsent(true);
-        break;
-    }
     case Task::Fetch:
         if (task.request == route->request)
             fetch(route.get());

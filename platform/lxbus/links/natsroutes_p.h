@@ -51,7 +51,7 @@ private:
     // What is to be done with a route at a later time.
     struct Task
     {
-        enum Kind { AskLatest, CheckLatest, FetchAgain, Fetch, CheckFetch };
+        enum Kind { AskLatest, FetchAgain, Fetch, CheckFetch };
 
         Kind kind;
         quint64 route;
@@ -70,7 +70,7 @@ private:
     void receive(Route *route, const LxNatsMessage &message);
     void receiveQuote(Route *route, const LxWireMessage &record, bool isLatest);
     void warnOfTwoPublishers(const Route &route);
-    void setTicksAbsent(bool absent);
+    void receiveTick(Route *route, const LxNatsMessage &message, const LxWireMessage &record);
     void fetch(Route *route);
     void perform(const Task &task);
 
@@ -81,7 +81,7 @@ private:
 
     LxLogLimit m_publishersLog;
     LxWireReader m_reader; // receiving thread
-    bool m_ticksAreAbsent = false; // receiving thread: the broker does not answer for the stream of ticks
+    QElapsedTimer m_time; // constant after the constructor
 
     QMutex m_mutex; // guards what follows
     QHash<quint64, std::shared_ptr<Route>> m_routes; // by number
@@ -91,7 +91,6 @@ private:
     QWaitCondition m_answered;
     std::multimap<qint64, Task> m_tasks; // by time
     QSet<quint64> m_unanswered; // routes whose latest records the broker has been asked for
-    QElapsedTimer m_time;
     qint64 m_lastAsked = 0;
     bool m_woken = false; // the receiving thread has been told that tasks are due
     bool m_stopping = false;

@@ -149,6 +149,16 @@ QByteArray fetchRequest(quint64 position, const QByteArray &recordSubject)
     return "{\"seq\":" + QByteArray::number(position) + ",\"next_by_subj\":\"" + recordSubject + "\"}";
 }
 
+QByteArray purgeSubject(const QByteArray &stream)
+{
+    return api + "STREAM.PURGE." + stream;
+}
+
+QByteArray purgeRequest(quint64 lastPosition)
+{
+    return "{\"seq\":" + QByteArray::number(lastPosition + 1) + '}';
+}
+
 QByteArray creationSubject(const QByteArray &stream)
 {
     return api + "STREAM.CREATE." + stream;

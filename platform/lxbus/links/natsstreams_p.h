@@ -25,6 +25,10 @@ QByteArray latestSubject(const QByteArray &stream, const QByteArray &recordSubje
 QByteArray fetchSubject(const QByteArray &stream);
 QByteArray fetchRequest(quint64 position, const QByteArray &recordSubject);
 
+/// Where the broker is asked to forget the records up to a position, and the request.
+QByteArray purgeSubject(const QByteArray &stream);
+QByteArray purgeRequest(quint64 lastPosition);
+
 /// Where the broker is asked to create a stream, and the request. It succeeds if the stream exists with the same
 /// configuration.
 QByteArray creationSubject(const QByteArray &stream);

@@ -1,12 +1,12 @@
 #include "links/tickorder_p.h"
 
-#include <algorithm>
 #include <utility>
 
 namespace {
 
 constexpr size_t KnownEpochs = 4;
-constexpr int Attempts = 11; // together about five seconds
+constexpr int Attempts = 21; // together about fifteen seconds
+constexpr int UnansweredAttempts = 5; // as many as one that is not answered, which takes longer, counts for
 constexpr int FirstDelayMs = 20; // a tick may arrive before the stream has it
 constexpr int LongestDelayMs = 1000;
 
@@ -25,7 +25,7 @@ bool LxTickOrder::isNext(const Place &place) const
     const auto last = m_last.find(place.first);
     if (last != m_last.end())
         return place.second == last->second + 1;
-    return m_last.empty() && m_streamIsEmpty && place.second == 1;
+    return m_last.empty() && (m_beginning == LatestTick || (m_streamIsEmpty && place.second == 1));
 }
 
 void LxTickOrder::arrived(const LxTick &tick)
@@ -143,8 +143,10 @@ void LxTickOrder::nothingFetched()
 
 void LxTickOrder::fetchFailed()
 {
-    if (m_fetching)
-        retry();
+    if (!m_fetching)
+        return;
+    m_failures += UnansweredAttempts - 1;
+    retry();
 }
 
 void LxTickOrder::retry()
@@ -155,7 +157,7 @@ void LxTickOrder::retry()
     }
     m_gap = false;
     m_next = m_floor + 1;
-    m_observer->fetch(m_next, std::min(FirstDelayMs << (m_failures - 1), LongestDelayMs));
+    m_observer->fetch(m_next, m_failures > 6 ? LongestDelayMs : FirstDelayMs << (m_failures - 1));
 }
 
 // Announces what is held back in spite of the gaps.

@@ -40,13 +40,21 @@ public:
     /// The number of ticks held back. Later ones are fetched again.
     static constexpr size_t HeldLimit = 4096;
 
-    explicit LxTickOrder(Observer *observer) : m_observer(observer) { }
+    enum Beginning {
+        AllTicks, ///< those that the stream has already are announced, too
+        LatestTick, ///< whatever arrives first is the first
+    };
+
+    explicit LxTickOrder(Observer *observer, Beginning beginning = AllTicks)
+        : m_observer(observer), m_beginning(beginning)
+    {
+    }
 
     /// A tick that was published, or the latest one.
     void arrived(const LxTick &tick);
     /// The stream has no tick of the symbol.
     void streamIsEmpty() { m_streamIsEmpty = true; }
-    /// There is no stream, so that nothing can be fetched and nothing is held back; or there is one again.
+    /// The publisher has no stream, so that nothing can be fetched and nothing is held back; or it has one.
     void setStreamAbsent(bool absent);
     /// Answers to what was asked before will not come.
     void reconnected();
@@ -75,6 +83,7 @@ private:
     void end();
 
     Observer *const m_observer;
+    const Beginning m_beginning;
     std::map<quint64, quint64> m_last; // the last sequence announced of each of the latest epochs
     std::map<Place, LxTick> m_held;
     quint64 m_floor = 0; // everything up to this position has been announced

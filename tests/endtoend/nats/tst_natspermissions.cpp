@@ -1,3 +1,4 @@
+#include "busprocess.h"
 #include "busstates.h"
 #include "rawnats.h"
 
@@ -66,6 +67,7 @@ private Q_SLOTS:
     void recordsCannotBePublished_data();
     void recordsCannotBePublished();
     void announcementsOfServicesAreReadByAll();
+    void recordUnderAnotherSymbolIsDropped();
     void floodDoesNotDelayOthers();
     void unansweredRequestsAreBounded();
 
@@ -271,6 +273,26 @@ void tst_NatsPermissions::announcementsOfServicesAreReadByAll()
     QVERIFY(m_victim->next(&message));
     QCOMPARE(message.subject, QByteArray("lx.md.ServicePresence"));
     QCOMPARE(states.refusals(), QStringList());
+}
+
+// The broker sends what a client asks the streams for to whatever reply subject the client names.
+void tst_NatsPermissions::recordUnderAnotherSymbolIsDropped()
+{
+    m_publisher->publish(quotes, symbol, 1);
+    m_publisher->publish(quotes, QStringLiteral("000001.SZ"), 2);
+    QVERIFY(m_publisher->flush());
+    BusProcess reader(m_broker.url(analyst), QStringLiteral("reads"));
+    QCOMPARE(reader.call(QStringLiteral("client reader MDMARKETRECORD 1 ") + symbol), QStringLiteral("ok"));
+    QCOMPARE(reader.call(QStringLiteral("count reader 1")), QStringLiteral("ok"));
+    m_enemy->publish("$JS.API.DIRECT.GET.LX_LAST.lx.md.MDMARKETRECORD.000001.SZ", QByteArray(),
+                     "lx.md.MDMARKETRECORD.600519.SH");
+    QVERIFY(m_enemy->flush());
+    QTRY_COMPARE_WITH_TIMEOUT(reader.dropped(), (QMap<QString, int> { { QStringLiteral("malformed"), 1 } }),
+                              PatienceMs);
+    m_publisher->publish(quotes, symbol, 3);
+    QVERIFY(m_publisher->flush());
+    QCOMPARE(reader.call(QStringLiteral("count reader 2")), QStringLiteral("ok"));
+    QCOMPARE(reader.call(QStringLiteral("heard reader")), QStringLiteral("MDMARKETRECORD:1-3/2"));
 }
 
 void tst_NatsPermissions::floodDoesNotDelayOthers()

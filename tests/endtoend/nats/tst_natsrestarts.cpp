@@ -33,7 +33,7 @@ private Q_SLOTS:
 
 void tst_NatsRestarts::everyClientResumes()
 {
-    const int kills = qEnvironmentVariable("LX_TEST_KILLS", QStringLiteral("5")).toInt();
+    const int kills = qEnvironmentVariable("LX_TEST_KILLS", QStringLiteral("20")).toInt();
     constexpr int RecordsBetween = 300;
     NatsBroker broker;
     QVERIFY2(broker.start(), broker.log().constData());

@@ -37,6 +37,7 @@ private Q_SLOTS:
     void pausedClientMissesNothing();
     void disconnectedClientMissesNothing();
     void ordersAreKeptToo();
+    void daysBeforeThePreviousOneAreForgotten();
     void recordOfAnotherKindInTheStreamIsSkipped();
 
 private:
@@ -211,6 +212,20 @@ void tst_NatsTicks::ordersAreKeptToo()
     subscribe(late, "MDORDERRECORD 3");
     await(late, 20);
     QCOMPARE(heardBy(late), all(20));
+}
+
+void tst_NatsTicks::daysBeforeThePreviousOneAreForgotten()
+{
+    BusProcess publisher(m_broker->url());
+    for (int day = 0; day < 3; ++day) {
+        QCOMPARE(publisher.call(QStringLiteral("day")), ok);
+        publish(publisher, 10 * day + 1, 10 * day + 10);
+    }
+    BusProcess late(m_broker->url());
+    subscribe(late);
+    await(late, 30);
+    QCOMPARE(heardBy(late), QStringLiteral("1.SH:11-30/20 2.SZ:11-30/20"));
+    QVERIFY(late.dropped().isEmpty());
 }
 
 void tst_NatsTicks::recordOfAnotherKindInTheStreamIsSkipped()
