@@ -4,10 +4,12 @@
 
 #include <algorithm>
 #include <iterator>
+#include <utility>
 
 namespace {
 
 constexpr qint64 MostBetweenChecksMs = 1000;
+constexpr qint64 SilentAfterMs = 2000; // an announcement is missing
 constexpr int MostServices = 100;
 
 } // namespace
@@ -29,29 +31,28 @@ std::optional<ServicePresence::Jump> ServicePresence::heard(const ServiceAnnounc
         m_state = m_services.isEmpty() ? Absent : Present;
         return std::nullopt;
     }
-    const std::optional<Jump> jump = jumpTo(announcement);
     m_services.insert(announcement.id, { announcement, now.ms });
     m_state = Present;
-    if (announcement.marketTime().isValid())
-        m_lastPublished = announcement;
     if (publisherCount() > 0)
         m_withoutPublisherMs = 0;
-    return jump;
+    return followMarketTime(announcement, now);
 }
 
-// A service is compared with itself, and a new one with the one that it replaces. Several that publish at the same time
-// have a market time each.
-std::optional<ServicePresence::Jump> ServicePresence::jumpTo(const ServiceAnnouncement &announcement) const
+// A service is compared with itself, and one that replaces another with that one. Of several that publish at the same
+// time the first is followed.
+std::optional<ServicePresence::Jump> ServicePresence::followMarketTime(const ServiceAnnouncement &announcement,
+                                                                       const Moment &now)
 {
-    const bool isAlone = std::all_of(m_services.cbegin(), m_services.cend(), [&](const Service &other) {
-        return other.announcement.id == announcement.id || !other.announcement.publishes();
-    });
-    const QDateTime from = m_lastPublished.marketTime();
-    const QDateTime to = announcement.marketTime();
-    if (!isAlone || !from.isValid() || !to.isValid())
+    const bool isOther = announcement.id != m_followed.id;
+    const auto followed = m_services.constFind(m_followed.id);
+    const bool isFollowedThere = followed != m_services.cend() && followed->announcement.publishes()
+        && now.ms - followed->heardMs <= SilentAfterMs;
+    if (!announcement.marketTime().isValid() || (isOther && isFollowedThere))
         return std::nullopt;
-    const bool beginsAgain = announcement.id == m_lastPublished.id && announcement.round > m_lastPublished.round;
-    return to < from || beginsAgain ? std::make_optional(Jump { from, to }) : std::nullopt;
+    const ServiceAnnouncement before = std::exchange(m_followed, announcement);
+    const Jump jump { before.marketTime(), announcement.marketTime() };
+    const bool beginsAgain = !isOther && announcement.round > before.round;
+    return jump.from.isValid() && (jump.to < jump.from || beginsAgain) ? std::make_optional(jump) : std::nullopt;
 }
 
 void ServicePresence::nobodyServes()

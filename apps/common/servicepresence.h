@@ -69,7 +69,7 @@ private:
         qint64 heardMs = 0;
     };
 
-    std::optional<Jump> jumpTo(const ServiceAnnouncement &announcement) const;
+    std::optional<Jump> followMarketTime(const ServiceAnnouncement &announcement, const Moment &now);
 
     QHash<QString, Service> m_services; // by id
     State m_state = Unknown;
@@ -78,5 +78,5 @@ private:
     qint64 m_quietMs = 0; // how long nothing has been heard, before the first announcement
     qint64 m_withoutPublisherMs = 0; // how long only services have been heard that do not publish
     QDateTime m_lastHeard;
-    ServiceAnnouncement m_lastPublished; // with a market time
+    ServiceAnnouncement m_followed; // the latest one of the service whose market time is followed
 };

@@ -94,7 +94,8 @@ private:
     std::optional<Record> lastQuote(const QString &symbol) const;
     QStringList stocks() const;
     void stopWhenAllHaveCome(MarketSession *session, const QDeadlineTimer &deadline) const;
-    void stopWhenNobodyPublishes(MarketSession *session);
+    void stopWhenNobodyPublishes(MarketSession *session) const;
+    bool isComplete() const;
     void askFigures(BusSession *bus, const QDeadlineTimer &deadline) const;
     ExitCode print(QString *error) const;
 
@@ -165,6 +166,9 @@ ExitCode SnapshotCommand::run(QString *error)
     if (const ExitCode code = session.run(error))
         return code;
     m_day = session.day();
+    const PresenceWatch *presence = session.bus().presence();
+    if (presence && presence->presence().publishing() == ServicePresence::Nobody)
+        m_absence = presence->absenceText();
     if (stocks().isEmpty())
         return print(error);
     if (m_bus.bus.isShared()) {
@@ -188,7 +192,7 @@ ExitCode SnapshotCommand::print(QString *error) const
     RecordWriter writer(&output, m_output);
     const bool isTable = m_output.format == OutputSettings::recordFormats().constFirst();
     ExitCode code = ExitOk;
-    if (!m_absence.isEmpty())
+    if (!m_absence.isEmpty() && !isComplete())
         Terminal::complain(m_absence);
     int sheets = 0;
     for (const QString &symbol : m_symbols) {
@@ -221,6 +225,12 @@ std::optional<Record> SnapshotCommand::lastQuote(const QString &symbol) const
         return Record(index);
     const auto future = m_futures.constFind(symbol);
     return future == m_futures.constEnd() ? std::nullopt : std::make_optional(Record(*future));
+}
+
+bool SnapshotCommand::isComplete() const
+{
+    return std::all_of(m_symbols.cbegin(), m_symbols.cend(),
+                       [this](const QString &symbol) { return lastQuote(symbol).has_value(); });
 }
 
 // The symbols that have turned out to be stocks.
@@ -283,8 +293,7 @@ void SnapshotCommand::askFigures(BusSession *bus, const QDeadlineTimer &deadline
 void SnapshotCommand::stopWhenAllHaveCome(MarketSession *session, const QDeadlineTimer &deadline) const
 {
     QObject::connect(&LxQuotaHandler::instance(), &LxQuotaHandler::signalQuoteTickUpdate, session, [this, session] {
-        const auto hasCome = [this](const QString &symbol) { return lastQuote(symbol).has_value(); };
-        if (std::all_of(m_symbols.cbegin(), m_symbols.cend(), hasCome))
+        if (isComplete())
             session->stop();
     });
     QTimer::singleShot(static_cast<int>(deadline.remainingTime()), Qt::PreciseTimer, session,
@@ -292,7 +301,7 @@ void SnapshotCommand::stopWhenAllHaveCome(MarketSession *session, const QDeadlin
 }
 
 // Without publishers, only the latest quotes can come.
-void SnapshotCommand::stopWhenNobodyPublishes(MarketSession *session)
+void SnapshotCommand::stopWhenNobodyPublishes(MarketSession *session) const
 {
     session->bus().watchPresence();
     const PresenceWatch *presence = session->bus().presence();
@@ -311,10 +320,7 @@ void SnapshotCommand::stopWhenNobodyPublishes(MarketSession *session)
         else if (!silence->isActive())
             silence->start();
     });
-    QObject::connect(silence, &QTimer::timeout, session, [this, session, presence] {
-        m_absence = presence->absenceText();
-        session->stop();
-    });
+    QObject::connect(silence, &QTimer::timeout, session, [session] { session->stop(); });
 }
 
 } // namespace

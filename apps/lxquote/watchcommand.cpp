@@ -154,6 +154,7 @@ private:
     std::unique_ptr<WatchScreen> m_screen; // null: lines or records are printed
     QTimer m_statusTimer;
     ServicePresence::Publishing m_publishing = ServicePresence::NotKnown;
+    QString m_absence; // what was said last of nobody publishing; empty if somebody does
     QString m_jump; // the latest one
     QTimer m_jumpTimer; // runs while it is shown
     QTimer m_giveUpTimer; // runs while nobody publishes, if there is a limit
@@ -249,20 +250,23 @@ void Watch::watchPresence()
 void Watch::notePresence()
 {
     const PresenceWatch *presence = m_session.bus().presence();
-    const ServicePresence::Publishing before = std::exchange(m_publishing, presence->presence().publishing());
-    if (m_screen)
+    m_publishing = presence->presence().publishing();
+    if (m_screen) {
         m_screen->setStatus(status());
-    if (m_publishing == before)
         return;
-    const bool isNobody = m_publishing == ServicePresence::Nobody;
-    if (!m_screen && isNobody)
-        Terminal::complain(presence->absenceText());
-    else if (!m_screen && before == ServicePresence::Nobody)
-        Terminal::complain(translated("a service publishes: %1").arg(presence->text()));
-    if (isNobody && m_settings.output.limit > 0)
-        m_giveUpTimer.start();
-    else
+    }
+    QString absence = m_absence;
+    if (m_publishing == ServicePresence::Nobody)
+        absence = presence->absenceText();
+    else if (m_publishing == ServicePresence::Somebody)
+        absence.clear();
+    if (absence != m_absence)
+        Terminal::complain(absence.isEmpty() ? translated("a service publishes: %1").arg(presence->text()) : absence);
+    m_absence = absence;
+    if (m_publishing != ServicePresence::Nobody)
         m_giveUpTimer.stop();
+    else if (m_settings.output.limit > 0 && !m_giveUpTimer.isActive())
+        m_giveUpTimer.start();
 }
 
 QString Watch::whyNothing() const

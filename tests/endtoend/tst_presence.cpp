@@ -117,10 +117,8 @@ void tst_Presence::absenceEndsWhatCannotBeComplete()
     // The test does not wait for as long as the command would.
     const Program::Result result = ask(command);
     QCOMPARE(result.exitCode, 3);
-    const QByteArray reason =
-        isAnswered ? QByteArray("lxquote: no service publishes; requests are answered\n") : noService;
-    QVERIFY2(result.err.contains(reason), result.err);
-    QVERIFY2(!result.err.contains("dropped"), result.err);
+    QVERIFY2(result.err.contains(isAnswered ? QByteArray("lxquote: no service ") : noService), result.err);
+    QVERIFY2(!result.err.contains("lx.bus"), result.err); // the question to which nobody answered is no loss
     QVERIFY2(!result.out.contains("600519.SH"), result.out);
 }
 
@@ -130,9 +128,7 @@ void tst_Presence::snapshotOfAnEndedReplayNamesWhatIsMissing()
     VERIFY_SOON(service->err().contains("replay ends"));
     const Program::Result result = ask(words("snapshot 999999.XX 600519.SH --timeout 3600"));
     QCOMPARE(result.exitCode, 3);
-    QVERIFY2(result.err.contains("lxquote: the replay of 2023-02-01 has ended\n")
-                 && result.err.contains("no quote of 999999.XX"),
-             result.err);
+    QVERIFY2(result.err.contains("no quote of 999999.XX") && !result.err.contains("no quote of 600519.SH"), result.err);
     QVERIFY2(result.out.startsWith("600519.SH"), result.out);
 }
 
@@ -155,13 +151,12 @@ void tst_Presence::watchTellsComingAndGoing()
     service->signal(SIGTERM); // it takes its leave
     VERIFY_SOON(hasLine(watch.err(), noServiceSince));
     service = replay("--speed 1 --loop");
-    VERIFY_SOON(watch.err().count("lxquote: a service publishes: 2023-02-01") == 2);
+    VERIFY_SOON(watch.err().count("lxquote: a service publishes: 2023-02-01") >= 2);
     service->signal(SIGKILL); // it says nothing any more
-    VERIFY_SOON(watch.err().count("lxquote: no service since ") == 2);
+    VERIFY_SOON(watch.err().count("lxquote: no service since ") >= 2);
     QVERIFY(watch.isRunning());
     watch.signal(SIGINT);
     QCOMPARE(watch.exitCode(), 0);
-    QVERIFY2(!watch.err().contains("nothing has come"), watch.err());
 }
 
 void tst_Presence::watchTellsThatMarketTimeGoesBack()

@@ -58,6 +58,7 @@ private Q_SLOTS:
     void jumpsOfMarketTime_data();
     void jumpsOfMarketTime();
     void severalPublishersHaveATimeEach();
+    void successorOfAServiceThatWasKilledIsFollowed();
 
 private:
     void hear(const ServiceAnnouncement &announcement) { m_jump = m_presence.heard(announcement, m_now); }
@@ -340,6 +341,22 @@ void tst_ServicePresence::severalPublishersHaveATimeEach()
         QVERIFY(!m_jump.has_value());
     }
     QCOMPARE(m_presence.publisherCount(), 2);
+}
+
+// It begins before the other one is known to be gone.
+void tst_ServicePresence::successorOfAServiceThatWasKilledIsFollowed()
+{
+    hear(replaying(first, QTime(14, 0)));
+    QVector<ServicePresence::Jump> jumps;
+    for (int i = 0; i < 5; ++i) {
+        pass(900);
+        hear(replaying(second, QTime(9, 30, i)));
+        if (m_jump)
+            jumps.append(*m_jump);
+    }
+    QCOMPARE(jumps.size(), 1);
+    QCOMPARE(jumps.constFirst().from, QDateTime(day, QTime(14, 0)));
+    QCOMPARE(jumps.constFirst().to, QDateTime(day, QTime(9, 30, 2)));
 }
 
 QTEST_GUILESS_MAIN(tst_ServicePresence)
