@@ -1,20 +1,15 @@
 #include "lxmarkethost.h"
 
+#include "hostedlibrary.h"
+
 #include <csvrecording.h>
 #include <datafolder.h>
 #include <dates.h>
 #include <localservice.h>
-#include <logging.h>
-#include <lxquotahandler.h>
-#include <lxwidget/lxpluginhost.h>
 #include <programbus.h>
 #include <recordeddates.h>
 #include <replay.h>
 #include <replaythread.h>
-#include <securities.h>
-
-#include <QDir>
-#include <QFile>
 
 #include <algorithm>
 #include <optional>
@@ -68,22 +63,13 @@ LxMarketHost::~LxMarketHost()
 
 bool LxMarketHost::open(QString *error)
 {
-    const QString securities = QDir(d->folder).filePath(QStringLiteral("securities.csv"));
-    if (QFile::exists(securities) && !loadSecurities(securities, error))
-        return false;
     if (!d->settings.isShared()) {
         const std::optional<QString> date = latestQuotes(d->folder, error);
         if (!date)
             return false;
         d->date = *date;
     }
-    if (!d->bus.join(d->settings, error))
-        return false;
-    const Logging::UncategorizedWarningsMuted muted;
-    if (!LxPluginHost::load(QStringLiteral(LX_PLUGIN_FILE), error))
-        return false;
-    LxQuotaHandler::instance();
-    return true;
+    return d->bus.join(d->settings, error) && HostedLibrary::load(d->folder, error);
 }
 
 bool LxMarketHost::serveHistory(QString *error)
@@ -103,11 +89,7 @@ void LxMarketHost::start(double speed)
     options.date = d->date;
     options.speed = speed;
     options.from = QTime(9, 30);
-    // At full speed the library is never more than one batch behind.
-    options.waitForConsumers = [] {
-        QMetaObject::invokeMethod(
-            &LxQuotaHandler::instance(), [] {}, Qt::BlockingQueuedConnection);
-    };
+    options.waitForConsumers = HostedLibrary::waitUntilIdle;
     d->replay = std::make_unique<Replay>(std::move(options));
     d->thread = std::make_unique<ReplayThread>([this] {
         QString error;

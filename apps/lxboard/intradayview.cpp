@@ -128,8 +128,8 @@ void IntradayView::showBars()
     }
     m_line->setSamples(prices);
     m_average->setSamples(averages);
-    const QList<double> ticks { 0, MinutesPerDay / 4 - 1, MinutesPerDay / 2 - 1, MinutesPerDay * 3 / 4 - 1,
-                                MinutesPerDay - 1 };
+    constexpr int Hour = MinutesPerDay / 4;
+    const QList<double> ticks { 0, Hour - 1, 2 * Hour - 1, 3 * Hour - 1, 4 * Hour - 1 };
     setRange(-0.5, MinutesPerDay - 0.5);
     QwtScaleDiv times(-0.5, MinutesPerDay - 0.5);
     times.setTicks(QwtScaleDiv::MajorTick, ticks);

@@ -424,7 +424,21 @@ void MainWindow::restore()
     m_charts->setAdjustmentIndex(m_settings->value(adjustmentKey, 0).toInt());
     m_charts->setChartIndex(m_settings->value(chartKey, 0).toInt());
     setCurrentSymbol(m_settings->value(symbolKey, m_quotes.symbolAt(0)).toString());
+    if (isWholeMarket() && !m_settings->contains(symbolKey))
+        showWhatTrades();
     m_view->setFocus();
+}
+
+// Of thousands of securities, a bus may carry a few: those that trade most come first, and the first of them is chosen.
+void MainWindow::showWhatTrades()
+{
+    m_view->cycleSort(LxQuoteTableModel::Amount);
+    m_firstOrder = connect(&m_quotes, &QAbstractItemModel::layoutChanged, this, [this, before = m_symbol] {
+        disconnect(m_firstOrder);
+        if (m_symbol == before)
+            setCurrentSymbol(m_quotes.symbolAt(0));
+        m_view->scrollToTop();
+    });
 }
 
 void MainWindow::save()

@@ -67,6 +67,7 @@ private:
     void keepList();
     void updateListActions();
     void restore();
+    void showWhatTrades();
     void save();
 
     void addCurrentSymbol();
@@ -83,6 +84,7 @@ private:
     void nextList();
 
     MarketHost *const m_host;
+    QMetaObject::Connection m_firstOrder; // until the rows of a first start are sorted
     QSettings *const m_settings;
     WatchLists m_lists;
     LxQuoteTableModel m_quotes;

@@ -1,15 +1,11 @@
 #include "markethost.h"
 
+#include <hostedlibrary.h>
 #include <localservice.h>
-#include <logging.h>
 #include <lxbusinessdata/businessdatabase.h>
-#include <lxquotahandler.h>
-#include <lxwidget/lxpluginhost.h>
 #include <replaythread.h>
-#include <securities.h>
 
 #include <QDir>
-#include <QFile>
 
 #include <algorithm>
 
@@ -36,25 +32,16 @@ bool MarketHost::open(QString *error)
         bus.url = QStringLiteral("inproc:");
     if (!m_bus.join(bus, error))
         return false;
-    const QString securities = QDir(m_options.folder).filePath(QStringLiteral("securities.csv"));
-    if (QFile::exists(securities) && !loadSecurities(securities, error))
-        return false;
     if (!isShared()) {
         ReplayOptions replay = m_options.replay;
         replay.folder = m_options.folder;
-        // At full speed the library is never more than one batch behind.
-        replay.waitForConsumers = [] {
-            QMetaObject::invokeMethod(
-                &LxQuotaHandler::instance(), [] {}, Qt::BlockingQueuedConnection);
-        };
+        replay.waitForConsumers = HostedLibrary::waitUntilIdle;
         m_replay = std::make_unique<Replay>(std::move(replay));
         if (!m_replay->open(error))
             return false;
     }
-    const Logging::UncategorizedWarningsMuted muted;
-    if (!LxPluginHost::load(QStringLiteral(LX_PLUGIN_FILE), error))
+    if (!HostedLibrary::load(m_options.folder, error))
         return false;
-    LxQuotaHandler::instance();
     if (isShared())
         m_presence = std::make_unique<PresenceWatch>();
     return true;

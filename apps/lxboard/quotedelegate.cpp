@@ -11,7 +11,7 @@ constexpr int Margin = Theme::CellMargin;
 
 QuoteDelegate::QuoteDelegate(QObject *parent) : QStyledItemDelegate(parent), m_texts(KeptTexts) { }
 
-const QStaticText &QuoteDelegate::laidOut(const QString &string, const QFont &font) const
+QStaticText QuoteDelegate::laidOut(const QString &string, const QFont &font) const
 {
     if (font != m_font) {
         m_texts.clear();
@@ -19,12 +19,12 @@ const QStaticText &QuoteDelegate::laidOut(const QString &string, const QFont &fo
     }
     if (const QStaticText *found = m_texts.object(string))
         return *found;
-    auto *text = new QStaticText(string);
-    text->setTextFormat(Qt::PlainText);
-    text->setPerformanceHint(QStaticText::AggressiveCaching);
-    text->prepare(QTransform(), font);
-    m_texts.insert(string, text);
-    return *text;
+    QStaticText text(string);
+    text.setTextFormat(Qt::PlainText);
+    text.setPerformanceHint(QStaticText::AggressiveCaching);
+    text.prepare(QTransform(), font);
+    m_texts.insert(string, new QStaticText(text));
+    return text;
 }
 
 QColor QuoteDelegate::background(const QModelIndex &) const
@@ -50,7 +50,7 @@ void QuoteDelegate::paint(QPainter *painter, const QStyleOptionViewItem &option,
                         ? foreground.value<QColor>()
                         : option.palette.color(isSelected ? QPalette::HighlightedText : QPalette::Text));
     painter->setFont(option.font);
-    const QStaticText &text = laidOut(string, option.font);
+    const QStaticText text = laidOut(string, option.font);
     const QSizeF size = text.size();
     const int alignment = index.data(Qt::TextAlignmentRole).toInt();
     qreal x = option.rect.left() + Margin;

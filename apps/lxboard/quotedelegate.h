@@ -25,7 +25,7 @@ protected:
     virtual void paintBelow(QPainter *, const QStyleOptionViewItem &, const QModelIndex &) const { }
 
 private:
-    const QStaticText &laidOut(const QString &string, const QFont &font) const;
+    QStaticText laidOut(const QString &string, const QFont &font) const;
 
     mutable QCache<QString, QStaticText> m_texts;
     mutable QFont m_font; // of m_texts

@@ -3,6 +3,7 @@
 #include "boardfixture.h"
 
 #include <natsbroker.h>
+#include <quoteboardview.h>
 #include <runningprogram.h>
 
 #include <QApplication>
@@ -63,6 +64,10 @@ void tst_board_bus::firstStartShowsTheWholeMarket()
     window.show();
     QCOMPARE(window.quotes().rowCount(), m_host->securities().size());
     VERIFY_SOON(window.quotes().status() == LxQuoteTableModel::Live);
+    // Of the few that trade, one comes first and is chosen.
+    VERIFY_SOON(window.quotes().quoteAt(0).amount > 0);
+    const auto chosen = [&window] { return window.quotes().rowOf(window.boardView()->currentSymbol()); };
+    VERIFY_SOON(window.quotes().quoteAt(chosen()).kind == LxQuote::Stock);
 }
 
 void tst_board_bus::boardRecoversWhenTheBrokerReturns()
