@@ -125,9 +125,9 @@ QVector<SymbolTable::Security> SymbolTable::find(const QString &text) const
 // The symbols for which `text`, normalized, is the symbol, else the code, the name or the initials.
 QStringList SymbolTable::namedExactly(const QString &text) const
 {
-    const bool isSymbol = std::any_of(m_securities.cbegin(), m_securities.cend(),
-                                      [&text](const Security &security) { return security.symbol == text; });
-    if (isSymbol)
+    const bool isKnown = std::any_of(m_securities.cbegin(), m_securities.cend(),
+                                     [&text](const Security &security) { return security.symbol == text; });
+    if (isKnown)
         return { text };
     findInitials();
     QStringList ofCode;

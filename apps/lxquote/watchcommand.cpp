@@ -329,7 +329,7 @@ QString Watch::status() const
     const LxBusState bus = m_session.bus().state();
     QStringList parts;
     parts.append(m_session.bus().presence()->text());
-    if (m_jumpTimer.isActive())
+    if (m_jumpTimer.isActive() && m_publishing != ServicePresence::Nobody)
         parts.append(m_jump);
     if (isWithoutRecords() && m_publishing != ServicePresence::Nobody)
         parts.append(nothingHasCome());
@@ -483,7 +483,7 @@ ExitCode WatchCommand::run(QString *error)
         return ExitFailure;
     }
     if (watch.hasGivenUp())
-        *error = tr("nobody publishes: the limit of %1 records has not been reached").arg(m_settings.output.limit);
+        *error = tr("nobody publishes; --limit %1 has not been reached").arg(m_settings.output.limit);
     else if (watch.isWithoutRecords())
         *error = watch.whyNothing();
     return error->isEmpty() ? ExitOk : ExitTimeout;

@@ -280,8 +280,8 @@
         <translation>现在回放另一日：%1（此前为 %2）</translation>
     </message>
     <message>
-        <source>nobody publishes: the limit of %1 records has not been reached</source>
-        <translation>无人发布：未达到 %1 条记录的限额</translation>
+        <source>nobody publishes; --limit %1 has not been reached</source>
+        <translation>无人发布，未达到 --limit %1</translation>
     </message>
     <message>
         <source>a service publishes: %1</source>
