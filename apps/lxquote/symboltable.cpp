@@ -32,6 +32,15 @@ int rank(const SymbolTable::Security &security, const QString &text)
     return -1;
 }
 
+// False of a single letter or digit, which countless securities contain.
+bool isDistinctive(const QString &text)
+{
+    const auto isAscii = [](QChar character) { return character.unicode() < 0x80; };
+    const auto letters =
+        std::count_if(text.cbegin(), text.cend(), [](QChar character) { return character.isLetterOrNumber(); });
+    return letters > 1 || !std::all_of(text.cbegin(), text.cend(), isAscii);
+}
+
 bool isSymbol(const QString &text)
 {
     static const QRegularExpression pattern(QStringLiteral("^[A-Z0-9]+\\.[A-Z]+$"));
@@ -147,7 +156,7 @@ std::optional<QString> SymbolTable::resolve(const QString &text, QString *error)
         return std::nullopt;
     }
     QStringList candidates;
-    const bool isSearchable = !exact.isEmpty() || wanted.count(QRegularExpression(QStringLiteral("\\w"))) > 1;
+    const bool isSearchable = !exact.isEmpty() || isDistinctive(wanted);
     for (const Security &security : isSearchable ? find(exact.isEmpty() ? text : wanted) : QVector<Security>()) {
         if (exact.isEmpty() || exact.contains(security.symbol))
             candidates.append(security.symbol + QLatin1Char(' ') + security.name);

@@ -314,8 +314,8 @@ Exit codes: 0; 1 if there are no bars; 2 for a usage error; 3 if nobody answers.
         <translation>该区间内没有 %1 的 K 线</translation>
     </message>
     <message>
-        <source>%1, %2 bars</source>
-        <translation>%1，共 %2 根 K 线</translation>
+        <source>%1, %2 bars, %3 to %4</source>
+        <translation>%1，共 %2 根 K 线，%3 至 %4</translation>
     </message>
     <message>
         <source>Shows market data through the quotation library.</source>
@@ -1376,6 +1376,10 @@ The latest recorded day is therefore unknown: specify one (--date), or remove wh
     <message>
         <source>candles have no fields: combine --fields with another --format</source>
         <translation>蜡烛图没有字段：--fields 请与其他 --format 一起使用</translation>
+    </message>
+    <message>
+        <source>%1 must follow the command</source>
+        <translation>%1 必须写在命令之后</translation>
     </message>
 </context>
 </TS>
