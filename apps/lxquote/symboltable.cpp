@@ -185,7 +185,9 @@ void SymbolSettings::addOptions(Options *options)
     options->beginGroup(tr("Symbols"));
     options->addString(QStringLiteral("symbols"), QStringLiteral("FILE"), &file,
                        tr("Read symbols from FILE, separated by blanks, commas or line ends"));
-    options->addFlag(QStringLiteral("all"), &all, tr("All symbols that are recorded; on a bus, all of securities.csv"));
+    options->addFlag(
+        QStringLiteral("all"), &all,
+        tr("All symbols that are recorded, in a replay those of its day; on a bus, all of securities.csv"));
     options->addArgument(QStringLiteral("SYMBOL"), Options::Any, &arguments,
                          tr("Symbols (600519.SH), codes (600519, SH600519), names, or their pinyin initials (mdjt), "
                             "separated by blanks or commas"));

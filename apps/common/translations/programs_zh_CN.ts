@@ -478,8 +478,8 @@ Exit codes: 0; 1 if nothing is found; 2 for a usage error.</source>
         <translation>从文件读取证券，以空格、逗号或换行分隔</translation>
     </message>
     <message>
-        <source>All symbols that are recorded; on a bus, all of securities.csv</source>
-        <translation>所有有录制数据的证券；使用总线时为 securities.csv 中的全部证券</translation>
+        <source>All symbols that are recorded, in a replay those of its day; on a bus, all of securities.csv</source>
+        <translation>所有有录制数据的证券，回放时为当天的证券；使用总线时为 securities.csv 中的全部证券</translation>
     </message>
     <message>
         <source>Symbols (600519.SH), codes (600519, SH600519), names, or their pinyin initials (mdjt), separated by blanks or commas</source>
