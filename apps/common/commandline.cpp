@@ -283,12 +283,14 @@ std::optional<ExitCode> CommandLine::parse(const QStringList &arguments)
     if (d->command() == nullptr && !isOption) {
         return usageError(first.isEmpty()
                               ? tr("a command is missing")
-                              : withSuggestion(tr("unknown command \"%1\"").arg(first), first, d->commandNames()));
+                              : withSuggestion(tr("unknown command \"%1\"").arg(first), first,
+                                               QStringList { QStringLiteral("--help") } + d->commandNames()));
     }
     if (isOption) {
         const QString name = first.section(QLatin1Char('='), 0, 0);
-        return usageError(withSuggestion(tr("unknown option %1").arg(name), name,
-                                         optionNames(d->command() != nullptr ? d->command() : &d->app)));
+        const QStringList known = optionNames(d->command() != nullptr ? d->command() : &d->app);
+        return usageError(known.contains(name) ? tr("%1 must follow the command").arg(name)
+                                               : withSuggestion(tr("unknown option %1").arg(name), name, known));
     }
     if (!first.isEmpty())
         return usageError(tr("unexpected argument \"%1\"").arg(first));

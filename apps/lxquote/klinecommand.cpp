@@ -226,8 +226,10 @@ QString KLineCommand::candles(const QList<QVariantMap> &bars) const
             { label, number(bar, "OpenPx"), number(bar, "HighPx"), number(bar, "LowPx"), number(bar, "ClosePx") });
     }
     const int rows = std::min(ChartRows, Terminal::rows() - 4);
-    return tr("%1, %2 bars").arg(m_symbol).arg(bars.size()) + QLatin1Char('\n')
-        + drawCandles(candles, Terminal::columns(), rows);
+    // Few candles leave no room for the last date below them.
+    return tr("%1, %2 bars, %3 to %4")
+               .arg(m_symbol, QString::number(bars.size()), candles.constFirst().label, candles.constLast().label)
+        + QLatin1Char('\n') + drawCandles(candles, Terminal::columns(), rows);
 }
 
 } // namespace

@@ -33,6 +33,15 @@ int rank(const SymbolTable::Security &security, const QString &text)
     return -1;
 }
 
+// False of a single letter or digit, which countless securities contain.
+bool isDistinctive(const QString &text)
+{
+    const auto isAscii = [](QChar character) { return character.unicode() < 0x80; };
+    const auto letters =
+        std::count_if(text.cbegin(), text.cend(), [](QChar character) { return character.isLetterOrNumber(); });
+    return letters > 1 || !std::all_of(text.cbegin(), text.cend(), isAscii);
+}
+
 bool isSymbol(const QString &text)
 {
     static const QRegularExpression pattern(QStringLiteral("^[A-Z0-9]+\\.[A-Z]+$"));
@@ -161,7 +170,7 @@ std::optional<QString> SymbolTable::resolve(const QString &text, QString *error)
         return std::nullopt;
     }
     QStringList candidates;
-    const bool isSearchable = !exact.isEmpty() || wanted.count(QRegularExpression(QStringLiteral("\\w"))) > 1;
+    const bool isSearchable = !exact.isEmpty() || isDistinctive(wanted);
     for (const Security &security : isSearchable ? find(exact.isEmpty() ? text : wanted) : QVector<Security>()) {
         if (exact.isEmpty() || exact.contains(security.symbol))
             candidates.append(security.symbol + QLatin1Char(' ') + security.name);
@@ -190,7 +199,9 @@ void SymbolSettings::addOptions(Options *options)
     options->beginGroup(tr("Symbols"));
     options->addString(QStringLiteral("symbols"), QStringLiteral("FILE"), &file,
                        tr("Read symbols from FILE, separated by blanks, commas or line ends"));
-    options->addFlag(QStringLiteral("all"), &all, tr("All symbols that are recorded; on a bus, all of securities.csv"));
+    options->addFlag(
+        QStringLiteral("all"), &all,
+        tr("All symbols that are recorded, in a replay those of its day; on a bus, all of securities.csv"));
     options->addArgument(QStringLiteral("SYMBOL"), Options::Any, &arguments,
                          tr("Symbols (600519.SH), codes (600519, SH600519), names, or their pinyin initials (mdjt), "
                             "separated by blanks or commas"));

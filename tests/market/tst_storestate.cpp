@@ -121,6 +121,9 @@ void tst_StoreState::states()
         QVERIFY2(error.endsWith(QStringLiteral("; import the data again")), qPrintable(error));
     if (state == StoreState::Current)
         return;
+    const bool wasStore =
+        state == StoreState::OtherVersion || state == StoreState::Damaged || state == StoreState::Outdated;
+    QCOMPARE(error.endsWith(QStringLiteral("; import the data again")), wasStore);
 
     if (!QFile::exists(folder.file("kline_daily")))
         folder.write("kline_daily", "Symbol,MDDate,OpenPx,HighPx,LowPx,ClosePx\n");

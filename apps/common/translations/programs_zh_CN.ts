@@ -366,8 +366,8 @@ Exit codes: 0; 1 if there are no bars; 2 for a usage error; 3 if nobody answers.
         <translation>该区间内没有 %1 的 K 线</translation>
     </message>
     <message>
-        <source>%1, %2 bars</source>
-        <translation>%1，共 %2 根 K 线</translation>
+        <source>%1, %2 bars, %3 to %4</source>
+        <translation>%1，共 %2 根 K 线，%3 至 %4</translation>
     </message>
     <message>
         <source>Shows market data through the quotation library.</source>
@@ -530,8 +530,8 @@ Exit codes: 0; 1 if nothing is found; 2 for a usage error.</source>
         <translation>从文件读取证券，以空格、逗号或换行分隔</translation>
     </message>
     <message>
-        <source>All symbols that are recorded; on a bus, all of securities.csv</source>
-        <translation>所有有录制数据的证券；使用总线时为 securities.csv 中的全部证券</translation>
+        <source>All symbols that are recorded, in a replay those of its day; on a bus, all of securities.csv</source>
+        <translation>所有有录制数据的证券，回放时为当天的证券；使用总线时为 securities.csv 中的全部证券</translation>
     </message>
     <message>
         <source>Symbols (600519.SH), codes (600519, SH600519), names, or their pinyin initials (mdjt), separated by blanks or commas</source>
@@ -1486,6 +1486,10 @@ The latest recorded day is therefore unknown: specify one (--date), or remove wh
     <message>
         <source>candles have no fields: combine --fields with another --format</source>
         <translation>蜡烛图没有字段：--fields 请与其他 --format 一起使用</translation>
+    </message>
+    <message>
+        <source>%1 must follow the command</source>
+        <translation>%1 必须写在命令之后</translation>
     </message>
 </context>
 </TS>
