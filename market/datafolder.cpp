@@ -24,7 +24,7 @@ QString DataFolder::standard()
 {
     // Beside the program, whatever the prefix; for a program elsewhere, in the system's data folders.
     const QDir programs(QCoreApplication::applicationDirPath());
-    const QString ofProgram = QDir::cleanPath(programs.filePath(QStringLiteral(LX_DATA_FROM_PROGRAMS)));
+    QString ofProgram = QDir::cleanPath(programs.filePath(QStringLiteral(LX_DATA_FROM_PROGRAMS)));
     if (QFileInfo::exists(ofProgram))
         return ofProgram;
     const QString ofSystem = QStandardPaths::locate(
