@@ -45,7 +45,7 @@ QVector<BenchRow> startOfTheBoard()
     if (!broker.start())
         qFatal("no broker: %s", broker.log().constData());
     // Has published a quote of each symbol before the boards start.
-    NatsBench::Peer market(QStringLiteral("bus"), broker.url());
+    NatsBench::Peer market(QStringLiteral("bus-quotes"), broker.url());
     market.begin("publish", NatsBench::Symbols);
     market.sent(NatsBench::Symbols);
     QVector<BenchRow> rows;

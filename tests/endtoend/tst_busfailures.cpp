@@ -53,6 +53,7 @@ private Q_SLOTS:
     void foreignBrokerEndsThem();
     void missingStreamsEndTheService_data();
     void missingStreamsEndTheService();
+    void fullStreamEndsTheService_data();
     void fullStreamEndsTheService();
     void closedConnectionEndsThem();
     void terminalShowsTheState();
@@ -227,27 +228,49 @@ void tst_BusFailures::missingStreamsEndTheService()
     QVERIFY2(!service->err().contains("marketd: ready"), service->err());
 }
 
+void tst_BusFailures::fullStreamEndsTheService_data()
+{
+    QTest::addColumn<QString>("file");
+    QTest::addColumn<QByteArray>("columns");
+    QTest::addColumn<QByteArray>("values");
+    QTest::addColumn<QString>("option");
+    QTest::addColumn<QByteArray>("stream");
+    QTest::newRow("last values") << smallFile << QByteArray("PreClosePx,LastPx,TotalVolumeTrade,TotalValueTrade")
+                                 << QByteArray("1800,1800,100,180000") << QStringLiteral("--last-size")
+                                 << QByteArray("LX_LAST");
+    QTest::newRow("transactions") << QStringLiteral("transactions_20230201.csv")
+                                  << QByteArray("TradePrice,TradeQty,TradeMoney,TradeBSFlag")
+                                  << QByteArray("10.5,100,1050,1") << QStringLiteral("--ticks-size")
+                                  << QByteArray("LX_TICKS");
+}
+
 void tst_BusFailures::fullStreamEndsTheService()
 {
-    constexpr int Symbols = 8000; // more than fit into a megabyte
+    QFETCH(QString, file);
+    QFETCH(QByteArray, columns);
+    QFETCH(QByteArray, values);
+    QFETCH(QString, option);
+    QFETCH(QByteArray, stream);
+
+    constexpr int Symbols = 8000; // whose records do not fit into a megabyte
     NatsBroker broker;
     QVERIFY2(broker.start(), broker.log());
     RecordingFolder recordings;
-    QByteArray rows = "MDDate,MDTime,Symbol,PreClosePx,LastPx,TotalVolumeTrade,TotalValueTrade\n";
+    QByteArray rows = "MDDate,MDTime,Symbol," + columns + '\n';
     for (int i = 0; i < Symbols; ++i)
-        rows += "20230201,093000000," + QByteArray::number(600000 + i) + ".SH,1800,1800,100,180000\n";
-    recordings.write(smallFile, rows);
-    const QStringList command = QStringList { QStringLiteral("serve"), QStringLiteral("--bus"), broker.url(),
-                                              QStringLiteral("--data"), recordings.path() }
-        + words("--speed max --last-size 1");
+        rows += "20230201,093000000," + QByteArray::number(600000 + i) + ".SH," + values + '\n';
+    recordings.write(file, rows);
+    const QStringList command = QStringList { QStringLiteral("serve"),  QStringLiteral("--bus"), broker.url(),
+                                              QStringLiteral("--data"), recordings.path(),       option }
+        + words("1 --speed max");
     RunningProgram service(marketd, command);
     QCOMPARE(service.exitCode(), 1);
-    QVERIFY2(service.err().contains("the stream LX_LAST does not accept a record: maximum bytes exceeded"),
+    QVERIFY2(service.err().contains("the stream " + stream + " does not accept a record: maximum bytes exceeded"),
              service.err());
     // It does not begin with a stream that is full.
     RunningProgram again(marketd, command);
     QCOMPARE(again.exitCode(), 1);
-    QVERIFY2(again.err().contains("the stream LX_LAST is full: "), again.err());
+    QVERIFY2(again.err().contains("the stream " + stream + " is full: "), again.err());
     QVERIFY2(!again.err().contains("marketd: ready"), again.err());
 }
 

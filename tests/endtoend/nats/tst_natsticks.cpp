@@ -39,6 +39,7 @@ private Q_SLOTS:
     void ordersAreKeptToo();
     void daysBeforeThePreviousOneAreForgotten();
     void recordOfAnotherKindInTheStreamIsSkipped();
+    void brokerWithoutStreams();
 
 private:
     void subscribe(BusProcess &client, const char *topic = "MDTRANSACTIONRECORD 2")
@@ -241,6 +242,19 @@ void tst_NatsTicks::recordOfAnotherKindInTheStreamIsSkipped()
     await(late, 20);
     QCOMPARE(heardBy(late), all(20));
     QCOMPARE(late.dropped(), (QMap<QString, int> { { QStringLiteral("malformed"), 1 } }));
+}
+
+// Nothing can be fetched, so nothing is waited for.
+void tst_NatsTicks::brokerWithoutStreams()
+{
+    const QString reads = QStringLiteral("reads");
+    BusProcess publisher(m_broker->url(), reads);
+    BusProcess client(m_broker->url(), reads);
+    subscribe(client);
+    publish(publisher, 1, 20);
+    await(client, 20);
+    QCOMPARE(heardBy(client), all(20));
+    QVERIFY(client.dropped().isEmpty());
 }
 
 QTEST_GUILESS_MAIN(tst_NatsTicks)
