@@ -19,6 +19,8 @@ const QVector<BenchCase> &benchCases()
         { QStringLiteral("whole-days"), &wholeDays },
         { QStringLiteral("answers"), &answers },
         { QStringLiteral("nats-throughput"), &natsThroughput },
+        { QStringLiteral("nats-quote-stream"), &natsQuoteStream },
+        { QStringLiteral("nats-tick-stream"), &natsTickStream },
         { QStringLiteral("nats-latency"), &natsLatency },
         { QStringLiteral("nats-requests"), &natsRequests },
         { QStringLiteral("board"), &board },

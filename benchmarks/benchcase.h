@@ -49,6 +49,8 @@ QVector<BenchRow> fanOut();
 QVector<BenchRow> wholeDays();
 QVector<BenchRow> answers();
 QVector<BenchRow> natsThroughput();
+QVector<BenchRow> natsQuoteStream();
+QVector<BenchRow> natsTickStream();
 QVector<BenchRow> natsLatency();
 QVector<BenchRow> natsRequests();
 QVector<BenchRow> board();

@@ -66,7 +66,9 @@ private:
 class LibraryEnd
 {
 public:
-    explicit LibraryEnd(const QString &url)
+    enum Kind { Quotes, Transactions };
+
+    explicit LibraryEnd(const QString &url, Kind kind = Quotes)
     {
         QString error;
         if (!LxBus::start(url, {}, &error))
@@ -75,8 +77,15 @@ public:
         for (int i = 0; i < Symbols; ++i)
             symbols.append(RecordSource::symbol(i));
         LxQuotaHandler &handler = hostedLibrary();
-        handler.SubscribeQuote(symbols, true);
-        QObject::connect(&handler, &LxQuotaHandler::signalStockQuotaUpdate, [this] { arrivals.take(); });
+        if (kind == Quotes) {
+            handler.SubscribeQuote(symbols, true);
+            QObject::connect(&handler, &LxQuotaHandler::signalStockQuotaUpdate, [this] { arrivals.take(); });
+        } else {
+            handler.SubscribeRecordTransaction(symbols, true);
+            QObject::connect(&handler, &LxQuotaHandler::signalRecordTransactionUpdate, [this] { arrivals.take(); });
+        }
+        if (!LxBus::current()->openPublisher()->flush(PatienceMs))
+            qFatal("the broker does not answer");
     }
 
     Arrivals arrivals;
@@ -86,15 +95,15 @@ public:
 class BareEnd
 {
 public:
-    explicit BareEnd(const QString &url)
+    explicit BareEnd(const QString &url, const char *prefix = NatsBench::barePrefix)
     {
         check(natsConnection_ConnectTo(&connection, url.toUtf8().constData()));
         const auto take = [](natsConnection *, natsSubscription *, natsMsg *message, void *closure) {
             static_cast<BareEnd *>(closure)->arrivals.take();
             natsMsg_Destroy(message);
         };
-        check(natsConnection_Subscribe(&m_subscription, connection,
-                                       (QByteArray(NatsBench::barePrefix) + '>').constData(), take, this));
+        check(
+            natsConnection_Subscribe(&m_subscription, connection, (QByteArray(prefix) + '>').constData(), take, this));
         check(natsSubscription_SetPendingLimits(m_subscription, -1, -1));
         check(natsConnection_Flush(connection));
     }
@@ -160,6 +169,36 @@ QVector<BenchRow> natsThroughput()
                QStringLiteral("records/s"), result.figure, result.reference, result.ratio, BenchRow::AtLeast, 0.5 } };
 }
 
+static Measure::Comparison streamRates(const char *mode, LibraryEnd::Kind kind, const char *barePrefix)
+{
+    NatsBroker broker;
+    const QString url = startBroker(&broker);
+    const auto peer = [&](const char *role) {
+        return std::make_unique<Peer>(QLatin1String(role) + QLatin1Char('-') + QLatin1String(mode), url);
+    };
+    const auto busPeer = peer("bus"); // creates the streams
+    const auto barePeer = peer("bare");
+    LibraryEnd library(url, kind);
+    BareEnd bare(url, barePrefix);
+    return Measure::interleave(
+        Rounds, [&] { return rate(busPeer.get(), &library.arrivals); },
+        [&] { return rate(barePeer.get(), &bare.arrivals); });
+}
+
+QVector<BenchRow> natsQuoteStream()
+{
+    const Measure::Comparison result = streamRates("quotes", LibraryEnd::Quotes, NatsBench::bareQuotePrefix);
+    return { { QStringLiteral("20 quotes"), QStringLiteral("quotes through the stream of last values / bare C client"),
+               QStringLiteral("records/s"), result.figure, result.reference, result.ratio, BenchRow::AtLeast, 0.5 } };
+}
+
+QVector<BenchRow> natsTickStream()
+{
+    const Measure::Comparison result = streamRates("ticks", LibraryEnd::Transactions, NatsBench::bareTickPrefix);
+    return { { QStringLiteral("20 ticks"), QStringLiteral("transactions through the stream of ticks / bare C client"),
+               QStringLiteral("records/s"), result.figure, result.reference, result.ratio, BenchRow::AtLeast, 0.5 } };
+}
+
 QVector<BenchRow> natsLatency()
 {
     NatsBroker broker;
@@ -192,7 +231,7 @@ QVector<BenchRow> natsRequests()
     Peer busPeer(QStringLiteral("bus-atonce"), url);
     Peer barePeer(QStringLiteral("bare-atonce"), url);
     const QVariant body = RecordSource::stockQuotes().record(0, RecordSource::symbol(0));
-    const QByteArray bytes = NatsBench::wireRecords().front();
+    const QByteArray bytes = NatsBench::wireRecords(RecordSource::stockQuotes()).front();
     const auto perSecond = [](const std::function<void()> &request) {
         const qint64 begin = Measure::nowNs();
         for (int i = 0; i < RequestsPerRound; ++i)

@@ -1,7 +1,6 @@
 #include "natspeer.h"
 
 #include "measure.h"
-#include "recordsource.h"
 
 #include <lxbus/bus.h>
 #include <lxbus/codec/wireformat_p.h>
@@ -14,6 +13,7 @@
 #include <cstdio>
 #include <cstring>
 #include <functional>
+#include <memory>
 
 namespace NatsBench {
 
@@ -61,17 +61,24 @@ private:
     const std::unique_ptr<LxBusServicePort> m_port;
 };
 
-int runBusPeer(const QString &url, bool sendAtOnce)
+RecordSource sourceOf(const QString &mode)
+{
+    return mode == QLatin1String("ticks") ? RecordSource::transactions() : RecordSource::stockQuotes();
+}
+
+int runBusPeer(const QString &url, const QString &mode)
 {
     constexpr int FlushTimeoutMs = 30000;
     LxBusOptions options;
-    options.sendAtOnce = sendAtOnce;
+    options.sendAtOnce = mode == QLatin1String("atonce");
+    if (mode == QLatin1String("quotes") || mode == QLatin1String("ticks"))
+        options.streams = LxBusStreams();
     QString error;
     if (!LxBus::start(url, options, &error))
         qFatal("%s", qUtf8Printable(error));
     const Echo echo;
     const auto publisher = LxBus::current()->openPublisher();
-    const RecordSource source = RecordSource::stockQuotes();
+    const RecordSource source = sourceOf(mode);
     const QVector<QVariant> records = source.spread(Symbols);
     runCommands(
         [&](int number) { publisher->publish(source.topic(), RecordSource::symbol(number), records.at(number)); },
@@ -79,14 +86,41 @@ int runBusPeer(const QString &url, bool sendAtOnce)
     return 0;
 }
 
-int runBarePeer(const QString &url, bool sendAtOnce)
+// Publishes as the bus publishes transactions: with an identifier, and with acknowledgements.
+class BareTicks
+{
+public:
+    explicit BareTicks(natsConnection *connection)
+    {
+        jsOptions options;
+        check(jsOptions_Init(&options));
+        options.PublishAsync.MaxPending = 16384;
+        check(natsConnection_JetStream(&m_jetStream, connection, &options));
+    }
+    ~BareTicks() { jsCtx_Destroy(m_jetStream); }
+
+    void publish(const QByteArray &subject, const QByteArray &bytes)
+    {
+        natsMsg *message = nullptr;
+        check(natsMsg_Create(&message, subject.constData(), nullptr, bytes.constData(), bytes.size()));
+        check(natsMsgHeader_Set(message, "Nats-Msg-Id", QByteArray::number(++m_last).constData()));
+        check(js_PublishMsgAsync(m_jetStream, &message, nullptr));
+    }
+    void flush() { check(js_PublishAsyncComplete(m_jetStream, nullptr)); }
+
+private:
+    jsCtx *m_jetStream = nullptr;
+    quint64 m_last = 0;
+};
+
+int runBarePeer(const QString &url, const QString &mode)
 {
     natsOptions *options = nullptr;
     natsConnection *connection = nullptr;
     natsSubscription *responder = nullptr;
     check(natsOptions_Create(&options));
     check(natsOptions_SetURL(options, url.toUtf8().constData()));
-    check(natsOptions_SetSendAsap(options, sendAtOnce));
+    check(natsOptions_SetSendAsap(options, mode == QLatin1String("atonce")));
     check(natsConnection_Connect(&connection, options));
     const auto answer = [](natsConnection *nats, natsSubscription *, natsMsg *message, void *) {
         natsConnection_Publish(nats, natsMsg_GetReply(message), natsMsg_GetData(message),
@@ -94,17 +128,31 @@ int runBarePeer(const QString &url, bool sendAtOnce)
         natsMsg_Destroy(message);
     };
     check(natsConnection_Subscribe(&responder, connection, bareRequest, answer, nullptr));
-    const std::vector<QByteArray> records = wireRecords();
+    const std::vector<QByteArray> records = wireRecords(sourceOf(mode));
+    const bool areTicks = mode == QLatin1String("ticks");
+    const char *const prefix = areTicks   ? bareTickPrefix
+        : mode == QLatin1String("quotes") ? bareQuotePrefix
+                                          : barePrefix;
     std::vector<QByteArray> subjects;
     for (int i = 0; i < Symbols; ++i)
-        subjects.push_back(barePrefix + RecordSource::symbol(i).toUtf8());
+        subjects.push_back(prefix + RecordSource::symbol(i).toUtf8());
+    auto ticks = std::make_unique<BareTicks>(connection);
     runCommands(
         [&](int number) {
             const QByteArray &bytes = records[static_cast<size_t>(number)];
-            check(natsConnection_Publish(connection, subjects[static_cast<size_t>(number)].constData(),
-                                         bytes.constData(), bytes.size()));
+            const QByteArray &subject = subjects[static_cast<size_t>(number)];
+            if (areTicks)
+                ticks->publish(subject, bytes);
+            else
+                check(natsConnection_Publish(connection, subject.constData(), bytes.constData(), bytes.size()));
         },
-        [&] { check(natsConnection_Flush(connection)); });
+        [&] {
+            if (areTicks)
+                ticks->flush();
+            else
+                check(natsConnection_Flush(connection));
+        });
+    ticks.reset();
     natsSubscription_Destroy(responder);
     natsConnection_Destroy(connection);
     natsOptions_Destroy(options);
@@ -147,9 +195,8 @@ std::vector<qint64> Peer::sent(int count)
     return times;
 }
 
-std::vector<QByteArray> wireRecords()
+std::vector<QByteArray> wireRecords(const RecordSource &source)
 {
-    const RecordSource source = RecordSource::stockQuotes();
     LxWireWriter writer;
     std::vector<QByteArray> records;
     LxWireMessage message;
@@ -167,8 +214,7 @@ std::vector<QByteArray> wireRecords()
 int runPeer(const QString &role, const QString &url)
 {
     const QStringList parts = role.split(QLatin1Char('-'));
-    const bool sendAtOnce = parts.value(1) == QLatin1String("atonce");
-    return parts.first() == QLatin1String("bus") ? runBusPeer(url, sendAtOnce) : runBarePeer(url, sendAtOnce);
+    return parts.first() == QLatin1String("bus") ? runBusPeer(url, parts.value(1)) : runBarePeer(url, parts.value(1));
 }
 
 } // namespace NatsBench

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "recordsource.h"
+
 #include <QProcess>
 #include <QString>
 
@@ -16,10 +18,15 @@ constexpr int Symbols = 5000;
 constexpr int RecordsPerSecond = 20000;
 
 const char barePrefix[] = "bare.md.";
+/// Subjects of the broker's streams, of symbols that the library does not read.
+const char bareQuotePrefix[] = "lx.md.MDMARKETRECORD.bare.";
+const char bareTickPrefix[] = "lx.md.MDTRANSACTIONRECORD.bare.";
 const char bareRequest[] = "bare.rq";
 const QString requestType = QStringLiteral("BenchRequest");
 
-/// Runs the peer in this process until its standard input ends. `role` is "bus" or "bare".
+/// Runs the peer in this process until its standard input ends. `role` is "bus" or "bare"; followed by "-atonce", it
+/// sends each record immediately, by "-quotes" or "-ticks", it publishes quotes or transactions to the broker's
+/// streams.
 int runPeer(const QString &role, const QString &url);
 
 /// A peer in a process of its own, which must be lxbench; ends with the object.
@@ -40,6 +47,6 @@ private:
 };
 
 /// The encoded records, for the bare client to send.
-std::vector<QByteArray> wireRecords();
+std::vector<QByteArray> wireRecords(const RecordSource &source);
 
 } // namespace NatsBench

@@ -146,10 +146,13 @@ struct CsvReader::Private
         atEnd = true;
         int status = Z_OK;
         const char *reason = gzerror(file, &status);
-        if (count < 0 || (status != Z_OK && status != Z_STREAM_END))
-            fail(QString::fromLocal8Bit(status == Z_ERRNO ? std::strerror(errno) : reason));
-        else
+        if (count < 0 || (status != Z_OK && status != Z_STREAM_END)) {
+            QString text = QString::fromLocal8Bit(status == Z_ERRNO ? std::strerror(errno) : reason);
+            const QString prefix = path + QStringLiteral(": "); // that zlib writes
+            fail(text.startsWith(prefix) ? text.mid(prefix.size()) : text);
+        } else {
             finish(); // not after an error: the record being parsed is incomplete
+        }
     }
 
     bool next(QString *reason)

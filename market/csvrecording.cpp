@@ -45,6 +45,16 @@ std::optional<double> QuoteFigures::*totalOf(const QString &column)
     return nullptr;
 }
 
+// Numbers of orders are names; some sources write -1 if there is none.
+bool canBeNegative(const QString &column)
+{
+    static const QStringList names {
+        QStringLiteral("PreDelta"),    QStringLiteral("CurrDelta"),  QStringLiteral("TradeBuyNo"),
+        QStringLiteral("TradeSellNo"), QStringLiteral("OrderIndex"), QStringLiteral("OrderNO"),
+    };
+    return names.contains(column);
+}
+
 } // namespace
 
 const RecordingKindInfo &recordingKindInfo(RecordingKind kind)
@@ -118,7 +128,7 @@ bool CsvRecording::open(const QString &path, RecordingKind kind, const QString &
         if (!type)
             continue;
         keys.append(name);
-        m_columns.append({ i, *type, priceOf(name), totalOf(name) });
+        m_columns.append({ i, *type, canBeNegative(name), priceOf(name), totalOf(name) });
     }
     m_layout = LxRowLayout::create(keys);
     m_dateCell = m_reader.column(QStringLiteral("MDDate"));
@@ -141,7 +151,6 @@ bool CsvRecording::next(const BrokenRowReport &report, QString *error)
             continue;
         if (valid)
             return true;
-        ++m_brokenRows;
         report(m_fileName, m_reader.line(), reason);
     }
     return false;
@@ -181,10 +190,15 @@ bool CsvRecording::readRow(const QVector<QByteArray> &cells, bool *wanted, QStri
     for (int i = 0; i < m_columns.size(); ++i) {
         const Column &column = m_columns.at(i);
         const QByteArray &cell = cells.at(column.cell);
-        if (!readCell(cell, column, &values[i])) {
-            return broken(translated("%1 \"%2\" is not a number").arg(header.at(column.cell), QString::fromUtf8(cell)));
+        const CellState state = readCell(cell, column, &values[i]);
+        if (state != CellState::Valid) {
+            return broken((state == CellState::Negative ? translated("%1 \"%2\" is negative")
+                                                        : translated("%1 \"%2\" is not a number"))
+                              .arg(header.at(column.cell), QString::fromUtf8(cell)));
         }
     }
+    if (m_row.quote.highPx > 0 && m_row.quote.highPx < m_row.quote.lowPx)
+        return broken(translated("HighPx %1 is below LowPx %2").arg(m_row.quote.highPx).arg(m_row.quote.lowPx));
 
     m_row.date = *date;
     m_row.time = *time;
@@ -193,40 +207,43 @@ bool CsvRecording::readRow(const QVector<QByteArray> &cells, bool *wanted, QStri
     return true;
 }
 
-bool CsvRecording::readCell(const QByteArray &cell, const Column &column, QVariant *value)
+CsvRecording::CellState CsvRecording::readCell(const QByteArray &cell, const Column &column, QVariant *value)
 {
     if (cell.isEmpty()) {
         *value = QString::fromLatin1("");
-        return true;
+        return CellState::Valid;
     }
+    const auto stateOf = [&column](auto number) {
+        return number < 0 && !column.canBeNegative ? CellState::Negative : CellState::Valid;
+    };
     switch (column.type) {
     case CellType::String:
         *value = QString::fromUtf8(cell);
-        return true;
+        return CellState::Valid;
     case CellType::Double: {
         double number = 0;
         if (!parse(cell, &number) || !std::isfinite(number))
-            return false;
+            return CellState::NotANumber;
         if (column.price)
             m_row.quote.*column.price = number;
         if (column.total)
             m_row.quote.*column.total = number;
         *value = number;
-        return true;
+        return stateOf(number);
     }
     case CellType::LongLong: {
         qint64 number = 0;
         const bool valid = parse(cell, &number);
         *value = number;
-        return valid;
+        return valid ? stateOf(number) : CellState::NotANumber;
     }
     case CellType::Int:
     case CellType::IntOrString: {
         int number = 0;
         const bool isInt = parse(cell, &number);
         *value = isInt ? QVariant(number) : QVariant(QString::fromUtf8(cell));
-        return isInt || column.type == CellType::IntOrString;
+        return isInt || column.type == CellType::IntOrString ? CellState::Valid : CellState::NotANumber;
     }
     }
-    return false;
+    return CellState::NotANumber;
 }

@@ -48,7 +48,8 @@ struct QuoteFigures
 /// Streams the rows of one recording, a CSV file whose columns are named after the fields of its records.
 ///
 /// A cell is converted to a string, an int, a 64-bit int or a double, depending on the name of its column; an empty
-/// cell becomes an empty string. Columns with other names are ignored. Not thread-safe.
+/// cell becomes an empty string. Columns with other names are ignored. A row is broken if a price, quantity or amount
+/// is negative, or the highest price of a quote is below the lowest. Not thread-safe.
 class CsvRecording
 {
 public:
@@ -69,19 +70,20 @@ public:
     /// (RecordedDates::ofName()), rows of another date are broken. False, with the reason in `error`, on failure.
     bool open(const QString &path, RecordingKind kind, const QString &date, QString *error);
 
-    /// Reads the next valid row; broken ones are reported and counted. False at the end, or, with the reason in
+    /// Reads the next valid row; broken ones are reported. False at the end, or, with the reason in
     /// `error`, if the file cannot be read further.
     bool next(const BrokenRowReport &report, QString *error);
     const Row &row() const { return m_row; }
     RecordingKind kind() const { return m_kind; }
-    quint64 brokenRows() const { return m_brokenRows; }
 
 private:
     enum class CellType { String, Int, LongLong, Double, IntOrString };
+    enum class CellState { Valid, NotANumber, Negative };
     struct Column
     {
         int cell;
         CellType type;
+        bool canBeNegative;
         double QuoteFigures::*price; // or null
         std::optional<double> QuoteFigures::*total; // or null
     };
@@ -90,7 +92,7 @@ private:
     /// Reads the cells into m_row. Sets `wanted` to false if the row has another date than requested. False, with the
     /// reason in `error`, if the row is broken.
     bool readRow(const QVector<QByteArray> &cells, bool *wanted, QString *error);
-    bool readCell(const QByteArray &cell, const Column &column, QVariant *value);
+    CellState readCell(const QByteArray &cell, const Column &column, QVariant *value);
 
     CsvReader m_reader;
     QString m_fileName;
@@ -103,5 +105,4 @@ private:
     int m_timeCell = -1;
     int m_symbolCell = -1;
     Row m_row;
-    quint64 m_brokenRows = 0;
 };

@@ -255,6 +255,8 @@ Importer::RowResult Importer::importRow(const CsvReader &reader, const QVector<F
 
     QByteArray symbol;
     int symbolField = -1;
+    std::optional<double> high;
+    std::optional<double> low;
     for (int i = 0; i < fields.size(); ++i) {
         const Column &column = *fields.at(i).column;
         const QByteArray cell = fields.at(i).index < 0 ? QByteArray() : cells.at(fields.at(i).index);
@@ -266,9 +268,15 @@ Importer::RowResult Importer::importRow(const CsvReader &reader, const QVector<F
         if (column.kind == Kind::Security || column.kind == Kind::Symbol) {
             symbol = cell;
             symbolField = i;
+        } else if (column.name == QLatin1String("HighPx")) {
+            high = value.toDouble();
+        } else if (column.name == QLatin1String("LowPx")) {
+            low = value.toDouble();
         }
         insert->bindValue(i, value);
     }
+    if (high && low && *high < *low)
+        return broken(translated("HighPx %1 is below LowPx %2").arg(*high).arg(*low));
     // After all other cells, so that only valid rows add a symbol.
     const bool isSecurity = symbolField >= 0 && fields.at(symbolField).column->kind == Kind::Security;
     if (symbolField >= 0 && !isSecurity) {
@@ -305,11 +313,12 @@ bool Importer::readCell(const QByteArray &cell, Kind kind, QVariant *value)
         *value = time ? Dates::toNumber(*time) : 0;
         return time.has_value();
     }
-    case Kind::Number: {
+    case Kind::Number:
+    case Kind::Amount: {
         bool valid = false;
         const double number = cell.toDouble(&valid);
         *value = number;
-        return valid && qIsFinite(number);
+        return valid && qIsFinite(number) && (number >= 0 || kind == Kind::Number);
     }
     case Kind::Text:
         *value = QString::fromUtf8(cell);

@@ -138,7 +138,9 @@ Recorder::File *Recorder::fileFor(RecordingKind kind, const QString &date, const
     created->layout = layout;
     const QDir folder(m_folder);
     const QString prefix = folder.filePath(recordingKindInfo(kind).filePrefix);
-    QString path = prefix + date + QStringLiteral(".csv");
+    const QString plain = prefix + date + QStringLiteral(".csv");
+    const QString gzip = plain + QStringLiteral(".gz");
+    QString path = plain;
     for (int number = 2; QFile::exists(path) || QFile::exists(path + QStringLiteral(".gz")); ++number)
         path = QStringLiteral("%1%2_%3.csv").arg(prefix).arg(number).arg(date);
     created->file.setFileName(path);
@@ -147,6 +149,7 @@ Recorder::File *Recorder::fileFor(RecordingKind kind, const QString &date, const
         return nullptr;
     }
     m_files.push_back(std::move(created));
+    Q_EMIT fileBegun(path, path == plain ? QString() : QFile::exists(plain) ? plain : gzip);
     return write(m_files.back().get(), toLine(layout->keys())) ? m_files.back().get() : nullptr;
 }
 

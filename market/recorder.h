@@ -49,6 +49,9 @@ public:
     quint64 dropped() const;
 
 Q_SIGNALS:
+    /// A file is begun; if its name has a number, `taken` is the file that has the name without one, otherwise empty.
+    /// Emitted on a thread of the bus.
+    void fileBegun(const QString &path, const QString &taken);
     /// A file cannot be written; nothing more is recorded. Emitted once, on a thread of the bus or in flush().
     void failed(const QString &reason);
 

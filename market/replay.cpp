@@ -3,6 +3,7 @@
 #include "datafolder.h"
 #include "dates.h"
 #include "recordeddates.h"
+#include "replayclock.h"
 #include "translated.h"
 
 #include <QDeadlineTimer>
@@ -17,7 +18,6 @@ constexpr size_t RecordsPerBatch = 1024;
 constexpr int FlushTimeoutMs = 10000;
 constexpr int StoppedFlushTimeoutMs = 2000; // after stop(): the broker may be unreachable
 constexpr double LongestWaitMs = 1e12;
-constexpr int LongestPauseMs = 5 * 60 * 1000; // longer pauses without records are skipped
 
 bool isQuote(RecordingKind kind)
 {
@@ -31,18 +31,22 @@ bool Replay::Upcoming::operator<(const Upcoming &other) const
     return std::tie(other.date, other.time, other.recording) < std::tie(date, time, recording);
 }
 
+bool checkReplayTimes(const ReplayOptions &options, QString *error)
+{
+    if (!options.from.isValid() || !options.to.isValid() || options.from <= options.to)
+        return true;
+    *error = translated("the replay would end at %1, before it begins at %2")
+                 .arg(options.to.toString(Qt::ISODate), options.from.toString(Qt::ISODate));
+    return false;
+}
+
 Replay::Replay(ReplayOptions options) : m_options(std::move(options)) { }
 
 Replay::~Replay() = default;
 
 bool Replay::open(QString *error)
 {
-    if (m_options.from.isValid() && m_options.to.isValid() && m_options.to < m_options.from) {
-        *error = translated("the replay would end at %1, before it begins at %2")
-                     .arg(m_options.to.toString(Qt::ISODate), m_options.from.toString(Qt::ISODate));
-        return false;
-    }
-    if (!rewind(error))
+    if (!checkReplayTimes(m_options, error) || !rewind(error))
         return false;
     m_publisher = LxBus::current()->openPublisher();
     return true;
@@ -52,6 +56,7 @@ bool Replay::rewind(QString *error)
 {
     m_recordings.clear();
     m_analysis = MarketAnalysis();
+    m_position = 0;
     DataFolder folder;
     if (!folder.open(m_options.folder, error))
         return false;
@@ -81,7 +86,12 @@ bool Replay::rewind(QString *error)
 bool Replay::advance(size_t index, QString *error)
 {
     CsvRecording &recording = *m_recordings[index];
-    while (recording.next(m_options.reportBrokenRow, error)) {
+    const BrokenRowReport report = [&](const QString &file, qint64 line, const QString &reason) {
+        ++m_counts[static_cast<size_t>(recording.kind())].skipped;
+        m_options.reportBrokenRow(file, line, reason);
+    };
+    while (recording.next(report, error)) {
+        m_hasValidRow = true;
         if (!isWithinWindow(recording.row().time))
             continue;
         m_upcoming.push({ recording.row().date, recording.row().time, index });
@@ -95,6 +105,14 @@ bool Replay::isWithinWindow(QTime time) const
     return (!m_options.from.isValid() || time >= m_options.from) && (!m_options.to.isValid() || time <= m_options.to);
 }
 
+ReplayClock::Hours Replay::tradingHours() const
+{
+    const bool withFutures = std::any_of(m_recordings.cbegin(), m_recordings.cend(), [](const auto &recording) {
+        return recording->kind() == RecordingKind::FutureQuote;
+    });
+    return withFutures ? ReplayClock::Hours::Futures : ReplayClock::Hours::Stocks;
+}
+
 bool Replay::run(QString *error)
 {
     m_upcoming = {};
@@ -102,28 +120,17 @@ bool Replay::run(QString *error)
     for (size_t i = 0; readable && i < m_recordings.size(); ++i)
         readable = advance(i, error);
 
-    QElapsedTimer clock;
-    QDate date;
-    QTime previous;
-    double due = 0; // when the record is due, in milliseconds since the clock started
+    QElapsedTimer sinceStart;
+    sinceStart.start();
+    ReplayClock clock(m_options.speed, tradingHours(), m_options.keepPauses);
     std::vector<PendingRow> batch; // at full speed, if the consumers hold the replay back
     while (readable && !m_upcoming.empty() && !m_stop) {
         const Upcoming next = m_upcoming.top();
         m_upcoming.pop();
         CsvRecording &recording = *m_recordings[next.recording];
-        if (m_options.speed > 0) {
-            const int pause = previous.msecsTo(next.time);
-            if (next.date != date) {
-                date = next.date;
-                due = 0;
-                clock.start();
-            } else if (m_options.keepPauses || pause <= LongestPauseMs) {
-                due += pause / m_options.speed;
-            }
-            previous = next.time;
-            if (!waitUntilDue(due - static_cast<double>(clock.elapsed())))
-                break;
-        }
+        if (m_options.speed > 0
+            && !waitUntilDue(clock.due(next.date, next.time) - static_cast<double>(sinceStart.elapsed())))
+            break;
 
         if (m_options.speed <= 0 && m_options.waitForConsumers) {
             batch.push_back({ recording.kind(), recording.row() });
@@ -139,8 +146,10 @@ bool Replay::run(QString *error)
         publishBatch(&batch);
     m_analysis.publish(*m_publisher);
     m_publisher->flush(m_stop ? StoppedFlushTimeoutMs : FlushTimeoutMs);
-    for (const auto &recording : m_recordings)
-        m_counts[static_cast<size_t>(recording->kind())].skipped += recording->brokenRows();
+    if (readable && !m_hasValidRow && totalCount().skipped > 0) {
+        *error = translated("%1: the recordings contain broken rows only").arg(m_options.folder);
+        return false;
+    }
     return readable;
 }
 

@@ -2,6 +2,7 @@
 
 #include "csvrecording.h"
 #include "marketanalysis.h"
+#include "replayclock.h"
 
 #include <lxbus/bus.h>
 
@@ -24,8 +25,7 @@ struct ReplayOptions
     double speed = 0.0; ///< multiple of real time; 0: full speed, limited by the consumers only
     QTime from; ///< replay only records of this time of day and later; invalid: from the first one on
     QTime to; ///< replay only records of this time of day and earlier; invalid: to the last one
-    /// Whether to wait during pauses of more than five minutes without records, such as the lunch break, too. Otherwise
-    /// they are skipped.
+    /// Whether the time outside the trading hours and gaps without records take their time; see ReplayClock.
     bool keepPauses = false;
     /// Called on the replay's thread at speed 0, whenever the bus has delivered a batch of records and the next one is
     /// ready; must return when the consumers have room for it. The bus knows only its own queues, not those of its
@@ -37,12 +37,15 @@ struct ReplayOptions
     BrokenRowReport reportBrokenRow;
 };
 
+/// False, with the reason in `error`, if the time to be replayed would end before it begins.
+bool checkReplayTimes(const ReplayOptions &options, QString *error);
+
 /// The progress of a replay for one kind of record.
 struct ReplayCount
 {
     quint64 read = 0; ///< valid rows read
     quint64 published = 0; ///< of these, the number that had a receiver; a broker counts as one
-    quint64 skipped = 0; ///< broken rows; counted at the end of each run
+    quint64 skipped = 0; ///< broken rows
 };
 
 /// Replays the recordings of a folder onto the bus. The records of all files are merged by date and time.
@@ -57,7 +60,8 @@ public:
     /// Opens all recordings. False, with the reason in `error`, if there is none or one cannot be read.
     bool open(QString *error);
     /// Publishes all records and returns when they have been delivered. Ends early after stop(), or on a read error:
-    /// false, with the reason in `error`. Blocks; call it on a separate thread.
+    /// false, with the reason in `error`, as it is if there are rows but all of them are broken. Blocks; call it on a
+    /// separate thread.
     bool run(QString *error);
     /// Opens all recordings again, for another run(). False, with the reason in `error`, as open().
     bool rewind(QString *error);
@@ -66,7 +70,7 @@ public:
 
     /// The records of one kind, in all runs. Any thread.
     ReplayCount count(RecordingKind kind) const;
-    /// The date and time of the latest published record; invalid before the first. Any thread.
+    /// The date and time of the latest published record; invalid before the first of a run. Any thread.
     QDateTime position() const;
     /// The sum over all kinds. Any thread.
     ReplayCount totalCount() const;
@@ -99,6 +103,7 @@ private:
     /// Puts the next row of a recording into m_upcoming. False, with the reason in `error`, on a read error.
     bool advance(size_t recording, QString *error);
     bool isWithinWindow(QTime time) const;
+    ReplayClock::Hours tradingHours() const;
     bool waitUntilDue(double milliseconds);
     void publish(RecordingKind kind, const CsvRecording::Row &row);
     void publishBatch(std::vector<PendingRow> *batch);
@@ -109,6 +114,7 @@ private:
     std::priority_queue<Upcoming> m_upcoming;
     std::array<Counts, RecordingKinds> m_counts;
     MarketAnalysis m_analysis;
+    bool m_hasValidRow = false; // of the wanted date
     std::atomic<qint64> m_position { 0 }; // exchange time as if it were UTC, in milliseconds since 1970
 
     QMutex m_mutex; // for m_stopRequested

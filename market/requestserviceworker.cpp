@@ -71,11 +71,6 @@ void addIfKnown(CPackMessageCommon *row, const QString &key, std::optional<doubl
         row->AddVaule(key, *value);
 }
 
-void logFailure(const LxBusRequest &request, const QString &reason)
-{
-    qCWarning(lxMarketLog).noquote() << "cannot answer" << request.type << "-" << reason;
-}
-
 } // namespace
 
 const QHash<QString, RequestServiceWorker::Handler> &RequestServiceWorker::handlers()
@@ -135,6 +130,15 @@ void RequestServiceWorker::drop(const LxBusRequest &request, RequestOutcome::Res
         return;
     m_nextLogged *= 10;
     qCWarning(lxMarketLog).noquote() << "dropped" << request.type << "-" << reason << "-" << dropped << "so far";
+}
+
+void RequestServiceWorker::logFailure(const LxBusRequest &request, const QString &reason)
+{
+    const std::optional<quint64> unlogged = m_failureLog.admit();
+    if (!unlogged)
+        return;
+    const QString others = *unlogged > 0 ? QStringLiteral("- %1 others not logged").arg(*unlogged) : QString();
+    qCWarning(lxMarketLog).noquote() << "cannot answer" << request.type << "-" << reason << others;
 }
 
 void RequestServiceWorker::noteStatus(const QString &status)

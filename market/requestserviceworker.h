@@ -4,6 +4,7 @@
 #include "store.h"
 
 #include <lxbus/bus.h>
+#include <lxbus/loglimit_p.h>
 
 #include <QHash>
 #include <QObject>
@@ -47,6 +48,7 @@ private:
     template<typename Fill>
     void answerIndicator(const LxBusRequest &request, const QString &answerType, Fill fill);
     void drop(const LxBusRequest &request, RequestOutcome::Result result, const QString &reason);
+    void logFailure(const LxBusRequest &request, const QString &reason);
     void noteStatus(const QString &status);
 
     const CurrentDayBars *const m_live;
@@ -54,5 +56,6 @@ private:
     std::unique_ptr<LxBusServicePort> m_port;
     std::atomic<quint64> m_dropped { 0 }; // written by the service's thread
     quint64 m_nextLogged = 1;
+    LxLogLimit m_failureLog;
     RequestOutcome::Result m_result = RequestOutcome::Answered; // of the request being answered
 };

@@ -17,6 +17,7 @@ static QString columnType(Kind kind)
     case Kind::Time:
         return QStringLiteral("INTEGER");
     case Kind::Number:
+    case Kind::Amount:
         return QStringLiteral("REAL");
     case Kind::Security:
     case Kind::Text:
@@ -66,8 +67,10 @@ QString Table::insertStatement() const
 const QVector<Table> &tables()
 {
     const auto key = [](const QString &name, Kind kind) { return Column { name, kind, Presence::Key }; };
-    const auto required = [](const QString &name) { return Column { name, Kind::Number, Presence::Required }; };
-    const auto optional = [](const QString &name) { return Column { name, Kind::Number, Presence::Optional }; };
+    const auto required = [](const QString &name) { return Column { name, Kind::Amount, Presence::Required }; };
+    const auto optional = [](const QString &name) { return Column { name, Kind::Amount, Presence::Optional }; };
+    // Companies make losses, and prices fall.
+    const auto number = [](const QString &name) { return Column { name, Kind::Number, Presence::Optional }; };
     const auto text = [](const QString &name) { return Column { name, Kind::Text, Presence::Optional }; };
     static const QVector<Table> all {
         { QStringLiteral("securities"),
@@ -77,12 +80,12 @@ const QVector<Table> &tables()
         { QStringLiteral("fundamentals"),
           { key(QStringLiteral("Symbol"), Kind::Symbol), key(QStringLiteral("AsOfDate"), Kind::Date),
             optional(QStringLiteral("TotalShare")), optional(QStringLiteral("ListedShare")),
-            optional(QStringLiteral("NetAssets")), optional(QStringLiteral("DividentRate")),
-            optional(QStringLiteral("EPS")), optional(QStringLiteral("PE")), optional(QStringLiteral("PB")) } },
+            number(QStringLiteral("NetAssets")), optional(QStringLiteral("DividentRate")),
+            number(QStringLiteral("EPS")), number(QStringLiteral("PE")), number(QStringLiteral("PB")) } },
         { QStringLiteral("valuation_daily"),
           { key(QStringLiteral("Symbol"), Kind::Symbol), key(QStringLiteral("MDDate"), Kind::Date),
             required(QStringLiteral("ClosePx")), optional(QStringLiteral("PreClosePx")),
-            optional(QStringLiteral("Change")), optional(QStringLiteral("ChangeRatio")),
+            number(QStringLiteral("Change")), number(QStringLiteral("ChangeRatio")),
             optional(QStringLiteral("TurnoverRate")), optional(QStringLiteral("TotalMarketValue")),
             optional(QStringLiteral("CirculatingMarketValue")), optional(QStringLiteral("TotalVolumeTrade")),
             optional(QStringLiteral("TotalValueTrade")) } },

@@ -18,6 +18,7 @@ enum class Kind {
     Date, ///< yyyyMMdd, stored as an integer of these digits
     Time, ///< HHmmssSSS, stored as an integer of these digits
     Number,
+    Amount, ///< a number that is not negative
     Text
 };
 

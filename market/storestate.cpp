@@ -24,7 +24,7 @@ StoreState stateOfError(const QSqlError &error, QString *reason)
         *reason = translated("locked by another process");
         return StoreState::Unreadable;
     case Corrupt:
-        *reason = translated("the store is damaged (%1)").arg(error.text());
+        *reason = translated("the store is damaged (%1); import the data again").arg(error.text());
         return StoreState::Damaged;
     case NotADatabase:
         *reason = translated("not a store");
@@ -72,7 +72,7 @@ StoreState checkContent(const StoreConnection &connection, QString *reason)
     if (state != StoreState::Current)
         return state;
     if (result.toString() != QLatin1String("ok")) {
-        *reason = translated("the store is damaged (%1); import the data again").arg(result.toString());
+        *reason = translated("the store is damaged (%1); import the data again").arg(result.toString().simplified());
         return StoreState::Damaged;
     }
     const std::optional<QString> change = StoreSources::findChange(connection, reason);

@@ -17,8 +17,7 @@
 ///     return commandLine.run(QCoreApplication::arguments());
 ///
 /// Adds --help, --version, --config and --log-level. Values are taken, in this order of precedence, from the command
-/// line, the environment (see environmentVariable()), the configuration file and the default. The configuration file
-/// has one "name = value" per line; the options of a single command follow a line "[command]".
+/// line, the environment (see environmentVariable()), the configuration file (see ConfigurationFile) and the default.
 ///
 /// The program's name and version are those of the QCoreApplication, which must exist.
 class CommandLine
@@ -57,6 +56,7 @@ public:
 private:
     struct Private;
     std::optional<ExitCode> parse(const QStringList &arguments);
+    bool applySettings(QString *error);
     ExitCode usageError(const QString &reason) const;
 
     const std::unique_ptr<Private> d;

@@ -22,6 +22,16 @@ QString cachedStore(const QString &folder)
     return cache.filePath(QStringLiteral("%1.store").arg(QString::fromLatin1(id.toHex().left(16))));
 }
 
+// A store that the user specified is not rebuilt.
+bool checkGiven(const QString &store, QString *error)
+{
+    const StoreState state = checkStore(store, error);
+    if (state == StoreState::OtherVersion || state == StoreState::Damaged || state == StoreState::Outdated)
+        *error = QCoreApplication::translate("LocalService", "%1 (marketd import DIR %2), or omit --store")
+                     .arg(*error, store);
+    return state == StoreState::Current;
+}
+
 } // namespace
 
 QString LocalService::prepareStore(const QString &folder, QString *error)
@@ -53,5 +63,7 @@ bool LocalService::start(const QString &folder, QString store, QString *error)
 {
     if (store.isEmpty())
         store = prepareStore(folder, error);
+    else if (!checkGiven(store, error))
+        return false;
     return !store.isEmpty() && m_service->start(store, error);
 }

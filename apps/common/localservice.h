@@ -16,8 +16,8 @@ public:
     LocalService();
     ~LocalService();
 
-    /// Answers from `store` or, if that is empty, from prepareStore(folder), and joins the bus of the process. False,
-    /// with the reason in `error`, on failure.
+    /// Answers from `store`, which must be current, or, if that is empty, from prepareStore(folder), and joins the bus
+    /// of the process. False, with the reason in `error`, on failure.
     bool start(const QString &folder, QString store, QString *error);
 
     /// The path of a store in the user's cache with the recorded data of `folder`; built if it is missing or outdated.

@@ -62,7 +62,6 @@ void Options::add(const QString &name, const QString &valueName, const QString &
                           help.toStdString());
     option->option_text(valueName.toStdString());
     option->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
-    option->envname(environmentVariable(QCoreApplication::applicationName(), name).toStdString());
     if (!m_group.empty())
         option->group(m_group);
 }
@@ -78,7 +77,6 @@ void Options::addString(const QString &name, const QString &valueName, QString *
 void Options::addFlag(const QString &name, bool *value, const QString &help)
 {
     CLI::Option *option = m_app->add_flag("--" + name.toStdString(), *value, help.toStdString());
-    option->envname(environmentVariable(QCoreApplication::applicationName(), name).toStdString());
     if (!m_group.empty())
         option->group(m_group);
 }

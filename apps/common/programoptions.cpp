@@ -5,6 +5,7 @@
 
 #include <QCoreApplication>
 #include <QDate>
+#include <QRegularExpression>
 
 namespace {
 
@@ -47,6 +48,17 @@ void ProgramOptions::addBusOptions(Options *options, BusSettings *settings, cons
         tr("Trusted CA certificates, PEM (default: the environment variable LX_BUS_CA, or the system's)"));
     options->addString(QStringLiteral("bus-credentials"), QStringLiteral("FILE"), &settings->options.credentialsFile,
                        tr("NATS credentials file (default: the environment variable LX_BUS_CREDENTIALS, or none)"));
+    QString *const prefix = &settings->options.streamPrefix;
+    options->add(QStringLiteral("bus-streams"), QStringLiteral("NAME"),
+                 tr("Name of the broker's streams, to which _LAST and _TICKS are added (default: %1)").arg(*prefix),
+                 [prefix](const QString &value, QString *error) {
+                     static const QRegularExpression name(QStringLiteral("^[A-Za-z0-9_-]{1,32}$"));
+                     *prefix = value;
+                     if (name.match(value).hasMatch())
+                         return true;
+                     *error = tr("\"%1\" is not a name of at most 32 letters, digits, - and _").arg(value);
+                     return false;
+                 });
 }
 
 // An option whose value is a time of day.
@@ -82,7 +94,7 @@ void ProgramOptions::addReplayOptions(Options *options, ReplayOptions *replay)
             &replay->from);
     addTime(options, QStringLiteral("to"), tr("Replay records of this time of day and earlier"), &replay->to);
     options->addFlag(QStringLiteral("keep-pauses"), &replay->keepPauses,
-                     tr("Do not skip pauses without records, such as the lunch break"));
+                     tr("Do not skip pauses, such as the lunch break"));
     const QString speed = replay->speed > 0 ? QString::number(replay->speed) : QStringLiteral("max");
     options->add(QStringLiteral("speed"), QStringLiteral("N|max"), tr("Multiple of real time (default: %1)").arg(speed),
                  [replay](const QString &value, QString *error) { return parseSpeed(value, &replay->speed, error); });

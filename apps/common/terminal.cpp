@@ -6,6 +6,7 @@
 
 #include <unicode/uchar.h>
 
+#include <algorithm>
 #include <cstdio>
 
 #include <sys/ioctl.h>
@@ -59,7 +60,7 @@ int Terminal::width(const QString &text)
 
 QString Terminal::fitted(const QString &text, int columns)
 {
-    QString cut = text;
+    QString cut = printable(text);
     const int room = qAbs(columns);
     while (width(cut) > room)
         cut.chop(cut.size() > 1 && cut.at(cut.size() - 1).isLowSurrogate() ? 2 : 1);
@@ -84,14 +85,29 @@ QStringList Terminal::wrapped(const QString &text, int columns)
     return lines;
 }
 
+QString Terminal::printable(const QString &text)
+{
+    const auto isControl = [](QChar character) { return character.category() == QChar::Other_Control; };
+    if (std::none_of(text.cbegin(), text.cend(), isControl))
+        return text;
+    QString escaped;
+    for (const QChar character : text)
+        escaped += isControl(character) ? QStringLiteral("\\x%1").arg(character.unicode(), 2, 16, QLatin1Char('0'))
+                                        : QString(character);
+    return escaped;
+}
+
 void Terminal::err(const QString &text)
 {
+    QStringList lines = text.split(QLatin1Char('\n'));
+    std::transform(lines.begin(), lines.end(), lines.begin(), printable);
+    const QString safe = lines.join(QLatin1Char('\n'));
     QMutexLocker locker(&errorMutex);
     if (errorsAreHeld) {
-        heldErrors += text;
+        heldErrors += safe;
         return;
     }
-    std::fputs(text.toUtf8().constData(), stderr);
+    std::fputs(safe.toUtf8().constData(), stderr);
     std::fflush(stderr);
 }
 

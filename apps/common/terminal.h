@@ -14,12 +14,17 @@ int rows();
 
 /// The number of columns that `text` occupies; Chinese characters occupy two.
 int width(const QString &text);
-/// `text` padded with blanks, or truncated, to `columns`. If the number is negative, the text is right-aligned.
+/// printable() text padded with blanks, or truncated, to `columns`. If the number is negative, the text is
+/// right-aligned.
 QString fitted(const QString &text, int columns);
 /// `text` as lines of at most `columns`, broken according to the rules of Unicode.
 QStringList wrapped(const QString &text, int columns);
 
-/// Writes to standard error in UTF-8, immediately unless errors are held. Any thread.
+/// `text` with its control characters, which the terminal would obey, in the form \\x1b.
+QString printable(const QString &text);
+
+/// Writes to standard error in UTF-8, immediately unless errors are held; control characters other than line ends are
+/// printable(). Any thread.
 void err(const QString &text);
 /// Writes a line "PROGRAM: REASON" to standard error.
 void complain(const QString &reason);

@@ -9,6 +9,7 @@
 namespace {
 
 constexpr int CountIntervalMs = 1000;
+constexpr int JumpShownMs = 10000;
 
 } // namespace
 
@@ -32,6 +33,12 @@ BoardStatus::BoardStatus(MarketHost *host, LxQuoteTableModel *model, QWidget *pa
     connect(host, &MarketHost::stateChanged, this, &BoardStatus::showConnection);
     connect(model, &LxQuoteTableModel::statusChanged, this, &BoardStatus::showService);
     connect(model, &LxQuoteTableModel::flushed, this, [this](int quotes) { m_updates += quotes; });
+    if (const PresenceWatch *presence = host->presence()) {
+        connect(presence, &PresenceWatch::changed, this, &BoardStatus::showService);
+        connect(presence, &PresenceWatch::jumped, this, &BoardStatus::noteJump);
+    }
+    m_jumpTimer.setSingleShot(true);
+    connect(&m_jumpTimer, &QTimer::timeout, this, &BoardStatus::showService);
     connect(&m_timer, &QTimer::timeout, this, &BoardStatus::count);
     m_timer.start(CountIntervalMs);
     m_sinceCount.start();
@@ -50,6 +57,7 @@ void BoardStatus::showConnection(const LxBusState &state)
 {
     if (!m_host->isShared()) {
         m_connection->setText(tr("In process"));
+        m_connection->setToolTip(tr("This program itself replays recordings and answers requests"));
         return;
     }
     switch (state.kind) {
@@ -67,23 +75,48 @@ void BoardStatus::showConnection(const LxBusState &state)
         break;
     }
     m_connection->setToolTip(state.reason);
+    showService();
+}
+
+// What the replay's end, or the absence of a service, explains comes before how old the quotes are.
+QString BoardStatus::serviceText() const
+{
+    const PresenceWatch *watch = m_host->presence();
+    if (watch && m_host->state().kind != LxBusState::Reconnecting) {
+        const ServicePresence &presence = watch->presence();
+        if (presence.state() == ServicePresence::Absent) {
+            const QDateTime since = presence.absentSince();
+            return since.isValid() ? tr("No service since %1").arg(since.toString(QStringLiteral("HH:mm:ss")))
+                                   : tr("No service");
+        }
+        if (presence.publishing() == ServicePresence::Nobody)
+            return presence.publisher() ? tr("The replay has ended") : tr("No service publishes");
+    }
+    switch (m_model->status()) {
+    case LxQuoteTableModel::Live:
+        return tr("Live");
+    case LxQuoteTableModel::Stale:
+        return tr("Stale: no update for %1 s of trading").arg(m_model->staleAfter());
+    case LxQuoteTableModel::NoService:
+        return tr("No quotes yet");
+    }
+    return QString();
 }
 
 void BoardStatus::showService()
 {
-    QString text;
-    switch (m_model->status()) {
-    case LxQuoteTableModel::Live:
-        text = tr("Live");
-        break;
-    case LxQuoteTableModel::Stale:
-        text = tr("Stale: no update for %1 s of trading").arg(m_model->staleAfter());
-        break;
-    case LxQuoteTableModel::NoService:
-        text = tr("No quotes yet");
-        break;
-    }
-    m_service->setText(m_notice.isEmpty() ? text : text + QStringLiteral(" · ") + m_notice);
+    QStringList parts { serviceText(), m_jumpTimer.isActive() ? m_jump : QString(), m_notice };
+    parts.removeAll(QString());
+    m_service->setText(parts.join(QStringLiteral(" · ")));
+}
+
+void BoardStatus::noteJump(const ServicePresence::Jump &jump)
+{
+    m_jump = jump.from.date() == jump.to.date()
+        ? tr("The market time has gone back to %1").arg(jump.to.toString(QStringLiteral("HH:mm:ss")))
+        : tr("Another day is replayed: %1").arg(jump.to.toString(QStringLiteral("yyyy-MM-dd")));
+    m_jumpTimer.start(JumpShownMs);
+    showService();
 }
 
 void BoardStatus::count()

@@ -2,6 +2,7 @@
 
 #include <lxbus/busconnection.h>
 #include <lxquotetablemodel.h>
+#include <servicepresence.h>
 
 #include <QElapsedTimer>
 #include <QStatusBar>
@@ -10,7 +11,8 @@
 class MarketHost;
 class QLabel;
 
-/// The status bar: connection, service, delay, updates per second, dropped and conflated messages.
+/// The status bar: connection; whether there is a service, and how current the quotes are; delay, updates per second,
+/// dropped and conflated messages.
 class BoardStatus : public QStatusBar
 {
     Q_OBJECT
@@ -24,6 +26,8 @@ public:
 private:
     void showConnection(const LxBusState &state);
     void showService();
+    QString serviceText() const;
+    void noteJump(const ServicePresence::Jump &jump);
     void count();
 
     MarketHost *const m_host;
@@ -34,6 +38,8 @@ private:
     QLabel *const m_rate;
     QLabel *const m_dropped;
     QString m_notice;
+    QString m_jump; // of the market time
+    QTimer m_jumpTimer; // runs while the jump is shown
     QTimer m_timer;
     QElapsedTimer m_sinceCount;
     qint64 m_updates = 0; // since the last count

@@ -40,7 +40,11 @@ bool MarketHost::open(QString *error)
         if (!m_replay->open(error))
             return false;
     }
-    return HostedLibrary::load(m_options.folder, error);
+    if (!HostedLibrary::load(m_options.folder, error))
+        return false;
+    if (isShared())
+        m_presence = std::make_unique<PresenceWatch>();
+    return true;
 }
 
 void MarketHost::start()

@@ -2,6 +2,7 @@
 
 #include <datafolder.h>
 #include <lxsymbolmodel.h>
+#include <presencewatch.h>
 #include <programbus.h>
 #include <replay.h>
 
@@ -45,6 +46,8 @@ public:
 
     bool isShared() const { return m_options.bus.isShared(); }
     LxBusState state() const { return m_bus.state(); }
+    /// What is known of the services of a shared bus; null before open() and without one.
+    const PresenceWatch *presence() const { return m_presence.get(); }
     /// What the bus has lost so far. Requests that no service was there to answer are none of it.
     quint64 dropped() const;
     /// Quotes that gave way to newer ones.
@@ -68,6 +71,7 @@ Q_SIGNALS:
 private:
     const Options m_options;
     ProgramBus m_bus;
+    std::unique_ptr<PresenceWatch> m_presence;
     std::unique_ptr<Replay> m_replay;
     QStringList m_replayedSymbols;
     std::unique_ptr<LxThread> m_replayThread;

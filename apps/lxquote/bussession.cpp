@@ -22,6 +22,11 @@ void BusSession::Settings::addOptions(Options *common)
     ProgramOptions::addBusOptions(common, &bus, tr("without any, the program serves itself from the recordings"));
 }
 
+QDeadlineTimer BusSession::Settings::deadline(int timeoutMs) const
+{
+    return QDeadlineTimer(qMax<qint64>(0, timeoutMs - sinceStart.elapsed()), Qt::PreciseTimer);
+}
+
 bool checkOwnOptions(const BusSettings &bus, const Options &options, const QStringList &names, QString *error)
 {
     if (!bus.isShared())
@@ -61,6 +66,12 @@ ExitCode BusSession::loadLibrary(QString *error)
         return ExitUsage;
     LxQuotaHandler::instance();
     return ExitOk;
+}
+
+void BusSession::watchPresence()
+{
+    if (isShared())
+        m_presence = std::make_unique<PresenceWatch>();
 }
 
 void BusSession::printStates()

@@ -1,10 +1,12 @@
 #include "figures.h"
 
+#include <dates.h>
 #include <lxquotadata.h>
 #include <translated.h>
 
 #include <QHash>
 #include <QLocale>
+#include <QRegularExpression>
 #include <QVector>
 
 #include <cmath>
@@ -15,7 +17,7 @@ constexpr int StockDecimals = 2;
 constexpr int RatioDecimals = 2;
 constexpr double LargestExactInteger = 9e15; // of a double
 
-enum class Unit { Price, Ratio, Money, Whole, Exact };
+enum class Unit { Price, Ratio, Money, Whole, Date, Time, Exact };
 
 const QHash<QString, Unit> &units()
 {
@@ -35,6 +37,9 @@ const QHash<QString, Unit> &units()
         add(Unit::Whole,
             "TotalVolumeTrade TotalBidQty TotalOfferQty TotalShare ListedShare OpenInterest PreOpenInterest "
             "last5DayVolumePerMinute");
+        add(Unit::Date,
+            "MDDate TradingDate tradeDay InitStartDate TradeDate FirstRecorded LastRecorded FirstBar LastBar");
+        add(Unit::Time, "MDTime");
         return map;
     }();
     return all;
@@ -51,10 +56,20 @@ int decimalsOf(const QString &field, const QString &symbol)
         return RatioDecimals;
     case Unit::Whole:
         return 0;
+    case Unit::Date:
+    case Unit::Time:
     case Unit::Exact:
         break;
     }
     return -1;
+}
+
+// "HHmmssSSS" as HH:mm:ss.SSS; other strings as they are.
+QString preciseTime(const QString &time)
+{
+    if (time.size() != 9)
+        return time;
+    return QStringLiteral("%1:%2:%3.%4").arg(time.mid(0, 2), time.mid(2, 2), time.mid(4, 2), time.mid(6));
 }
 
 double roundedTo(double value, int decimals)
@@ -79,6 +94,20 @@ int Figures::priceDecimals(const QString &symbol)
                                      : symbol.endsWith(QLatin1String(".SZ"))
             && (code.startsWith(QLatin1String("15")) || code.startsWith(QLatin1String("16")));
     return hasThree ? 3 : StockDecimals;
+}
+
+std::optional<double> Figures::contractMultiplier(const QString &symbol)
+{
+    // Stock indices in yuan per point; government bonds, whose prices are per 100 yuan of face value, by the face value
+    // of the contract.
+    static const QHash<QString, double> multipliers {
+        { QStringLiteral("IF"), 300 },  { QStringLiteral("IH"), 300 },   { QStringLiteral("IC"), 200 },
+        { QStringLiteral("IM"), 200 },  { QStringLiteral("TS"), 20000 }, { QStringLiteral("TF"), 10000 },
+        { QStringLiteral("T"), 10000 }, { QStringLiteral("TL"), 10000 },
+    };
+    static const QRegularExpression contract(QStringLiteral("^([A-Z]+)[0-9]+\\.CF$"));
+    const auto multiplier = multipliers.constFind(contract.match(symbol).captured(1));
+    return multiplier == multipliers.constEnd() ? std::nullopt : std::make_optional(*multiplier);
 }
 
 bool Figures::isKnown(double value)
@@ -116,19 +145,26 @@ QVariant Figures::rounded(const QString &field, const QVariant &value, const QSt
                                                                     : QVariant(number);
 }
 
-QString Figures::text(const QString &field, const QVariant &value, const QString &symbol, bool grouped)
+QString Figures::text(const QString &field, const QVariant &value, const QString &symbol, Reader reader)
 {
     if (value.userType() == QMetaType::QVariantList) {
         QStringList items;
         for (const QVariant &item : value.toList())
-            items.append(text(field, item, symbol, grouped));
+            items.append(text(field, item, symbol, reader));
         return items.join(QLatin1Char(' '));
     }
+    const Unit unit = units().value(field, Unit::Exact);
+    const bool isForPeople = reader == ForPeople;
+    if (isForPeople && unit == Unit::Date) {
+        const std::optional<QDate> date = Dates::parseDate(value.toString());
+        return date ? Dates::toString(*date) : value.toString();
+    }
+    if (isForPeople && unit == Unit::Time)
+        return preciseTime(value.toString());
     if (!isNumber(value))
         return value.toString();
-    const Unit unit = units().value(field, Unit::Exact);
     const bool isCount = value.userType() != QMetaType::Double || unit == Unit::Whole || unit == Unit::Money;
-    const QLocale locale(grouped && isCount ? QLocale::English : QLocale::C);
+    const QLocale locale(isForPeople && isCount ? QLocale::English : QLocale::C);
     if (value.userType() != QMetaType::Double)
         return locale.toString(value.toLongLong());
     const int decimals = decimalsOf(field, symbol);
@@ -181,9 +217,8 @@ QString Figures::amount(double value)
 
 QString Figures::time(const QString &time)
 {
-    if (time.size() != 9)
-        return time;
-    return time.mid(0, 2) + QLatin1Char(':') + time.mid(2, 2) + QLatin1Char(':') + time.mid(4, 2);
+    const QString precise = preciseTime(time);
+    return precise == time ? time : precise.section(QLatin1Char('.'), 0, 0);
 }
 
 QString Figures::heading(const QString &field)

@@ -116,7 +116,7 @@ KLineCommand::KLineCommand(Options options, const BusSession::Settings *bus) : m
     if (Terminal::isInteractive())
         m_output.format = chart;
     m_options.addArgument(QStringLiteral("SYMBOL"), Options::One, &m_argument,
-                          tr("A symbol (600519.SH), code, name or its pinyin initials (gzmt)"));
+                          tr("A symbol (600519.SH), code, name or its pinyin initials (mdjt)"));
 }
 
 void KLineCommand::addDate(const QString &name, QDate *date, const QString &help)
@@ -135,6 +135,8 @@ bool KLineCommand::check(QString *error) const
         *error = tr("--from and --to are missing");
     else if (m_to < m_from)
         *error = tr("--to is before --from");
+    else if (m_output.format == chart && !m_output.fields.isEmpty())
+        *error = tr("candles have no fields: combine --fields with another --format");
     else
         return QuerySession::Settings::check(m_bus.bus, m_options, error);
     return false;
@@ -142,6 +144,9 @@ bool KLineCommand::check(QString *error) const
 
 ExitCode KLineCommand::run(QString *error)
 {
+    // Candles are only the default.
+    if (!m_output.fields.isEmpty() && !m_options.isGiven(QStringLiteral("format")))
+        m_output.format = OutputSettings::recordFormats().constFirst();
     SymbolTable table;
     if (!check(error) || !table.load(m_bus, error))
         return ExitUsage;
@@ -163,6 +168,8 @@ ExitCode KLineCommand::run(QString *error)
         return ExitFailure;
     }
     if (m_output.format == chart) {
+        if (m_output.limit > 0)
+            bars = bars.mid(0, m_output.limit);
         output.write(candles(bars));
         return output.finish(error) ? ExitOk : ExitFailure;
     }
@@ -219,8 +226,10 @@ QString KLineCommand::candles(const QList<QVariantMap> &bars) const
             { label, number(bar, "OpenPx"), number(bar, "HighPx"), number(bar, "LowPx"), number(bar, "ClosePx") });
     }
     const int rows = std::min(ChartRows, Terminal::rows() - 4);
-    return tr("%1, %2 bars").arg(m_symbol).arg(bars.size()) + QLatin1Char('\n')
-        + drawCandles(candles, Terminal::columns(), rows);
+    // Few candles leave no room for the last date below them.
+    return tr("%1, %2 bars, %3 to %4")
+               .arg(m_symbol, QString::number(bars.size()), candles.constFirst().label, candles.constLast().label)
+        + QLatin1Char('\n') + drawCandles(candles, Terminal::columns(), rows);
 }
 
 } // namespace

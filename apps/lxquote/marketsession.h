@@ -1,7 +1,9 @@
 #pragma once
 
 #include "bussession.h"
+#include "symboltable.h"
 
+#include <brokenrowlog.h>
 #include <replay.h>
 
 #include <QEventLoop>
@@ -36,15 +38,25 @@ public:
         void addOptions(Options *options);
         /// False, with the reason in `error`, if the options of a replay are given with a shared bus.
         static bool check(const BusSettings &bus, const Options &options, QString *error);
+        /// The symbols to show, with --all those that have records of `kinds` on the day of the replay. Without a date
+        /// of the user's, sets it to the latest day that has such records of one of the symbols, or the latest day of
+        /// all if there is none. Empty, with the reason in `error`, on failure.
+        QStringList choose(const BusSession::Settings &bus, const SymbolTable &table, const SymbolSettings &wanted,
+                           RecordedDays::Kinds kinds, QString *error);
+        /// Names the symbols that have no records of `kinds` on the day of the replay.
+        void complainOfMissing(const RecordedDays &recorded, const QStringList &symbols,
+                               RecordedDays::Kinds kinds) const;
+
+    private:
+        bool chooseLatest(const RecordedDays &recorded, const QStringList &symbols, RecordedDays::Kinds kinds,
+                          QString *error);
     };
 
     MarketSession(const BusSession::Settings &bus, Settings settings);
     ~MarketSession() override;
 
-    /// Joins the bus, opens the recordings and loads the library. Without a date in the settings, the latest day that
-    /// has records of one of `symbols` is replayed, or the latest day of all if there is none. If the result is not
-    /// ExitOk, `error` has the reason.
-    ExitCode open(const QStringList &symbols, QString *error);
+    /// Joins the bus, opens the recordings and loads the library. If the result is not ExitOk, `error` has the reason.
+    ExitCode open(QString *error);
     /// Runs the event loop. With a shared bus: until stop(), or until the bus fails. With a replay: until it has ended
     /// or was stopped, and every signal of the library that it caused has been delivered to receivers on this thread.
     /// SIGINT and SIGTERM stop it. If the result is not ExitOk, `error` has the reason.
@@ -60,7 +72,6 @@ public:
     quint64 dropped(RecordingKind kind) const;
 
 private:
-    bool chooseDate(const QStringList &symbols, QString *error);
     void startReplay();
     void finish(ExitCode code, const QString &error);
     void waitForConsumers();
@@ -68,6 +79,7 @@ private:
 
     Settings m_settings;
     BusSession m_bus;
+    BrokenRowLog m_brokenRows; // used on the replay's thread
     std::unique_ptr<Replay> m_replay;
     std::unique_ptr<LxThread> m_thread;
     QSemaphore m_room;

@@ -14,7 +14,7 @@ bool QuerySession::Settings::check(const BusSettings &bus, const Options &option
 }
 
 QuerySession::QuerySession(const BusSession::Settings &bus, Settings settings)
-    : m_settings(std::move(settings)), m_bus(bus)
+    : m_busSettings(bus), m_settings(std::move(settings)), m_bus(bus)
 {
 }
 
@@ -27,7 +27,8 @@ ExitCode QuerySession::open(QString *error)
         if (!m_service->start(m_bus.folder(), m_settings.store, error))
             return ExitUsage;
     }
-    m_deadline.setRemainingTime(m_settings.timeoutMs, Qt::PreciseTimer);
+    m_deadline = m_bus.isShared() ? m_busSettings.deadline(m_settings.timeoutMs)
+                                  : QDeadlineTimer(m_settings.timeoutMs, Qt::PreciseTimer);
     m_bus.printStates();
     return m_bus.loadLibrary(error);
 }

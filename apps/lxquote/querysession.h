@@ -21,7 +21,7 @@ public:
     struct Settings
     {
         QString store; ///< empty: that of the folder of recordings, see LocalService
-        int timeoutMs = 10000;
+        int timeoutMs = 10000; ///< on a shared bus from the start of the program, otherwise of the service within it
 
         /// Adds --store and --timeout.
         void addOptions(Options *options);
@@ -38,6 +38,7 @@ public:
     BusSession &bus() { return m_bus; }
 
 private:
+    const BusSession::Settings m_busSettings;
     const Settings m_settings;
     QDeadlineTimer m_deadline;
     BusSession m_bus;

@@ -2,6 +2,7 @@
 
 #include "recordfields.h"
 
+#include <lxbusinessdata/businessdatabase.h>
 #include <lxmsg/unpackmessagecommon.h>
 
 namespace {
@@ -34,6 +35,11 @@ TradeView::Side sideOf(const QString &flag)
 }
 
 } // namespace
+
+QuoteView::QuoteView(const QString &waiting)
+    : symbol(waiting), name(CBusinessDataBase::GetInstance()->GetSecurityChineseName(waiting, QString()))
+{
+}
 
 QuoteView::QuoteView(const StockQuotaData &quote)
 {

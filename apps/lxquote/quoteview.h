@@ -22,6 +22,8 @@ struct QuoteView
     double amplitude = QUOTA_INVALID_VALUE;
 
     QuoteView() = default;
+    /// Of a security of which there is no quote yet.
+    explicit QuoteView(const QString &waiting);
     explicit QuoteView(const StockQuotaData &quote);
     explicit QuoteView(const FutureQuotaData &quote);
     explicit QuoteView(const IndexQuotaData &quote);

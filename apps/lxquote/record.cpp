@@ -63,7 +63,11 @@ Record::Record(const IndexQuotaData &quote) : Record(QStringLiteral("index"), qu
 
 Record::Record(const FutureQuotaData &quote) : Record(QStringLiteral("future"), quote.Symbol)
 {
-    addFields(quote, this);
+    // The library's average is the value of a contract.
+    FutureQuotaData priced = quote;
+    const std::optional<double> multiplier = Figures::contractMultiplier(quote.Symbol);
+    priced.AvgPx = multiplier && Figures::isKnown(quote.AvgPx) ? quote.AvgPx / *multiplier : QUOTA_INVALID_VALUE;
+    addFields(priced, this);
 }
 
 void Record::add(const QString &name, const QVariant &value)

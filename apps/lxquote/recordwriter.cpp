@@ -56,6 +56,14 @@ QString csvCell(const QString &cell)
     return QLatin1Char('"') + escaped + QLatin1Char('"');
 }
 
+// A cell of a table.
+QString cellOf(const Record &record, const Record::Field &field)
+{
+    return field.value.isValid()
+        ? Terminal::printable(Figures::text(field.name, field.value, record.symbol, Figures::ForPeople))
+        : QStringLiteral("-");
+}
+
 QString trimmedLine(const QStringList &cells)
 {
     QString line = cells.join(QStringLiteral("  "));
@@ -168,18 +176,32 @@ void RecordWriter::addCsv(const Record &record)
     }
     QStringList cells;
     for (const Record::Field &field : record.fields)
-        cells.append(csvCell(Figures::text(field.name, field.value, record.symbol, false)));
+        cells.append(csvCell(Figures::text(field.name, field.value, record.symbol, Figures::ForPrograms)));
     m_output->write(cells.join(QLatin1Char(',')) + QLatin1Char('\n'));
+}
+
+QString RecordWriter::tableLine(const Record &record)
+{
+    constexpr int UsualWidth = 12; // of a symbol or a time
+    const Record wanted = selected(record);
+    QStringList headings;
+    QStringList cells;
+    for (const Record::Field &field : wanted.fields) {
+        const QString heading = Figures::heading(field.name);
+        const QString cell = cellOf(wanted, field);
+        const int width = std::max(UsualWidth, Terminal::width(heading));
+        const int side = Figures::isNumber(field.value) ? -1 : 1; // numbers are flush right
+        headings.append(Terminal::fitted(heading, side * width));
+        cells.append(Terminal::fitted(cell, side * std::max(width, Terminal::width(cell))));
+    }
+    const bool isFirst = m_count++ == 0;
+    return (isFirst ? Colours::apply(trimmedLine(headings), Colours::Bold) : QString()) + trimmedLine(cells);
 }
 
 QString RecordWriter::table() const
 {
     const QStringList columns = m_rows.constFirst().names();
-    const auto cell = [](const Record &record, int column) {
-        const Record::Field &field = record.fields.at(column);
-        return field.value.isValid() ? Figures::text(field.name, field.value, record.symbol, true)
-                                     : QStringLiteral("-");
-    };
+    const auto cell = [](const Record &record, int column) { return cellOf(record, record.fields.at(column)); };
     QStringList header;
     QVector<int> widths; // negative: flush right
     for (int column = 0; column < columns.size(); ++column) {

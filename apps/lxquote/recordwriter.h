@@ -35,6 +35,10 @@ public:
     /// Prints what is left. False, with the reason in `error`, if something was not printed.
     bool finish(QString *error);
 
+    /// A record of a table as a line, for a table whose records come one by one; the first call of a writer precedes it
+    /// with the headings. For settings with fields.
+    QString tableLine(const Record &record);
+
     bool isFull() const { return m_settings.limit > 0 && m_count >= m_settings.limit; }
 
 private:

@@ -27,8 +27,10 @@ namespace {
 using Colours::Colour;
 using Terminal::fitted;
 
+constexpr int LastQuotesMs = 1000; // in which the latest quotes come from a bus on which nobody publishes
 constexpr int NameWidth = 24;
 constexpr int ValueWidth = -20;
+constexpr int TradesMs = 1000; // for the last trades; without them the quotes have no last trade
 
 QString ladderLine(const QString &level, const QVariant &price, const QVariant &quantity, const Record &quote)
 {
@@ -62,12 +64,14 @@ QString ladder(const Record &quote)
 QString sheet(const Record &quote)
 {
     const QString name = quote.value(QStringLiteral("SecurityName")).toString();
-    QString lines = Colours::apply(quote.symbol + QLatin1Char(' ') + name, Colour::Bold) + QLatin1Char('\n');
+    QString lines =
+        Colours::apply(Terminal::printable(quote.symbol + QLatin1Char(' ') + name), Colour::Bold) + QLatin1Char('\n');
     for (const Record::Field &field : quote.fields) {
         if (field.value.userType() == QMetaType::QVariantList) // the ladder shows the order book
             continue;
-        const QString text =
-            field.value.isValid() ? Figures::text(field.name, field.value, quote.symbol, true) : QString();
+        const QString text = field.value.isValid()
+            ? Figures::text(field.name, field.value, quote.symbol, Figures::ForPeople)
+            : QString();
         lines += QStringLiteral("  %1 %2\n")
                      .arg(fitted(Figures::heading(field.name), NameWidth),
                           fitted(text.isEmpty() ? QStringLiteral("-") : text, ValueWidth));
@@ -90,6 +94,8 @@ private:
     std::optional<Record> lastQuote(const QString &symbol) const;
     QStringList stocks() const;
     void stopWhenAllHaveCome(MarketSession *session, const QDeadlineTimer &deadline) const;
+    void stopWhenNobodyPublishes(MarketSession *session) const;
+    bool isComplete() const;
     void askFigures(BusSession *bus, const QDeadlineTimer &deadline) const;
     ExitCode print(QString *error) const;
 
@@ -101,6 +107,7 @@ private:
     QStringList m_symbols;
     QHash<QString, FutureQuotaData> m_futures; // the latest by symbol; the library does not keep them
     QString m_day; // of the replay
+    QString m_absence; // that nobody publishes on the bus; empty if somebody does
     int m_timeoutMs = 10000;
 };
 
@@ -134,25 +141,34 @@ ExitCode SnapshotCommand::run(QString *error)
     SymbolTable table;
     if (!table.load(m_bus, error))
         return ExitUsage;
-    m_symbols = m_symbolSettings.resolve(table, error);
+    m_symbols = m_settings.choose(m_bus, table, m_symbolSettings, RecordedDays::Quotes, error);
     if (m_symbols.isEmpty())
         return ExitUsage;
-    MarketSession session(m_bus, m_settings);
-    if (const ExitCode code = session.open(m_symbols, error))
+    BusSession::Settings bus = m_bus;
+    bus.bus.options.ticksOfTheDay = false;
+    MarketSession session(bus, m_settings);
+    if (const ExitCode code = session.open(error))
         return code;
     session.bus().printStates();
-    const QDeadlineTimer deadline(m_timeoutMs, Qt::PreciseTimer);
+    const QDeadlineTimer deadline = m_bus.deadline(m_timeoutMs);
     if (m_bus.bus.isShared())
         stopWhenAllHaveCome(&session, deadline);
     LxQuotaHandler &quota = LxQuotaHandler::instance();
     QObject::connect(&quota, &LxQuotaHandler::signalFutureQuotaUpdate, &session,
                      [this](const FutureQuotaData &quote) { m_futures.insert(quote.Symbol, quote); });
-    // The trades first: the quote is what is waited for, and the last trade is part of it.
+    // The trades first: the quote is what is waited for, and the last trade is part of it. Different streams have them.
     quota.SubscribeRecordTransaction(m_symbols, true);
+    if (m_bus.bus.isShared())
+        LxBus::current()->openPublisher()->flush(
+            static_cast<int>(std::min<qint64>(TradesMs, deadline.remainingTime())));
     quota.SubscribeQuote(m_symbols, true);
+    stopWhenNobodyPublishes(&session);
     if (const ExitCode code = session.run(error))
         return code;
     m_day = session.day();
+    const PresenceWatch *presence = session.bus().presence();
+    if (presence && presence->presence().publishing() == ServicePresence::Nobody)
+        m_absence = presence->absenceText();
     if (stocks().isEmpty())
         return print(error);
     if (m_bus.bus.isShared()) {
@@ -176,7 +192,12 @@ ExitCode SnapshotCommand::print(QString *error) const
     RecordWriter writer(&output, m_output);
     const bool isTable = m_output.format == OutputSettings::recordFormats().constFirst();
     ExitCode code = ExitOk;
+    if (!m_absence.isEmpty() && !isComplete())
+        Terminal::complain(m_absence);
+    int sheets = 0;
     for (const QString &symbol : m_symbols) {
+        if (writer.isFull() || (m_output.limit > 0 && sheets == m_output.limit))
+            break;
         const std::optional<Record> quote = lastQuote(symbol);
         if (!quote) {
             Terminal::complain(m_day.isEmpty()
@@ -185,6 +206,7 @@ ExitCode SnapshotCommand::print(QString *error) const
             code = m_bus.bus.isShared() ? ExitTimeout : ExitFailure;
         } else if (isTable && m_output.fields.isEmpty()) {
             output.write(sheet(*quote));
+            ++sheets;
         } else {
             writer.add(*quote);
         }
@@ -203,6 +225,12 @@ std::optional<Record> SnapshotCommand::lastQuote(const QString &symbol) const
         return Record(index);
     const auto future = m_futures.constFind(symbol);
     return future == m_futures.constEnd() ? std::nullopt : std::make_optional(Record(*future));
+}
+
+bool SnapshotCommand::isComplete() const
+{
+    return std::all_of(m_symbols.cbegin(), m_symbols.cend(),
+                       [this](const QString &symbol) { return lastQuote(symbol).has_value(); });
 }
 
 // The symbols that have turned out to be stocks.
@@ -265,12 +293,34 @@ void SnapshotCommand::askFigures(BusSession *bus, const QDeadlineTimer &deadline
 void SnapshotCommand::stopWhenAllHaveCome(MarketSession *session, const QDeadlineTimer &deadline) const
 {
     QObject::connect(&LxQuotaHandler::instance(), &LxQuotaHandler::signalQuoteTickUpdate, session, [this, session] {
-        const auto hasCome = [this](const QString &symbol) { return lastQuote(symbol).has_value(); };
-        if (std::all_of(m_symbols.cbegin(), m_symbols.cend(), hasCome))
+        if (isComplete())
             session->stop();
     });
     QTimer::singleShot(static_cast<int>(deadline.remainingTime()), Qt::PreciseTimer, session,
                        [session] { session->stop(); });
+}
+
+// Without publishers, only the latest quotes can come.
+void SnapshotCommand::stopWhenNobodyPublishes(MarketSession *session) const
+{
+    session->bus().watchPresence();
+    const PresenceWatch *presence = session->bus().presence();
+    if (!presence)
+        return;
+    auto *silence = new QTimer(session);
+    silence->setSingleShot(true);
+    silence->setInterval(LastQuotesMs);
+    QObject::connect(&LxQuotaHandler::instance(), &LxQuotaHandler::signalQuoteTickUpdate, silence, [silence] {
+        if (silence->isActive())
+            silence->start();
+    });
+    QObject::connect(presence, &PresenceWatch::changed, silence, [presence, silence] {
+        if (presence->presence().publishing() != ServicePresence::Nobody)
+            silence->stop();
+        else if (!silence->isActive())
+            silence->start();
+    });
+    QObject::connect(silence, &QTimer::timeout, session, [session] { session->stop(); });
 }
 
 } // namespace

@@ -69,7 +69,9 @@ ExitCode SymbolsCommand::run(QString *error)
         return ExitUsage;
 
     const QString text = m_text.join(QLatin1Char(' '));
-    const QHash<QString, QStringList> dates = recordedDates(m_bus.folder);
+    const RecordedDays &recorded = table.recordedDays();
+    for (const QString &fault : recorded.faults())
+        Terminal::complain(fault);
     RecordWriter writer(&output, m_output);
     bool found = false;
     for (const SymbolTable::Security &security : table.find(text)) {
@@ -78,8 +80,7 @@ ExitCode SymbolsCommand::run(QString *error)
         record.add(QStringLiteral("SecurityName"), security.name);
         record.add(QStringLiteral("SecurityType"), security.type);
         record.add(QStringLiteral("Initials"), security.initials);
-        QStringList days = dates.value(security.symbol);
-        days.sort();
+        const QStringList days = recorded.days(RecordedDays::AnyKind, { security.symbol });
         const bool isRecorded = !days.isEmpty();
         record.add(QStringLiteral("RecordedDays"), isRecorded ? QVariant(days.size()) : QVariant());
         record.add(QStringLiteral("FirstRecorded"), isRecorded ? QVariant(days.constFirst()) : QVariant());

@@ -1,12 +1,7 @@
 #include "symboltable.h"
 
-#include <csvreader.h>
-#include <csvrecording.h>
-#include <datafolder.h>
-#include <dates.h>
 #include <lxbusinessdata/businessdatabase.h>
 #include <lxpinyin.h>
-#include <recordeddates.h>
 #include <securities.h>
 #include <suggestion.h>
 #include <terminal.h>
@@ -16,6 +11,7 @@
 #include <QRegularExpression>
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 
@@ -35,6 +31,15 @@ int rank(const SymbolTable::Security &security, const QString &text)
             return Strings + i;
     }
     return -1;
+}
+
+// False of a single letter or digit, which countless securities contain.
+bool isDistinctive(const QString &text)
+{
+    const auto isAscii = [](QChar character) { return character.unicode() < 0x80; };
+    const auto letters =
+        std::count_if(text.cbegin(), text.cend(), [](QChar character) { return character.isLetterOrNumber(); });
+    return letters > 1 || !std::all_of(text.cbegin(), text.cend(), isAscii);
 }
 
 bool isSymbol(const QString &text)
@@ -74,10 +79,19 @@ bool SymbolTable::load(const BusSession::Settings &bus, QString *error)
         return false;
     const auto all = CBusinessDataBase::GetInstance()->Securities();
     for (auto security = all.cbegin(); security != all.cend(); ++security)
-        m_securities.append({ security.key(), security->name, security->type, LxPinyin::initialsOf(security->name) });
+        m_securities.append({ security.key(), security->name, security->type, QString() });
     std::sort(m_securities.begin(), m_securities.end(),
               [](const Security &a, const Security &b) { return a.symbol < b.symbol; });
     return true;
+}
+
+// Takes longer than the rest of a short command, and a symbol that is given in full does not need it.
+void SymbolTable::findInitials() const
+{
+    if (std::exchange(m_hasInitials, true))
+        return;
+    for (Security &security : m_securities)
+        security.initials = LxPinyin::initialsOf(security.name);
 }
 
 QStringList SymbolTable::symbols() const
@@ -90,16 +104,20 @@ QStringList SymbolTable::symbols() const
 
 QStringList SymbolTable::recorded() const
 {
-    if (!m_isReplayed)
-        return symbols();
-    QStringList all = recordedDates(m_folder).keys();
-    all.sort();
-    return all;
+    return m_isReplayed ? recordedDays().symbols() : symbols();
+}
+
+const RecordedDays &SymbolTable::recordedDays() const
+{
+    if (!m_recordedDays)
+        m_recordedDays.emplace(m_folder);
+    return *m_recordedDays;
 }
 
 QVector<SymbolTable::Security> SymbolTable::find(const QString &text) const
 {
     const QString wanted = withMarketLast(LxPinyin::normalized(text));
+    findInitials();
     QVector<QPair<int, Security>> ranked;
     for (const Security &security : m_securities) {
         const int position = rank(security, wanted);
@@ -116,24 +134,20 @@ QVector<SymbolTable::Security> SymbolTable::find(const QString &text) const
 // The symbols for which `text`, normalized, is the symbol, else the code, the name or the initials.
 QStringList SymbolTable::namedExactly(const QString &text) const
 {
+    const bool isKnown = std::any_of(m_securities.cbegin(), m_securities.cend(),
+                                     [&text](const Security &security) { return security.symbol == text; });
+    if (isKnown)
+        return { text };
+    findInitials();
     QStringList ofCode;
     QStringList named;
-    QStringList stocksNamed;
     for (const Security &security : m_securities) {
-        if (security.symbol == text)
-            return { text };
         if (security.symbol.section(QLatin1Char('.'), 0, 0) == text)
             ofCode.append(security.symbol);
-        if (security.initials != text && LxPinyin::normalized(security.name) != text)
-            continue;
-        named.append(security.symbol);
-        if (security.type == QLatin1String("stock"))
-            stocksNamed.append(security.symbol);
+        if (security.initials == text || LxPinyin::normalized(security.name) == text)
+            named.append(security.symbol);
     }
-    if (!ofCode.isEmpty())
-        return ofCode;
-    // A stock goes before an index of the same initials.
-    return stocksNamed.size() == 1 ? stocksNamed : named;
+    return ofCode.isEmpty() ? named : ofCode;
 }
 
 std::optional<QString> SymbolTable::resolve(const QString &text, QString *error) const
@@ -143,14 +157,21 @@ std::optional<QString> SymbolTable::resolve(const QString &text, QString *error)
     if (exact.size() == 1)
         return exact.constFirst();
     if (exact.isEmpty() && isSymbol(wanted)
-        && (m_securities.isEmpty() || !m_isReplayed || recordedDates(m_folder).contains(wanted)))
+        && (m_securities.isEmpty() || !m_isReplayed || recordedDays().contains(wanted)))
         return wanted;
+    if (exact.isEmpty() && m_isReplayed) {
+        // Contracts that have expired have recordings, but no name any more.
+        const QStringList unnamed = recordedDays().symbols().filter(wanted + QLatin1Char('.'));
+        if (unnamed.size() == 1 && unnamed.constFirst().startsWith(wanted))
+            return unnamed.constFirst();
+    }
     if (m_securities.isEmpty()) {
         *error = tr("\"%1\" is not a symbol such as 600519.SH").arg(text);
         return std::nullopt;
     }
     QStringList candidates;
-    for (const Security &security : find(exact.isEmpty() ? text : wanted)) {
+    const bool isSearchable = !exact.isEmpty() || isDistinctive(wanted);
+    for (const Security &security : isSearchable ? find(exact.isEmpty() ? text : wanted) : QVector<Security>()) {
         if (exact.isEmpty() || exact.contains(security.symbol))
             candidates.append(security.symbol + QLatin1Char(' ') + security.name);
     }
@@ -178,13 +199,32 @@ void SymbolSettings::addOptions(Options *options)
     options->beginGroup(tr("Symbols"));
     options->addString(QStringLiteral("symbols"), QStringLiteral("FILE"), &file,
                        tr("Read symbols from FILE, separated by blanks, commas or line ends"));
-    options->addFlag(QStringLiteral("all"), &all, tr("All symbols that are recorded; on a bus, all of securities.csv"));
+    options->addFlag(
+        QStringLiteral("all"), &all,
+        tr("All symbols that are recorded, in a replay those of its day; on a bus, all of securities.csv"));
     options->addArgument(QStringLiteral("SYMBOL"), Options::Any, &arguments,
-                         tr("Symbols (600519.SH), codes (600519, SH600519), names, or their pinyin initials (gzmt), "
+                         tr("Symbols (600519.SH), codes (600519, SH600519), names, or their pinyin initials (mdjt), "
                             "separated by blanks or commas"));
 }
 
 QStringList SymbolSettings::resolve(const SymbolTable &table, QString *error) const
+{
+    const std::optional<QStringList> given = named(table, error);
+    if (!given)
+        return {};
+    QStringList symbols = all ? table.recorded() : QStringList();
+    if (all && table.isReplayed()) {
+        for (const QString &fault : table.recordedDays().faults())
+            Terminal::complain(fault);
+    }
+    symbols += *given;
+    symbols.removeDuplicates();
+    if (symbols.isEmpty())
+        *error = SymbolTable::tr("no symbol is given");
+    return symbols;
+}
+
+std::optional<QStringList> SymbolSettings::named(const SymbolTable &table, QString *error) const
 {
     QStringList texts;
     for (const QString &argument : arguments)
@@ -193,11 +233,11 @@ QStringList SymbolSettings::resolve(const SymbolTable &table, QString *error) co
         QFile list(file);
         if (!list.open(QIODevice::ReadOnly)) {
             *error = SymbolTable::tr("cannot read %1: %2").arg(file, list.errorString());
-            return {};
+            return std::nullopt;
         }
         texts += words(QString::fromUtf8(list.readAll()));
     }
-    QStringList symbols = all ? table.recorded() : QStringList();
+    QStringList symbols;
     QStringList errors;
     for (const QString &text : qAsConst(texts)) {
         QString reason;
@@ -207,43 +247,6 @@ QStringList SymbolSettings::resolve(const SymbolTable &table, QString *error) co
             errors.append(reason);
     }
     symbols.removeDuplicates();
-    if (!errors.isEmpty())
-        *error = errors.join(QStringLiteral("\n"));
-    else if (symbols.isEmpty())
-        *error = SymbolTable::tr("no symbol is given");
-    return errors.isEmpty() ? symbols : QStringList();
-}
-
-QHash<QString, QStringList> recordedDates(const QString &path)
-{
-    QHash<QString, QStringList> dates;
-    DataFolder folder;
-    QString error;
-    if (!folder.open(path, &error))
-        return dates;
-    const QStringList names = folder.names();
-    for (const QString &name : names) {
-        const std::optional<RecordingKind> kind = CsvRecording::kindOfName(name);
-        const std::optional<QString> file =
-            kind && *kind != RecordingKind::Order ? folder.file(name, &error) : std::nullopt;
-        CsvReader reader;
-        if (!file || !reader.open(*file, &error))
-            continue;
-        const std::optional<QDate> onlyDate = RecordedDates::ofName(name);
-        const int symbol = reader.column(QStringLiteral("Symbol"));
-        const int date = reader.column(QStringLiteral("MDDate"));
-        QByteArray last; // of the row before, whose symbol and date are often the same
-        while (symbol >= 0 && date >= 0 && reader.next(&error)) {
-            const QByteArray key = reader.cells().value(symbol) + reader.cells().value(date);
-            if (key == last)
-                continue;
-            last = key;
-            QStringList &known = dates[QString::fromUtf8(reader.cells().value(symbol))];
-            const QString day =
-                onlyDate ? Dates::toCompactString(*onlyDate) : QString::fromLatin1(reader.cells().value(date));
-            if (!known.contains(day))
-                known.append(day);
-        }
-    }
-    return dates;
+    *error = errors.join(QStringLiteral("\n"));
+    return errors.isEmpty() ? std::make_optional(symbols) : std::nullopt;
 }

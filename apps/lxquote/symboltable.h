@@ -1,16 +1,16 @@
 #pragma once
 
 #include "bussession.h"
+#include "recordeddays.h"
 
 #include <QCoreApplication>
-#include <QHash>
 #include <QStringList>
 #include <QVector>
 
 #include <optional>
 
 /// The securities that the user can specify by symbol (600519.SH), code (600519), market and code (SH600519), name
-/// (贵州茅台) or pinyin initials of the name (gzmt).
+/// (贵州茅台) or pinyin initials of the name (mdjt, 美的集团).
 class SymbolTable
 {
     Q_DECLARE_TR_FUNCTIONS(SymbolTable)
@@ -34,15 +34,23 @@ public:
     /// The securities that match, or contain, what the user typed; the best match first. All if `text` is empty.
     QVector<Security> find(const QString &text) const;
     QStringList symbols() const;
+    /// True if the folder has the recordings too: there is no shared bus.
+    bool isReplayed() const { return m_isReplayed; }
     /// The symbols of the recordings; on a shared bus, those of the table.
     QStringList recorded() const;
+    /// What is recorded in the folder. Read when it is first wanted.
+    const RecordedDays &recordedDays() const;
 
 private:
     QStringList namedExactly(const QString &text) const;
 
-    QVector<Security> m_securities; // by symbol
-    bool m_isReplayed = false; // the folder has the recordings too
+    void findInitials() const;
+
+    mutable QVector<Security> m_securities; // by symbol
+    mutable bool m_hasInitials = false; // the securities have theirs
+    bool m_isReplayed = false;
     QString m_folder;
+    mutable std::optional<RecordedDays> m_recordedDays;
 };
 
 /// The symbols of a command: its arguments, --symbols and --all.
@@ -56,8 +64,6 @@ struct SymbolSettings
     void addOptions(Options *options);
     /// All symbols, each once. Empty, with the reason in `error`, if one is unknown or there are none.
     QStringList resolve(const SymbolTable &table, QString *error) const;
+    /// Those of the arguments and of --symbols, each once. Absent, with the reason in `error`, if one is unknown.
+    std::optional<QStringList> named(const SymbolTable &table, QString *error) const;
 };
-
-/// The dates (yyyyMMdd) of the quotes and transactions that are recorded in a folder, by symbol. Empty if the folder
-/// cannot be read.
-QHash<QString, QStringList> recordedDates(const QString &folder);

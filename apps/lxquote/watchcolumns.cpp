@@ -53,6 +53,31 @@ QVector<WatchColumns::Column> allColumns()
     };
 }
 
+struct TradeCell
+{
+    QString text;
+    int priority; // as that of a column
+};
+
+QVector<TradeCell> cellsOf(const TradeView &trade)
+{
+    const QString side =
+        trade.side == TradeView::Unknown ? QStringLiteral("-") : translated(qUtf8Printable(trade.sideName()));
+    return {
+        { QCoreApplication::translate("WatchColumns", "trade"), 5 },
+        { fitted(Figures::time(trade.time), 8), 0 },
+        { fitted(Figures::text(trade.price, Figures::priceDecimals(trade.symbol)), -9), 1 },
+        { fitted(side, 4), 3 },
+        { QCoreApplication::translate("WatchColumns", "%1 shares")
+              .arg(fitted(Figures::count(static_cast<double>(trade.shares)), -10)),
+          2 },
+        { QCoreApplication::translate("WatchColumns", "%1 lots")
+              .arg(fitted(QString::number(trade.lots(), 'f', QLocale::FloatingPointShortest), -8)),
+          6 },
+        { fitted(Figures::amount(trade.money), -9), 4 },
+    };
+}
+
 } // namespace
 
 QVector<WatchColumns::Column> WatchColumns::fitting(int width)
@@ -91,26 +116,33 @@ QString WatchColumns::line(const QVector<Column> &columns, const QuoteView &quot
 
 QString WatchColumns::line(const TradeView &trade)
 {
-    const Colours::Colour colour =
-        trade.side == TradeView::Unknown ? Colours::None : Colours::ofChange(trade.side == TradeView::Buy ? 1 : -1);
-    return Colours::apply(plainLine(trade), colour);
+    return Colours::apply(plainLine(trade), colourOf(trade));
+}
+
+Colours::Colour WatchColumns::colourOf(const TradeView &trade)
+{
+    return trade.side == TradeView::Unknown ? Colours::None : Colours::ofChange(trade.side == TradeView::Buy ? 1 : -1);
 }
 
 QString WatchColumns::plainLine(const TradeView &trade)
 {
-    const QString side =
-        trade.side == TradeView::Unknown ? QStringLiteral("-") : translated(qUtf8Printable(trade.sideName()));
-    const QStringList cells {
-        fitted(trade.symbol, 10),
-        QCoreApplication::translate("WatchColumns", "trade"),
-        fitted(Figures::time(trade.time), 8),
-        fitted(Figures::text(trade.price, Figures::priceDecimals(trade.symbol)), -9),
-        fitted(side, 4),
-        QCoreApplication::translate("WatchColumns", "%1 shares")
-            .arg(fitted(Figures::count(static_cast<double>(trade.shares)), -10)),
-        QCoreApplication::translate("WatchColumns", "%1 lots")
-            .arg(fitted(QString::number(trade.lots(), 'f', QLocale::FloatingPointShortest), -8)),
-        fitted(Figures::amount(trade.money), -9),
-    };
+    QStringList cells { fitted(trade.symbol, 10) };
+    for (const TradeCell &cell : cellsOf(trade))
+        cells.append(cell.text);
     return cells.join(QLatin1Char(' '));
+}
+
+QString WatchColumns::plainLine(const TradeView &trade, int width)
+{
+    QVector<TradeCell> cells = cellsOf(trade);
+    const auto line = [&cells] {
+        QString text = QStringLiteral(" ");
+        for (const TradeCell &cell : qAsConst(cells))
+            text += QLatin1Char(' ') + cell.text;
+        return text;
+    };
+    const auto isLessImportant = [](const TradeCell &a, const TradeCell &b) { return a.priority < b.priority; };
+    while (cells.size() > 1 && Terminal::width(line()) > width)
+        cells.erase(std::max_element(cells.begin(), cells.end(), isLessImportant));
+    return fitted(line(), width);
 }

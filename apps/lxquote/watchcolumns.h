@@ -1,5 +1,6 @@
 #pragma once
 
+#include "colours.h"
 #include "quoteview.h"
 
 #include <QString>
@@ -25,7 +26,10 @@ QString titles(const QVector<Column> &columns);
 /// Coloured if standard output is a terminal.
 QString line(const QVector<Column> &columns, const QuoteView &quote);
 QString line(const TradeView &trade);
+Colours::Colour colourOf(const TradeView &trade);
 /// Without colour.
 QString plainLine(const TradeView &trade);
+/// For a line below that of the symbol: without it, and with as much as fits `width`.
+QString plainLine(const TradeView &trade, int width);
 
 } // namespace WatchColumns

@@ -20,11 +20,14 @@
 #include <QTimer>
 
 #include <limits>
+#include <utility>
 
 namespace {
 
 constexpr int StatusIntervalMs = 1000;
 constexpr int QuietMs = 2000; // of a bus, after which it is said that nothing has come
+constexpr int LastRecordsMs = 1000; // in which the latest records come from a bus on which nobody publishes
+constexpr int JumpShownMs = 10000;
 constexpr double DefaultSpeed = 60;
 constexpr int RankingKinds = 3;
 constexpr int RankingRowsShown = 5;
@@ -39,6 +42,7 @@ struct WatchSettings
     OutputSettings output;
 
     bool isTable() const { return output.format == OutputSettings::recordFormats().constFirst(); }
+    bool hasUsualColumns() const { return isTable() && output.fields.isEmpty(); }
 };
 
 // The data rows of a message, each with the fields of the head row.
@@ -104,13 +108,17 @@ public:
         : m_session(session), m_settings(settings), m_output(*output), m_writer(output, settings.output),
           m_columns(WatchColumns::fitting(std::numeric_limits<int>::max()))
     {
-        if (settings.isTable() && output->isStandardOutput() && Terminal::isInteractive())
+        if (settings.hasUsualColumns() && output->isStandardOutput() && Terminal::isInteractive())
             m_screen = WatchScreen::open(settings.symbols);
     }
 
     void subscribe();
     /// True if nothing has come from a shared bus.
     bool isWithoutRecords() const { return m_session.bus().isShared() && !m_hasRecords; }
+    /// Why nothing has come from a shared bus.
+    QString whyNothing() const;
+    /// True if the limit will not be reached, since nobody publishes.
+    bool hasGivenUp() const { return m_hasGivenUp; }
     /// Shows what is not yet shown, and the summary. False, with the reason in `error`, if something was not printed.
     bool finish(double seconds, QString *error);
 
@@ -122,9 +130,17 @@ private:
     void print(const Record &record, const QString &line);
     void countAnnounced(RecordingKind kind)
     {
-        m_hasRecords = true;
+        noteRecord();
         ++m_announced[static_cast<size_t>(kind)];
     }
+    void noteRecord()
+    {
+        m_hasRecords = true;
+        if (m_giveUpTimer.isActive())
+            m_giveUpTimer.start();
+    }
+    void watchPresence();
+    void notePresence();
     QString status() const;
     QString summary(double seconds) const;
 
@@ -133,9 +149,16 @@ private:
     Output &m_output;
     RecordWriter m_writer;
     int m_linesPrinted = 0; // of a table that is not drawn in place
+    bool m_isComplete = false; // nothing more is to be printed
     const QVector<WatchColumns::Column> m_columns; // of those lines
     std::unique_ptr<WatchScreen> m_screen; // null: lines or records are printed
     QTimer m_statusTimer;
+    ServicePresence::Publishing m_publishing = ServicePresence::NotKnown;
+    QString m_absence; // what was said last of nobody publishing; empty if somebody does
+    QString m_jump; // the latest one
+    QTimer m_jumpTimer; // runs while it is shown
+    QTimer m_giveUpTimer; // runs while nobody publishes, if there is a limit
+    bool m_hasGivenUp = false;
     std::array<quint64, RecordingKinds> m_announced {};
     bool m_hasRecords = false;
 };
@@ -184,20 +207,71 @@ void Watch::subscribe()
     if (!m_screen) {
         m_session.bus().printStates();
         QTimer::singleShot(QuietMs, this, [this] {
-            if (isWithoutRecords())
+            if (isWithoutRecords() && m_publishing != ServicePresence::Nobody)
                 Terminal::complain(nothingHasCome());
         });
+    }
+    if (m_session.bus().isShared())
+        watchPresence();
+    if (!m_screen)
+        return;
+    connect(m_screen.get(), &WatchScreen::quitRequested, &m_session, &MarketSession::stop);
+    if (!m_session.bus().isShared()) {
+        m_screen->setStatus(translated("%1, replayed by this program").arg(m_session.day()));
         return;
     }
-    connect(m_screen.get(), &WatchScreen::quitRequested, &m_session, &MarketSession::stop);
-    m_screen->setStatus(m_session.day());
-    if (!m_session.bus().isShared())
-        return;
     const auto showStatus = [this] { m_screen->setStatus(status()); };
     connect(&m_session.bus(), &BusSession::stateChanged, this, showStatus);
     connect(&m_statusTimer, &QTimer::timeout, this, showStatus); // for what the bus drops
     m_statusTimer.start(StatusIntervalMs);
     showStatus();
+}
+
+void Watch::watchPresence()
+{
+    m_jumpTimer.setSingleShot(true);
+    m_giveUpTimer.setSingleShot(true);
+    m_giveUpTimer.setInterval(LastRecordsMs);
+    connect(&m_giveUpTimer, &QTimer::timeout, this, [this] {
+        m_hasGivenUp = true;
+        m_session.stop();
+    });
+    m_session.bus().watchPresence();
+    const PresenceWatch *presence = m_session.bus().presence();
+    connect(presence, &PresenceWatch::changed, this, &Watch::notePresence);
+    connect(presence, &PresenceWatch::jumped, this, [this](const ServicePresence::Jump &jump) {
+        m_jump = PresenceWatch::text(jump);
+        m_jumpTimer.start(JumpShownMs);
+        if (!m_screen)
+            Terminal::complain(m_jump);
+    });
+}
+
+void Watch::notePresence()
+{
+    const PresenceWatch *presence = m_session.bus().presence();
+    m_publishing = presence->presence().publishing();
+    if (m_screen) {
+        m_screen->setStatus(status());
+        return;
+    }
+    QString absence = m_absence;
+    if (m_publishing == ServicePresence::Nobody)
+        absence = presence->absenceText();
+    else if (m_publishing == ServicePresence::Somebody)
+        absence.clear();
+    if (absence != m_absence)
+        Terminal::complain(absence.isEmpty() ? translated("a service publishes: %1").arg(presence->text()) : absence);
+    m_absence = absence;
+    if (m_publishing != ServicePresence::Nobody)
+        m_giveUpTimer.stop();
+    else if (m_settings.output.limit > 0 && !m_giveUpTimer.isActive())
+        m_giveUpTimer.start();
+}
+
+QString Watch::whyNothing() const
+{
+    return m_publishing == ServicePresence::Nobody ? m_session.bus().presence()->absenceText() : nothingHasCome();
 }
 
 template<typename Quote>
@@ -222,10 +296,10 @@ void Watch::showNote(const QString &type, const QString &key, const QVariant &da
 {
     if (text.isEmpty())
         return;
-    m_hasRecords = true;
+    noteRecord();
     if (m_screen) {
         m_screen->setNote(key, text);
-    } else if (m_settings.isTable()) {
+    } else if (m_settings.hasUsualColumns()) {
         print(Record(), text);
     } else {
         for (const Record &record : recordsOf(type, data))
@@ -236,19 +310,32 @@ void Watch::showNote(const QString &type, const QString &key, const QVariant &da
 // Ends the session when nothing more is to be printed.
 void Watch::print(const Record &record, const QString &line)
 {
-    const bool goesOn = m_settings.isTable()
-        ? (m_settings.output.limit == 0 || m_linesPrinted++ < m_settings.output.limit)
-            && m_output.write(line + QLatin1Char('\n'))
-        : m_writer.add(record);
-    if (!goesOn)
-        m_session.stop();
+    if (m_isComplete) // records that came before the session stopped
+        return;
+    if (!m_settings.isTable()) {
+        m_isComplete = !m_writer.add(record);
+    } else {
+        const QString text = m_settings.hasUsualColumns() ? line + QLatin1Char('\n') : m_writer.tableLine(record);
+        m_isComplete = !m_output.write(text) || ++m_linesPrinted == m_settings.output.limit;
+    }
+    if (!m_isComplete)
+        return;
+    m_giveUpTimer.stop();
+    m_session.stop();
 }
 
 QString Watch::status() const
 {
-    QStringList parts { translated("bus %1").arg(ProgramBus::text(m_session.bus().state())) };
-    if (isWithoutRecords())
+    const LxBusState bus = m_session.bus().state();
+    QStringList parts;
+    parts.append(m_session.bus().presence()->text());
+    if (m_jumpTimer.isActive() && m_publishing != ServicePresence::Nobody)
+        parts.append(m_jump);
+    if (isWithoutRecords() && m_publishing != ServicePresence::Nobody)
         parts.append(nothingHasCome());
+    parts.removeAll(QString());
+    // What is wrong with the bus matters most, otherwise what it carries.
+    parts.insert(bus.kind == LxBusState::Connected ? parts.size() : 0, translated("bus %1").arg(ProgramBus::text(bus)));
     const QString drops = ProgramBus::dropsText();
     if (!drops.isEmpty())
         parts.append(translated("dropped by the bus: %1").arg(drops));
@@ -338,9 +425,9 @@ CommandLine::Command WatchCommand::description()
              tr("A table that updates in place on a terminal, else a line per update. Ends with the recording or on "
                 "Ctrl-C, with a summary: records read; published, that is, of the symbols watched; announced by the "
                 "library; dropped by the bus; skipped as broken. Of a bus only what it delivered is known: records "
-                "announced and dropped.\n"
+                "announced and dropped. With --limit it ends when nobody publishes.\n"
                 "Exit codes: 0; 1 if the bus or the output fails; 2 for a usage error; 3 if nothing has come from the "
-                "bus.") };
+                "bus, or nobody publishes before the limit is reached.") };
 }
 
 WatchCommand::WatchCommand(Options options, const BusSession::Settings *bus) : m_options(options), m_bus(*bus)
@@ -366,14 +453,20 @@ ExitCode WatchCommand::run(QString *error)
     SymbolTable table;
     if (!table.load(m_bus, error))
         return ExitUsage;
-    m_settings.symbols = m_symbols.resolve(table, error);
+    RecordedDays::Kinds recorded;
+    for (const QString &kind : qAsConst(m_settings.kinds))
+        recorded |= kind == QLatin1String("trade") ? RecordedDays::Transactions : RecordedDays::Quotes;
+    const bool choosesDay = !m_bus.bus.isShared() && m_session.replay.date.isEmpty();
+    m_settings.symbols = m_session.choose(m_bus, table, m_symbols, recorded, error);
     if (m_settings.symbols.isEmpty())
         return ExitUsage;
+    if (choosesDay)
+        m_session.complainOfMissing(table.recordedDays(), m_settings.symbols, recorded);
     Output output;
     if (!output.open(m_settings.output.path, error))
         return ExitFailure;
     MarketSession session(m_bus, m_session);
-    if (const ExitCode code = session.open(m_settings.symbols, error))
+    if (const ExitCode code = session.open(error))
         return code;
     Watch watch(session, m_settings, &output);
     watch.subscribe();
@@ -389,11 +482,11 @@ ExitCode WatchCommand::run(QString *error)
         *error = outputError;
         return ExitFailure;
     }
-    if (watch.isWithoutRecords()) {
-        *error = nothingHasCome();
-        return ExitTimeout;
-    }
-    return ExitOk;
+    if (watch.hasGivenUp())
+        *error = tr("nobody publishes; --limit %1 has not been reached").arg(m_settings.output.limit);
+    else if (watch.isWithoutRecords())
+        *error = watch.whyNothing();
+    return error->isEmpty() ? ExitOk : ExitTimeout;
 }
 
 } // namespace

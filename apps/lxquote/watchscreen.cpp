@@ -129,11 +129,11 @@ QString WatchScreen::toText(int columns) const
     const QVector<WatchColumns::Column> fitting = WatchColumns::fitting(columns);
     QString lines = Colours::apply(WatchColumns::titles(fitting), Colours::Bold) + QLatin1Char('\n');
     for (const QString &symbol : m_symbols) {
-        QuoteView waiting;
-        waiting.symbol = symbol;
-        lines += WatchColumns::line(fitting, m_quotes.value(symbol, waiting)) + QLatin1Char('\n');
-        for (const TradeView &trade : m_trades.value(symbol))
-            lines += WatchColumns::line(trade) + QLatin1Char('\n');
+        lines += WatchColumns::line(fitting, quoteOf(symbol)) + QLatin1Char('\n');
+        for (const TradeView &trade : m_trades.value(symbol)) {
+            const QString line = WatchColumns::plainLine(trade, columns);
+            lines += Colours::apply(line, WatchColumns::colourOf(trade)) + QLatin1Char('\n');
+        }
     }
     for (const QString &note : m_notes)
         lines += note + QLatin1Char('\n');
@@ -261,6 +261,20 @@ void WatchScreen::sort()
         m_current = std::max(0, m_symbols.indexOf(current));
 }
 
+QStringList WatchScreen::noteLines() const
+{
+    QStringList lines;
+    for (const QString &note : m_notes)
+        lines += ::Terminal::wrapped(note, getmaxx(stdscr));
+    return lines;
+}
+
+QuoteView WatchScreen::quoteOf(const QString &symbol) const
+{
+    const auto quote = m_quotes.constFind(symbol);
+    return quote == m_quotes.constEnd() ? QuoteView(symbol) : *quote;
+}
+
 int WatchScreen::linesOf(int row) const
 {
     return 1 + m_trades.value(m_symbols.at(row)).size();
@@ -269,7 +283,7 @@ int WatchScreen::linesOf(int row) const
 // Lines between the titles and the notes.
 int WatchScreen::rowsOfList() const
 {
-    return std::max(1, getmaxy(stdscr) - 2 - m_notes.size());
+    return std::max(1, getmaxy(stdscr) - 2 - noteLines().size());
 }
 
 void WatchScreen::draw()
@@ -297,11 +311,12 @@ void WatchScreen::draw()
     int y = 1;
     for (int row = m_top; row < m_symbols.size() && y <= room; ++row)
         y = drawQuote(y, row);
-    y = getmaxy(stdscr) - 1 - m_notes.size();
-    for (const QString &note : qAsConst(m_notes))
-        print(y++, 0, ::Terminal::fitted(note, width), A_NORMAL);
+    const QStringList notes = noteLines();
+    y = getmaxy(stdscr) - 1 - notes.size();
+    for (const QString &line : notes)
+        print(y++, 0, ::Terminal::fitted(line, width), A_NORMAL);
     // The last cell of the last line would scroll.
-    print(getmaxy(stdscr) - 1, 0, ::Terminal::fitted(statusLine(), width - 1), A_REVERSE);
+    print(getmaxy(stdscr) - 1, 0, ::Terminal::fitted(statusLine(width - 1), width - 1), A_REVERSE);
     ::refresh();
 }
 
@@ -309,8 +324,7 @@ void WatchScreen::draw()
 int WatchScreen::drawQuote(int y, int row)
 {
     const QString &symbol = m_symbols.at(row);
-    QuoteView quote = m_quotes.value(symbol);
-    quote.symbol = symbol;
+    const QuoteView quote = quoteOf(symbol);
     const bool isCurrent = row == m_current && m_symbols.size() > 1;
     const bool hasChange = Figures::isKnown(quote.change) && Colours::areWanted();
     int x = 0;
@@ -324,29 +338,43 @@ int WatchScreen::drawQuote(int y, int row)
     for (const TradeView &trade : m_trades.value(symbol)) {
         if (y > rowsOfList())
             break;
-        const Colours::Colour colour = trade.side == TradeView::Unknown || !Colours::areWanted()
-            ? Colours::None
-            : Colours::ofChange(trade.side == TradeView::Buy ? 1 : -1);
-        const QString text = WatchColumns::plainLine(trade);
-        print(y++, 0, ::Terminal::fitted(text, getmaxx(stdscr)), attributesOf(colour));
+        const Colours::Colour colour = Colours::areWanted() ? WatchColumns::colourOf(trade) : Colours::None;
+        print(y++, 0, WatchColumns::plainLine(trade, getmaxx(stdscr)), attributesOf(colour));
     }
     return y;
 }
 
-QString WatchScreen::statusLine() const
+// What does not fit is left out: first the order, then the position, then the keys but for the one that quits.
+QString WatchScreen::statusLine(int width) const
 {
     if (m_typing)
         return QLatin1Char('/') + m_pattern;
+    const QString separator = QStringLiteral(" | ");
     const QString orders[OrderCount] { tr("as given"), tr("by change"), tr("by turnover"), tr("by symbol") };
-    QStringList parts;
+    QStringList state;
     if (m_paused)
-        parts.append(tr("PAUSED"));
+        state.append(tr("PAUSED"));
     const QString error = ::Terminal::latestHeldError();
     if (!error.isEmpty())
-        parts.append(error);
+        state.append(error);
     if (!m_status.isEmpty())
-        parts.append(m_status);
-    parts.append(QStringLiteral("%1/%2 %3").arg(m_current + 1).arg(m_symbols.size()).arg(orders[m_order]));
-    parts.append(tr("s order  / find  space pause  q quit"));
-    return parts.join(QStringLiteral("  |  "));
+        state.append(m_status);
+    const QString position = QStringLiteral("%1/%2").arg(m_current + 1).arg(m_symbols.size());
+    QStringList keys { tr("s order"), tr("/ find"), tr("space pause"), tr("q quit") };
+    const auto lineWith = [&](const QStringList &more) {
+        return (state + more + QStringList { keys.join(QStringLiteral("  ")) }).join(separator);
+    };
+    QString line = lineWith({ position + QLatin1Char(' ') + orders[m_order] });
+    if (::Terminal::width(line) > width)
+        line = lineWith({ position });
+    if (::Terminal::width(line) > width)
+        line = lineWith({});
+    while (::Terminal::width(line) > width && keys.size() > 1) {
+        keys.removeFirst();
+        line = lineWith({});
+    }
+    if (::Terminal::width(line) <= width)
+        return line;
+    const QString end = separator + keys.constLast();
+    return ::Terminal::fitted(state.join(separator), std::max(0, width - ::Terminal::width(end))) + end;
 }

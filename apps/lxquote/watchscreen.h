@@ -53,9 +53,11 @@ private:
     void sort();
     int rowsOfList() const;
     int linesOf(int row) const;
+    QStringList noteLines() const;
+    QuoteView quoteOf(const QString &symbol) const;
     void draw();
     int drawQuote(int y, int row);
-    QString statusLine() const;
+    QString statusLine(int width) const;
 
     std::unique_ptr<Terminal> m_terminal;
     const QStringList m_given;

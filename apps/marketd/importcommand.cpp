@@ -1,5 +1,6 @@
 #include "importcommand.h"
 
+#include "brokenrowlog.h"
 #include "importer.h"
 
 #include <commandline.h>
@@ -12,7 +13,6 @@
 namespace {
 
 constexpr int BarWidth = 40;
-constexpr int MaxBrokenRows = 20;
 
 /// Reports the progress of an import on standard error, with a progress bar on a terminal.
 class ImportConsole final : public ImportObserver
@@ -31,11 +31,7 @@ public:
 
     void brokenRow(const QString &file, qint64 line, const QString &reason) override
     {
-        clearBar();
-        if (++m_brokenRows <= MaxBrokenRows)
-            Terminal::err(QStringLiteral("%1:%2: %3\n").arg(file).arg(line).arg(reason));
-        if (m_brokenRows == MaxBrokenRows)
-            Terminal::err(tr("Further broken rows are not listed.") + QLatin1Char('\n'));
+        m_brokenRows.add(file, line, reason);
     }
 
     void fileDone(const QString &file, qint64 rows) override
@@ -44,15 +40,25 @@ public:
         Terminal::err(tr("%1: %2 rows").arg(file).arg(rows) + QLatin1Char('\n'));
     }
 
+    /// Writes what is left to be said of an import that has failed.
+    void fail()
+    {
+        clearBar();
+        m_brokenRows.writeCounts();
+    }
+
+private:
     void clearBar()
     {
         if (m_terminal)
             Terminal::err(QStringLiteral("\r\x1b[K"));
     }
 
-private:
     const bool m_terminal = ::isatty(STDERR_FILENO) == 1;
-    int m_brokenRows = 0;
+    BrokenRowLog m_brokenRows { [this](const QString &line) {
+        clearBar();
+        Terminal::err(line + QLatin1Char('\n'));
+    } };
 };
 
 class ImportCommand
@@ -74,7 +80,7 @@ public:
             return ExitUsage;
         if (importer.run(error))
             return ExitOk;
-        console.clearBar();
+        console.fail();
         return ExitFailure;
     }
 

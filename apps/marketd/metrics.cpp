@@ -11,8 +11,17 @@
 #include <prometheus/registry.h>
 #include <prometheus/text_serializer.h>
 
+#include <QRegularExpression>
+
+#include <cerrno>
+#include <cstring>
+#include <optional>
 #include <string>
 #include <vector>
+
+#include <netdb.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 namespace {
 
@@ -65,6 +74,44 @@ MetricFamily dropFamily()
             static_cast<double>(statistics.dropped(reason)));
     }
     return drops;
+}
+
+// HOST:PORT, the host being a name, an IPv4 address, or an IPv6 address in brackets.
+struct Address
+{
+    QByteArray host;
+    QByteArray port;
+};
+
+std::optional<Address> parseAddress(const QString &text)
+{
+    static const QRegularExpression form(QStringLiteral(R"(^(?:\[([0-9A-Fa-f:.]+)\]|([0-9A-Za-z.-]+)):([0-9]{1,5})$)"));
+    const QRegularExpressionMatch match = form.match(text);
+    const int port = match.captured(3).toInt();
+    if (!match.hasMatch() || port < 1 || port > 65535)
+        return std::nullopt;
+    return Address { (match.captured(1) + match.captured(2)).toLatin1(), match.captured(3).toLatin1() };
+}
+
+// Why a server cannot listen there. The HTTP server does not tell.
+QString reasonAgainst(const Address &address)
+{
+    addrinfo wanted {};
+    wanted.ai_socktype = SOCK_STREAM;
+    addrinfo *found = nullptr;
+    if (const int code = getaddrinfo(address.host.constData(), address.port.constData(), &wanted, &found))
+        return QString::fromLocal8Bit(code == EAI_SYSTEM ? std::strerror(errno) : gai_strerror(code));
+    const int on = 1;
+    const int socket = ::socket(found->ai_family, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    errno = 0;
+    if (socket >= 0 && setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) == 0
+        && bind(socket, found->ai_addr, found->ai_addrlen) == 0)
+        listen(socket, 1);
+    const int reason = errno;
+    freeaddrinfo(found);
+    if (socket >= 0)
+        close(socket);
+    return reason == 0 ? translated("unknown reason") : QString::fromLocal8Bit(std::strerror(reason));
 }
 
 std::string toString(RequestOutcome::Result result)
@@ -125,6 +172,9 @@ struct Metrics::Private
         families.push_back(family("marketd_bus_connected", "1 while the bus is connected.", MetricType::Gauge));
         add(&families.back(), {}, sources.isConnected() ? 1 : 0);
         families.push_back(dropFamily());
+        families.push_back(family("marketd_bus_messages_waiting", "Messages and requests that wait for a receiver.",
+                                  MetricType::Gauge));
+        add(&families.back(), {}, static_cast<double>(LxBus::current()->waitingMessages()));
         return prometheus::TextSerializer().Serialize(families);
     }
 
@@ -156,13 +206,18 @@ Metrics::Metrics(Sources sources) : d(std::make_unique<Private>(std::move(source
 
 Metrics::~Metrics() = default;
 
+bool Metrics::isAddress(const QString &text)
+{
+    return parseAddress(text).has_value();
+}
+
 bool Metrics::listen(const QString &address, QString *error)
 {
     try {
         d->server = std::make_unique<CivetServer>(
             std::vector<std::string> { "listening_ports", address.toStdString(), "num_threads", "2" });
     } catch (const CivetException &) {
-        *error = translated("metrics cannot be served at %1: invalid address, or the port is in use").arg(address);
+        *error = translated("metrics cannot be served at %1: %2").arg(address, reasonAgainst(*parseAddress(address)));
         return false;
     }
     d->server->addHandler("/metrics$", d->metricsHandler);

@@ -27,7 +27,9 @@ public:
     Metrics(const Metrics &) = delete;
     Metrics &operator=(const Metrics &) = delete;
 
-    /// Listens on `address`, HOST:PORT. False, with the reason in `error`, on failure.
+    /// True if `text` has the form HOST:PORT.
+    static bool isAddress(const QString &text);
+    /// Listens on `address`, which must be one. False, with the reason in `error`, on failure.
     bool listen(const QString &address, QString *error);
     /// Stops listening. Afterwards the sources are not called any more.
     void close();

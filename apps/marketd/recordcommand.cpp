@@ -1,5 +1,6 @@
 #include "recordcommand.h"
 
+#include "datafolder.h"
 #include "marketdlog.h"
 #include "recorder.h"
 #include "securities.h"
@@ -20,6 +21,15 @@ constexpr int FlushIntervalMs = 1000;
 // Nobody waits for a recorder to be quick, so that it keeps what others would replace by a newer quote.
 constexpr int MostPending = 4 * 1024 * 1024;
 
+// Any thread.
+void logFile(const QString &path, const QString &taken)
+{
+    if (taken.isEmpty())
+        qCInfo(lxMarketdLog, "writing %s", qUtf8Printable(path));
+    else
+        qCWarning(lxMarketdLog, "writing %s, because %s exists", qUtf8Printable(path), qUtf8Printable(taken));
+}
+
 class RecordCommand
 {
     Q_DECLARE_TR_FUNCTIONS(RecordCommand)
@@ -36,7 +46,7 @@ private:
 
     BusSettings m_bus;
     QString m_folder;
-    QString m_data = QStringLiteral("data");
+    QString m_data = DataFolder::standard();
     QStringList m_symbols;
 };
 
@@ -95,6 +105,7 @@ ExitCode RecordCommand::run(QString *error)
                      [](const LxBusState &state) { qCInfo(lxMarketdLog, "bus %s", qUtf8Printable(state.text())); });
     Recorder recorder(m_folder);
     QObject::connect(&recorder, &Recorder::failed, qApp, fail, Qt::QueuedConnection);
+    QObject::connect(&recorder, &Recorder::fileBegun, &logFile);
     recorder.start(m_symbols);
     if (!bus.waitUntilReady(error))
         return ExitFailure;

@@ -1,10 +1,13 @@
 #include "server.h"
 
+#include "announcer.h"
 #include "marketdlog.h"
 #include "metrics.h"
 #include "replaythread.h"
 #include "requestservice.h"
 #include "storestate.h"
+
+#include <dates.h>
 
 #include <algorithm>
 
@@ -22,7 +25,9 @@ QString toString(const ReplayCount &count)
 
 } // namespace
 
-Server::Server(Settings settings, QObject *parent) : QObject(parent), m_settings(std::move(settings))
+Server::Server(Settings settings, QObject *parent)
+    : QObject(parent), m_settings(std::move(settings)),
+      m_brokenRows([](const QString &line) { qCWarning(lxMarketdLog, "%s", qUtf8Printable(line)); })
 {
     connect(&m_bus, &ProgramBus::stateChanged, this, &Server::noteState);
     connect(&m_progress, &QTimer::timeout, this, &Server::logProgress);
@@ -30,6 +35,7 @@ Server::Server(Settings settings, QObject *parent) : QObject(parent), m_settings
 
 Server::~Server()
 {
+    m_announcer.reset();
     if (m_metrics)
         m_metrics->close();
     {
@@ -60,19 +66,24 @@ bool Server::start(QString *error)
         if (checkStore(m_settings.store, error) != StoreState::Current)
             return false;
         m_service = std::make_unique<RequestService>(&m_currentDay);
-        if (m_metrics)
-            m_service->setObserver([this](const RequestOutcome &outcome) { m_metrics->addRequest(outcome); });
+        m_service->setObserver([this](const RequestOutcome &outcome) {
+            ++m_requestsAnswered;
+            if (m_metrics)
+                m_metrics->addRequest(outcome);
+        });
         if (!m_service->start(m_settings.store, error))
             return false;
     }
     if (!m_settings.replay.folder.isEmpty() && !openReplay(error))
         return false;
+    m_announcer = std::make_unique<Announcer>([this] { return announcement(); });
     if (!m_bus.waitUntilReady(error))
         return false;
     connect(&m_bus, &ProgramBus::failed, this, &Server::failed);
     if (m_metrics && !m_metrics->listen(m_settings.metrics, error))
         return false;
     qCInfo(lxMarketdLog, "ready");
+    m_announcer->start();
     m_systemd.ready();
     if (m_replay) {
         m_thread->start();
@@ -94,6 +105,23 @@ void Server::createMetrics()
 }
 
 // Any thread.
+ServiceAnnouncement Server::announcement() const
+{
+    ServiceAnnouncement result;
+    result.answers = m_service != nullptr;
+    result.messagesDropped = static_cast<qint64>(LxBus::current()->statistics().totalDropped());
+    result.requestsAnswered = m_requestsAnswered;
+    if (!m_replay)
+        return result;
+    result.day = Dates::parseDate(m_settings.replay.date).value_or(QDate());
+    result.time = m_replay->position().time();
+    result.round = m_round;
+    result.hasEnded = m_hasEnded;
+    result.recordsPublished = static_cast<qint64>(m_replay->totalCount().published);
+    return result;
+}
+
+// Any thread.
 bool Server::isConnected()
 {
     QMutexLocker locker(&m_mutex);
@@ -106,9 +134,8 @@ bool Server::openReplay(QString *error)
     if (m_service)
         options.observeQuote = [this](const CsvRecording::Row &row) { m_currentDay.observe(row); };
     options.waitForConsumers = [this] { waitForConnection(); };
-    options.reportBrokenRow = [](const QString &file, qint64 line, const QString &reason) {
-        qCWarning(lxMarketdLog, "%s:%lld: %s; row skipped", qUtf8Printable(file), static_cast<long long>(line),
-                  qUtf8Printable(reason));
+    options.reportBrokenRow = [this](const QString &file, qint64 line, const QString &reason) {
+        m_brokenRows.add(file, line, reason + QStringLiteral("; row skipped"));
     };
     m_replay = std::make_unique<Replay>(std::move(options));
     if (!m_replay->open(error))
@@ -122,24 +149,8 @@ bool Server::openReplay(QString *error)
 void Server::replay()
 {
     QString error;
-    quint64 read = 0;
-    bool again = true;
-    while (again) {
-        qCInfo(lxMarketdLog, "replay begins: %s, %s", qUtf8Printable(m_settings.replay.folder),
-               qUtf8Printable(m_settings.replay.date));
-        m_currentDay.clear();
-        m_replay->run(&error);
-        const ReplayCount count = m_replay->totalCount();
-        qCInfo(lxMarketdLog, "replay ends: %s", qUtf8Printable(toString(count)));
-        // A replay without records is not repeated, which would be a busy loop.
-        again = m_settings.loop && error.isEmpty() && count.read > read;
-        read = count.read;
-        {
-            QMutexLocker locker(&m_mutex);
-            again = again && !m_stopping;
-        }
-        again = again && m_replay->rewind(&error);
-    }
+    while (replayRound(&error)) { }
+    m_hasEnded = true;
     QMetaObject::invokeMethod(
         this,
         [this, error] {
@@ -148,6 +159,36 @@ void Server::replay()
                 Q_EMIT failed(error);
         },
         Qt::QueuedConnection);
+}
+
+// Returns true if there is to be another round.
+bool Server::replayRound(QString *error)
+{
+    const quint64 readBefore = m_replay->totalCount().read;
+    // A short recording can be repeated thousands of times per second.
+    const std::optional<quint64> unlogged = m_roundLog.admit();
+    if (unlogged) {
+        const QString others = *unlogged > 0 ? QStringLiteral(" (%1 rounds not logged)").arg(*unlogged) : QString();
+        qCInfo(lxMarketdLog, "replay begins: %s, %s%s", qUtf8Printable(m_settings.replay.folder),
+               qUtf8Printable(m_settings.replay.date), qUtf8Printable(others));
+    }
+    m_currentDay.clear();
+    ++m_round;
+    LxBus::current()->openPublisher()->beginDay();
+    m_replay->run(error);
+    const ReplayCount count = m_replay->totalCount();
+    // A replay without records is not repeated, which would be a busy loop.
+    bool again = m_settings.loop && error->isEmpty() && count.read > readBefore;
+    {
+        QMutexLocker locker(&m_mutex);
+        again = again && !m_stopping;
+    }
+    again = again && m_replay->rewind(error);
+    if (unlogged || !again) {
+        m_brokenRows.writeCounts();
+        qCInfo(lxMarketdLog, "replay ends: %s", qUtf8Printable(toString(count)));
+    }
+    return again;
 }
 
 // On the replay's thread, at full speed. Records that are published while the broker cannot be reached would be lost.

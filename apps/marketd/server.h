@@ -1,9 +1,13 @@
 #pragma once
 
+#include "brokenrowlog.h"
 #include "currentdaybars.h"
 #include "programbus.h"
 #include "replay.h"
 #include "systemdnotifier.h"
+
+#include <lxbus/loglimit_p.h>
+#include <serviceannouncement.h>
 
 #include <QElapsedTimer>
 #include <QMutex>
@@ -11,8 +15,10 @@
 #include <QTimer>
 #include <QWaitCondition>
 
+#include <atomic>
 #include <memory>
 
+class Announcer;
 class LxThread;
 class Metrics;
 class RequestService;
@@ -55,8 +61,10 @@ Q_SIGNALS:
 private:
     bool openReplay(QString *error);
     void createMetrics();
+    ServiceAnnouncement announcement() const;
     bool isConnected();
     void replay();
+    bool replayRound(QString *error);
     void waitForConnection();
     void noteState(const LxBusState &state);
     void logProgress();
@@ -64,10 +72,16 @@ private:
     const Settings m_settings;
     ProgramBus m_bus;
     CurrentDayBars m_currentDay;
+    BrokenRowLog m_brokenRows; // used on the replay's thread, as is the next one
+    LxLogLimit m_roundLog;
+    std::atomic<qint64> m_round { 0 }; // of the replay
+    std::atomic<bool> m_hasEnded { false }; // the replay
+    std::atomic<qint64> m_requestsAnswered { 0 };
     std::unique_ptr<Metrics> m_metrics;
     std::unique_ptr<RequestService> m_service;
     std::unique_ptr<Replay> m_replay;
     std::unique_ptr<LxThread> m_thread;
+    std::unique_ptr<Announcer> m_announcer;
     SystemdNotifier m_systemd;
     QTimer m_progress;
     QElapsedTimer m_sinceProgress;

@@ -9,6 +9,7 @@
 #include <QVariant>
 
 #include <memory>
+#include <optional>
 
 /// Receives the messages of an endpoint. Called on the bus's threads, one call at a time for each endpoint; messages of
 /// one topic and publisher arrive in the order in which they were published. Not called after the endpoint's destructor
@@ -114,6 +115,22 @@ public:
     /// Waits until everything published before has been delivered to the receivers in this process and, with a broker,
     /// has reached the broker. False on time-out. Must not be called from a callback of the bus.
     virtual bool flush(int timeoutMs) = 0;
+    /// A trading day begins, or begins again: the broker forgets the transactions and orders that were published before
+    /// the previous call. Those since then are kept for clients that have not received them yet.
+    virtual void beginDay() = 0;
+};
+
+/// The streams in which a broker keeps records for those who missed them (docs/operations.md).
+struct LxBusStreams
+{
+    enum Storage { Memory, File };
+
+    Storage lastStorage = Memory; ///< of the last value of each symbol
+    qint64 lastBytes = 256LL * 1024 * 1024;
+    Storage ticksStorage = File; ///< of the transactions and orders
+    qint64 ticksBytes = 2LL * 1024 * 1024 * 1024;
+    int ticksHours = 12; ///< after which transactions and orders are forgotten
+    int replicas = 1; ///< in a cluster of brokers
 };
 
 /// How a bus behaves. The defaults suit interactive programs.
@@ -130,6 +147,12 @@ struct LxBusOptions
     bool sendAtOnce = true; ///< send each message immediately; false: collect for up to a millisecond, for throughput
     QString caFile; ///< trusted CA certificates (PEM); empty: LX_BUS_CA, or the system's
     QString credentialsFile; ///< the client's credentials; empty: LX_BUS_CREDENTIALS, or none
+    QString streamPrefix = QStringLiteral("LX"); ///< the names of the streams are this with "_LAST" and "_TICKS"
+    /// A new subscriber to transactions or orders receives all of the day that the broker keeps; false: the latest one.
+    bool ticksOfTheDay = true;
+    /// For the bus of a publisher: creates the streams if they are missing. The bus does not start if the broker has
+    /// other streams for these records, or none at all.
+    std::optional<LxBusStreams> streams;
 };
 
 /// The bus, which connects endpoints, services and publishers. Any thread.
@@ -147,6 +170,8 @@ public:
     virtual std::unique_ptr<LxBusPublisher> openPublisher() = 0;
     /// What this process's side of the bus has dropped.
     virtual const LxBusStatistics &statistics() const = 0;
+    /// The number of messages that wait for the receivers of this process, requests for its services included.
+    virtual quint64 waitingMessages() const = 0;
     /// The state of the connection to the broker.
     virtual LxBusConnection &connection() = 0;
 };
@@ -155,8 +180,9 @@ public:
 namespace LxBus {
 
 /// Starts the bus at `url`: "inproc:" within the process, "nats://[user[:password]@]host:port[,...]" through a broker,
-/// "tls://..." through a broker with encryption. Takes at most five seconds. False, with the reason in `error`, if the
-/// URL is invalid, the broker cannot be reached or refuses the connection, or a bus is already running.
+/// "tls://..." through a broker with encryption. Takes at most five seconds, or ten if it creates streams. False, with
+/// the reason in `error`, if the URL is invalid, the broker cannot be reached, refuses the connection or has no such
+/// streams, or a bus is already running.
 LXBUS_EXPORT bool start(const QString &url, const LxBusOptions &options = {}, QString *error = nullptr);
 /// The running bus; starts "inproc:" if none is running.
 LXBUS_EXPORT std::shared_ptr<LxBusTransport> current();

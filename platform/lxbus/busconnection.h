@@ -46,6 +46,8 @@ Q_SIGNALS:
     void stateChanged(const LxBusState &state);
     /// The broker denied permission to publish or to read a subject.
     void refused(const QString &reason);
+    /// No service answers LxBusTopics::presenceRequest, as the broker says.
+    void nobodyServes();
 
 private:
     mutable QMutex m_mutex; // guards m_state

@@ -70,6 +70,7 @@ public:
         return m_bus->hasListeners(topic, key);
     }
     bool flush(int timeoutMs) override { return m_bus->flush(timeoutMs); }
+    void beginDay() override { m_bus->beginDay(); }
 
 private:
     const std::shared_ptr<LxBusCore> m_bus;
@@ -117,6 +118,15 @@ std::shared_ptr<LxMailbox> LxBusCore::openMailbox(int limit, LxMailbox::Receiver
     else
         m_mailboxes.append(mailbox);
     return mailbox;
+}
+
+quint64 LxBusCore::waitingMessages() const
+{
+    quint64 messages = 0;
+    QMutexLocker locker(&m_mutex);
+    for (const auto &mailbox : m_mailboxes)
+        messages += mailbox->size();
+    return messages;
 }
 
 void LxBusCore::closeMailbox(LxMailbox *mailbox)
@@ -353,7 +363,10 @@ void LxBusCore::answerArrived(quint64 id, LxBusEndpoint::Result result, const QS
 
 void LxBusCore::dropped(LxBusDrop reason, const QString &type, quint64 count)
 {
-    m_statistics.drop(reason, type, count);
+    if (reason == LxBusDrop::NoService && type == LxBusTopics::presenceRequest)
+        Q_EMIT m_connection.nobodyServes();
+    else
+        m_statistics.drop(reason, type, count);
 }
 
 void LxBusCore::connectionLost(const QString &reason)

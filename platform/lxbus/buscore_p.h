@@ -25,6 +25,7 @@ public:
     std::unique_ptr<LxBusServicePort> openService(LxBusService *service) override;
     std::unique_ptr<LxBusPublisher> openPublisher() override;
     const LxBusStatistics &statistics() const override { return m_statistics; }
+    quint64 waitingMessages() const override;
     LxBusConnection &connection() override { return m_connection; }
 
     void subscribe(LxBusClient *client, const QString &topic);
@@ -40,6 +41,7 @@ public:
     int publish(const QString &topic, const QString &key, const QVariant &body);
     bool hasListeners(const QString &topic, const QString &key) const;
     bool flush(int timeoutMs);
+    void beginDay() { m_link->beginDay(); }
 
 private:
     int recordArrived(quint64 route, const QString &topic, const QString &key, const QVariant &body) override;

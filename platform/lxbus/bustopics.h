@@ -31,6 +31,9 @@ constexpr int TopicLimit = 128;
 
 /// The type of the message with which a client subscribes.
 LXBUS_EXPORT extern const QString subscribeRequest;
+/// The type of the message with which a client asks a service to announce itself. If there is no service, that is an
+/// answer (LxBusConnection::nobodyServes()), not a loss.
+LXBUS_EXPORT extern const QString presenceRequest;
 
 /// The LxRecordKind of a topic that is routed by symbol, or 0 if all subscribers of the topic receive all its messages.
 LXBUS_EXPORT int routingKind(const QString &topic);

@@ -103,6 +103,12 @@ bool LxMailbox::waitUntilDelivered(QDeadlineTimer deadline)
     return delivered();
 }
 
+quint64 LxMailbox::size()
+{
+    QMutexLocker locker(&m_mutex);
+    return waiting();
+}
+
 std::vector<LxDelivery> LxMailbox::close()
 {
     QMutexLocker locker(&m_mutex);

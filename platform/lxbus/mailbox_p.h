@@ -70,6 +70,8 @@ public:
     void waitForRoom(QDeadlineTimer deadline);
     /// Waits until everything queued before has been delivered. False on time-out.
     bool waitUntilDelivered(QDeadlineTimer deadline);
+    /// The number of waiting messages, the one being delivered included.
+    quint64 size();
     /// Accepts no further messages, and returns those that have not been delivered.
     std::vector<LxDelivery> close();
     /// Waits for the delivery in progress, unless it is on the calling thread.

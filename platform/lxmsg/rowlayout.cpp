@@ -22,39 +22,44 @@ LxRowLayout::Pointer LxRowLayout::create(const QVector<QString> &keys)
 }
 
 LxRowLayout::LxRowLayout(const QVector<QString> &keys)
-    : m_keys(deepCopies(keys)), m_guesses(new std::atomic<int>[static_cast<size_t>(keys.size()) + 1]),
-      m_knownCharacters(new std::atomic<const QChar *>[static_cast<size_t>(keys.size()) + 1])
+    : m_keys(deepCopies(keys)), m_known(new std::atomic<const Known *>[static_cast<size_t>(keys.size())]),
+      m_next(new std::atomic<const Known *>[static_cast<size_t>(keys.size()) + 1])
 {
     m_indexes.reserve(m_keys.size());
     for (int i = m_keys.size() - 1; i >= 0; --i)
         m_indexes.insert(m_keys.at(i), i);
-    for (int i = 0; i <= m_keys.size(); ++i) {
-        m_guesses[static_cast<size_t>(i)] = i;
-        m_knownCharacters[static_cast<size_t>(i)] = nullptr;
+    const auto count = static_cast<size_t>(m_keys.size());
+    m_own.reserve(count);
+    for (size_t i = 0; i < count; ++i) {
+        const QString &key = m_keys.at(static_cast<int>(i));
+        m_own.push_back({ key, m_indexes.value(key) });
+        m_known[i] = m_next[i] = &m_own[i];
     }
+    m_next[count] = nullptr;
 }
 
 int LxRowLayout::findByCharacters(const QString &key, int previous) const
 {
-    std::atomic<int> &guess = m_guesses[static_cast<size_t>(previous + 1)];
-    const int guessed = guess.load(std::memory_order_relaxed);
-    const int found = guessed < m_keys.size() && m_keys.at(guessed) == key ? guessed : m_indexes.value(key, -1);
-    if (found >= 0) {
-        guess.store(found, std::memory_order_relaxed);
-        remember(found, key);
-    }
+    std::atomic<const Known *> &next = m_next[static_cast<size_t>(previous + 1)];
+    const Known *guess = next.load(std::memory_order_acquire);
+    const int found = guess && guess->key == key ? guess->index : m_indexes.value(key, -1);
+    if (found >= 0)
+        next.store(remember(found, key), std::memory_order_release);
     return found;
 }
 
-void LxRowLayout::remember(int index, const QString &key) const
+// The entry of `index`, from now on with this string if it is the first of a reader.
+const LxRowLayout::Known *LxRowLayout::remember(int index, const QString &key) const
 {
-    std::atomic<const QChar *> &known = m_knownCharacters[static_cast<size_t>(index)];
+    std::atomic<const Known *> &known = m_known[static_cast<size_t>(index)];
+    const Known *const own = &m_own[static_cast<size_t>(index)];
     // Other characters may change under the string: those of a literal when its library is unloaded.
-    if (known.load(std::memory_order_relaxed) || !LxQtInternals::ownsCharacters(key))
-        return;
-    const std::lock_guard<std::mutex> locker(m_knownKeysMutex);
-    if (known.load(std::memory_order_relaxed))
-        return;
-    m_knownKeys.append(key);
-    known.store(key.constData(), std::memory_order_relaxed);
+    if (known.load(std::memory_order_acquire) == own && LxQtInternals::ownsCharacters(key)) {
+        const std::lock_guard<std::mutex> locker(m_mutex);
+        if (known.load(std::memory_order_relaxed) == own) {
+            m_readers.push_back({ key, index });
+            known.store(&m_readers.back(), std::memory_order_release);
+        }
+    }
+    return known.load(std::memory_order_acquire);
 }

@@ -7,8 +7,10 @@
 #include <QVector>
 
 #include <atomic>
+#include <deque>
 #include <memory>
 #include <mutex>
+#include <vector>
 
 /// The keys of a row, in order: what all records of one kind have in common.
 ///
@@ -29,26 +31,30 @@ public:
     /// The index of `key`, or -1. `previous` is the index that the reader's previous look-up found, -1 at first.
     int find(const QString &key, int previous) const
     {
-        const int next = previous + 1;
-        const auto guess = static_cast<size_t>(m_guesses[static_cast<size_t>(next)].load(std::memory_order_relaxed));
-        const bool isKnown = m_knownCharacters[guess].load(std::memory_order_relaxed) == key.constData()
-            && m_keys.at(static_cast<int>(guess)).size() == key.size();
-        return isKnown ? static_cast<int>(guess) : findByCharacters(key, previous);
+        const Known *next = m_next[static_cast<size_t>(previous + 1)].load(std::memory_order_acquire);
+        return next && next->key.isSharedWith(key) ? next->index : findByCharacters(key, previous);
     }
 
 private:
     explicit LxRowLayout(const QVector<QString> &keys);
 
+    // A key and its index. The string is the layout's own, or that of a reader who has looked up the key.
+    struct Known
+    {
+        QString key;
+        int index;
+    };
+
     int findByCharacters(const QString &key, int previous) const;
-    void remember(int index, const QString &key) const;
+    const Known *remember(int index, const QString &key) const;
 
     const QVector<QString> m_keys;
     QHash<QString, int> m_indexes;
-    // By previous index + 1: the index that was last found after it. Only a hint, so relaxed memory order suffices.
-    std::unique_ptr<std::atomic<int>[]> m_guesses;
-    // By index: the characters of a string that a reader has asked with. m_knownKeys keeps them alive and unchanged.
-    // The last one stands for no key and is always null.
-    std::unique_ptr<std::atomic<const QChar *>[]> m_knownCharacters;
-    mutable std::mutex m_knownKeysMutex;
-    mutable QVector<QString> m_knownKeys; // guarded by m_knownKeysMutex
+    std::vector<Known> m_own; // by index
+    std::unique_ptr<std::atomic<const Known *>[]>
+        m_known; // by index: the entry with a reader's string, or else the own
+    // By previous index + 1: what was last found after it. Only a hint.
+    std::unique_ptr<std::atomic<const Known *>[]> m_next;
+    mutable std::mutex m_mutex;
+    mutable std::deque<Known> m_readers; // guarded by m_mutex; entries stay where they are
 };

@@ -10,6 +10,8 @@
 #include <QLabel>
 #include <QLoggingCategory>
 
+#include <csignal>
+
 #define VERIFY_SOON(condition) QTRY_VERIFY_WITH_TIMEOUT(condition, 60000)
 
 class tst_board_bus : public QObject
@@ -22,6 +24,8 @@ private Q_SLOTS:
     void boardRecoversWhenTheBrokerReturns();
 
 private:
+    void serve(const char *options);
+
     NatsBroker m_broker;
     std::unique_ptr<RunningProgram> m_service;
     std::unique_ptr<MarketHost> m_host;
@@ -34,11 +38,7 @@ void tst_board_bus::initTestCase()
         qunsetenv(name);
     QVERIFY2(m_broker.start(), m_broker.log());
     const QString data = QStringLiteral(LX_DATA_DIR);
-    m_service.reset(new RunningProgram(
-        QStringLiteral(LX_MARKETD_PROGRAM),
-        { QStringLiteral("serve"), QStringLiteral("--bus"), m_broker.url(), QStringLiteral("--data"), data,
-          QStringLiteral("--date"), QStringLiteral("20211201"), QStringLiteral("--speed"), QStringLiteral("60") }));
-    VERIFY_SOON(m_service->err().contains("ready"));
+    serve("--date 20211201 --speed 60");
     MarketHost::Options options;
     options.bus.url = m_broker.url();
     options.folder = data;
@@ -46,6 +46,15 @@ void tst_board_bus::initTestCase()
     QString error;
     QVERIFY2(m_host->open(&error), qPrintable(error));
     m_host->start();
+}
+
+void tst_board_bus::serve(const char *options)
+{
+    m_service.reset(new RunningProgram(QStringLiteral(LX_MARKETD_PROGRAM),
+                                       QStringList { QStringLiteral("serve"), QStringLiteral("--bus"), m_broker.url(),
+                                                     QStringLiteral("--data"), QStringLiteral(LX_DATA_DIR) }
+                                           + QString::fromLatin1(options).split(QLatin1Char(' '))));
+    VERIFY_SOON(m_service->err().contains("ready"));
 }
 
 void tst_board_bus::firstStartShowsTheWholeMarket()
@@ -82,6 +91,13 @@ void tst_board_bus::boardRecoversWhenTheBrokerReturns()
     VERIFY_SOON(connection->text() == QStringLiteral("Connected"));
     VERIFY_SOON(window.quotes().quoteAt(0).time > before);
     QCOMPARE(window.quotes().status(), LxQuoteTableModel::Live);
+
+    const auto *service = window.findChild<QLabel *>(QStringLiteral("serviceStatus"));
+    VERIFY_SOON(!service->text().startsWith(QStringLiteral("No service")));
+    m_service->signal(SIGKILL);
+    VERIFY_SOON(service->text().startsWith(QStringLiteral("No service since ")));
+    serve("--date 20211201 --speed 60 --to 09:32 --loop");
+    VERIFY_SOON(service->text().contains(QStringLiteral("The market time has gone back to ")));
     window.close(); // while the market runs
 }
 

@@ -41,7 +41,9 @@ using Row = QMap<QString, QVariant>;
 /// True if this run is to use a bus through a broker: LX_TEST_BUS is "nats".
 bool isBehindBroker();
 /// Starts the bus of this run, within the process or through a broker of the test's own that ends with the application.
-void startBus(const LxBusOptions &options = {});
+void startBus(LxBusOptions options = {});
+/// Empties the streams of the broker, if there is one, so that late joiners do not get the records of other tests.
+void forgetRecords();
 
 /// Waits until the bus has delivered everything published so far, and the latest records of new subscriptions.
 void flushBus();

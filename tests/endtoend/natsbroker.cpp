@@ -10,6 +10,8 @@
 
 #include <csignal>
 
+#include <nats/nats.h>
+
 #include <sys/prctl.h>
 #include <sys/types.h>
 
@@ -44,8 +46,10 @@ NatsBroker::NatsBroker(const QByteArray &config)
 
 void NatsBroker::configure(const QByteArray &config)
 {
+    const QByteArray text =
+        config.contains("jetstream") ? config : config + "\njetstream { store_dir: \"jetstream\" }\n";
     QFile file(filePath(configFile));
-    if (!m_folder.isValid() || !file.open(QIODevice::WriteOnly) || file.write(config) != config.size())
+    if (!m_folder.isValid() || !file.open(QIODevice::WriteOnly) || file.write(text) != text.size())
         qFatal("cannot write %s", qPrintable(file.fileName()));
 }
 
@@ -96,6 +100,19 @@ void NatsBroker::kill()
     m_process->kill();
     m_process->waitForFinished(PatienceMs);
     m_process.reset();
+}
+
+void NatsBroker::forgetRecords()
+{
+    natsConnection *connection = nullptr;
+    jsCtx *jetStream = nullptr;
+    if (natsConnection_ConnectTo(&connection, qPrintable(url())) != NATS_OK
+        || natsConnection_JetStream(&jetStream, connection, nullptr) != NATS_OK
+        || js_PurgeStream(jetStream, "LX_LAST", nullptr, nullptr) != NATS_OK
+        || js_PurgeStream(jetStream, "LX_TICKS", nullptr, nullptr) != NATS_OK)
+        qFatal("cannot empty the streams");
+    jsCtx_Destroy(jetStream);
+    natsConnection_Destroy(connection);
 }
 
 void NatsBroker::freeze()

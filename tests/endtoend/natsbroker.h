@@ -17,7 +17,7 @@ class NatsBroker
 {
 public:
     /// `config`: text of its configuration file, without an address (users, TLS, limits). Paths in it are relative to
-    /// folder().
+    /// folder(). The broker keeps its streams there, unless `config` configures JetStream itself.
     explicit NatsBroker(const QByteArray &config = QByteArray());
     /// Sets the configuration for the next start().
     void configure(const QByteArray &config);
@@ -33,6 +33,9 @@ public:
     /// Stops the broker (SIGSTOP) and continues it: simulates a broker that hangs while its connections stay open.
     void freeze();
     void thaw();
+
+    /// Empties the streams.
+    void forgetRecords();
 
     /// The port of the last start.
     int port() const { return m_port; }

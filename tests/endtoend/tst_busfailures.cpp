@@ -51,6 +51,9 @@ private Q_SLOTS:
     void refusalEndsThem();
     void foreignBrokerEndsThem_data();
     void foreignBrokerEndsThem();
+    void missingStreamsEndTheService_data();
+    void missingStreamsEndTheService();
+    void fullStreamEndsTheService();
     void closedConnectionEndsThem();
     void terminalShowsTheState();
     void documentedConfigurationSeparatesServicesFromClients();
@@ -183,6 +186,69 @@ void tst_BusFailures::foreignBrokerEndsThem()
     const auto running = start(program, broker.url(QString(), tls), { QStringLiteral("--bus-ca"), authority });
     QCOMPARE(running->exitCode(), 1);
     QVERIFY2(running->err().contains("SSL"), running->err());
+}
+
+void tst_BusFailures::missingStreamsEndTheService_data()
+{
+    QTest::addColumn<QByteArray>("config");
+    QTest::addColumn<QString>("options");
+    QTest::addColumn<QByteArray>("complaint");
+
+    QTest::newRow("no JetStream") << QByteArray("jetstream: disabled\n") << QString()
+                                  << QByteArray("JetStream is not enabled");
+    QTest::newRow("other limit") << QByteArray() << QStringLiteral("--last-size 7")
+                                 << QByteArray(
+                                        "LX_LAST with another configuration: max_bytes is 268435456, not 7340032");
+    QTest::newRow("other storage") << QByteArray() << QStringLiteral("--ticks-storage memory")
+                                   << QByteArray("LX_TICKS with another configuration: storage is file, not memory");
+    QTest::newRow("other names") << QByteArray() << QStringLiteral("--bus-streams OTHER")
+                                 << QByteArray("OTHER_LAST: subjects overlap with an existing stream");
+    QTest::newRow("no space") << QByteArray("jetstream { store_dir: \"jetstream\", max_file_store: 1GB }\n")
+                              << QString() << QByteArray("LX_TICKS: insufficient storage resources available");
+}
+
+void tst_BusFailures::missingStreamsEndTheService()
+{
+    QFETCH(QByteArray, config);
+    QFETCH(QString, options);
+    QFETCH(QByteArray, complaint);
+
+    NatsBroker broker(config);
+    QVERIFY2(broker.start(), broker.log());
+    std::unique_ptr<RunningProgram> other;
+    if (!options.isEmpty()) {
+        other = start(QStringLiteral("service"), broker.url());
+        VERIFY_SOON(other->err().contains("marketd: ready"));
+    }
+    const auto service =
+        start(QStringLiteral("service"), broker.url(), options.split(QLatin1Char(' '), Qt::SkipEmptyParts));
+    QCOMPARE(service->exitCode(), 1);
+    QVERIFY2(service->err().contains(complaint), service->err());
+    QVERIFY2(!service->err().contains("marketd: ready"), service->err());
+}
+
+void tst_BusFailures::fullStreamEndsTheService()
+{
+    constexpr int Symbols = 8000; // more than fit into a megabyte
+    NatsBroker broker;
+    QVERIFY2(broker.start(), broker.log());
+    RecordingFolder recordings;
+    QByteArray rows = "MDDate,MDTime,Symbol,PreClosePx,LastPx,TotalVolumeTrade,TotalValueTrade\n";
+    for (int i = 0; i < Symbols; ++i)
+        rows += "20230201,093000000," + QByteArray::number(600000 + i) + ".SH,1800,1800,100,180000\n";
+    recordings.write(smallFile, rows);
+    const QStringList command = QStringList { QStringLiteral("serve"), QStringLiteral("--bus"), broker.url(),
+                                              QStringLiteral("--data"), recordings.path() }
+        + words("--speed max --last-size 1");
+    RunningProgram service(marketd, command);
+    QCOMPARE(service.exitCode(), 1);
+    QVERIFY2(service.err().contains("the stream LX_LAST does not accept a record: maximum bytes exceeded"),
+             service.err());
+    // It does not begin with a stream that is full.
+    RunningProgram again(marketd, command);
+    QCOMPARE(again.exitCode(), 1);
+    QVERIFY2(again.err().contains("the stream LX_LAST is full: "), again.err());
+    QVERIFY2(!again.err().contains("marketd: ready"), again.err());
 }
 
 void tst_BusFailures::closedConnectionEndsThem()

@@ -128,6 +128,7 @@ class tst_Derived : public QObject
 
 private Q_SLOTS:
     void initTestCase();
+    void init() { Market::forgetRecords(); }
     void figuresOfTheRowAlone_data() { addDates(); }
     void figuresOfTheRowAlone();
     void deepDataPatchesTheLastQuotes();

@@ -4,6 +4,7 @@
 #include "quotefields.h"
 
 #include <importer.h>
+#include <storeconnection.h>
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -187,16 +188,27 @@ private Q_SLOTS:
     void snapshotJsonIsTheRecord();
     void snapshotOfAnUnknownSymbolFails();
     void snapshotOfAFutureIsTheLastQuote();
+    void averageOfAFutureIsAPrice_data();
+    void averageOfAFutureIsAPrice();
     void onlyTheTimeWindowIsShown();
     void symbolsAreUnderstood_data();
     void symbolsAreUnderstood();
     void symbolsComeFromAFile();
     void symbolsThatAreNotUnderstoodAreReported_data();
     void symbolsThatAreNotUnderstoodAreReported();
+    void argumentsAfterTwoDashesAreSymbols();
     void symbolsCommandTellsWhatThereIs();
     void latestDayIsReplayedByDefault();
+    void latestDayHasWhatIsShown();
+    void allAreThoseOfTheDay();
+    void symbolsWithoutRecordsAreNamed();
+    void latestRecordingThatCannotBeReadExitsWith2_data();
+    void latestRecordingThatCannotBeReadExitsWith2();
     void dayWithoutRecordingsExitsWith2();
     void formatsHoldTheSameRecords();
+    void fieldsOfATable();
+    void limitOfSheetsAndCandles();
+    void candlesHaveNoFields();
     void limitEndsEarly_data();
     void limitEndsEarly();
     void csvHoldsOneType();
@@ -205,7 +217,13 @@ private Q_SLOTS:
     void outputThatCannotBeWrittenExitsWith1();
     void readerThatLeavesIsNoError();
     void programsThatStartTogetherShareTheStore();
+    void storeOfTheUserMustBeCurrent_data();
+    void storeOfTheUserMustBeCurrent();
     void optionsComeFromConfigurationAndEnvironment();
+    void settingsOfOneCommandGoBeforeThoseOfAll();
+    void optionOfOtherCommandsIsNotRead();
+    void invalidSettingsExitWith2_data();
+    void invalidSettingsExitWith2();
     void libraryStartsWithoutAWarning();
     void usageErrorsExitWith2_data();
     void usageErrorsExitWith2();
@@ -387,7 +405,10 @@ void tst_LxQuote::snapshotSheetHasEveryFieldAndTheLadder()
     }
     QCOMPARE(values.value("LastPx"), QByteArray::number(last.LastPx, 'f', 2));
     QCOMPARE(values.value("Change"), QByteArray("-0.79"));
-    QCOMPARE(values.value("MDTime"), last.MDTime.toUtf8());
+    const QByteArray time = last.MDTime.toUtf8();
+    QCOMPARE(values.value("MDTime"),
+             time.mid(0, 2) + ':' + time.mid(2, 2) + ':' + time.mid(4, 2) + '.' + time.mid(6, 3));
+    QCOMPARE(values.value("MDDate"), QByteArray("2023-02-01"));
     QCOMPARE(values.value("PERatio"), QByteArray("-"));
     for (int level = 0; level < STOCK_BOOK_LEVELS; ++level) {
         const QLocale english(QLocale::English);
@@ -460,6 +481,32 @@ void tst_LxQuote::snapshotOfAFutureIsTheLastQuote()
     QVERIFY2(sheet.out.contains("\n  bid 1       5231.0"), sheet.out);
 }
 
+void tst_LxQuote::averageOfAFutureIsAPrice_data()
+{
+    QTest::addColumn<QString>("contract");
+    QTest::addColumn<QJsonValue>("average");
+
+    QTest::newRow("stock index") << QStringLiteral("IF2101.CF") << QJsonValue(5230.4);
+    QTest::newRow("bond of two years") << QStringLiteral("TS2103.CF") << QJsonValue(78.456);
+    QTest::newRow("unknown contract") << QStringLiteral("XX2103.CF") << QJsonValue(QJsonValue::Null);
+}
+
+void tst_LxQuote::averageOfAFutureIsAPrice()
+{
+    QFETCH(QString, contract);
+    QFETCH(QJsonValue, average);
+
+    RecordingFolder folder;
+    folder.write(QStringLiteral("future_snapshots_20210104.csv"),
+                 "MDDate,MDTime,Symbol,PreSettlePrice,LastPx,TotalVolumeTrade,TotalValueTrade\n"
+                 "20210104,092900400,"
+                     + contract.toUtf8() + ",5216.2,5230,100,156912000\n");
+    const Program::Result result =
+        Program::run(snapshot(folder.path(), { QStringLiteral("--format"), QStringLiteral("ndjson"), contract }));
+    QVERIFY2(result.exitCode == 0, result.err);
+    QCOMPARE(parsed(result.out).value(QStringLiteral("AvgPx")), average);
+}
+
 void tst_LxQuote::onlyTheTimeWindowIsShown()
 {
     RecordingFolder folder;
@@ -493,13 +540,14 @@ void tst_LxQuote::symbolsAreUnderstood_data()
     row("market and code", { QStringLiteral("SH600519") });
     row("market and code in lower case", { QStringLiteral("sh600519") });
     row("name", { QStringLiteral("贵州茅台") });
-    row("initials of a stock and an index", { QStringLiteral("gzmt") });
+    row("initials", { QStringLiteral("mdjt") }, "000333.SZ");
     row("blanks", { QStringLiteral("000333 600519") }, "000333.SZ\n600519.SH");
     row("commas", { QStringLiteral("000333,600519,") }, "000333.SZ\n600519.SH");
     row("arguments", { QStringLiteral("600519"), QStringLiteral("MDJT") }, "600519.SH\n000333.SZ");
-    row("twice", { QStringLiteral("600519"), QStringLiteral("GZMT") });
+    row("twice", { QStringLiteral("600519"), QStringLiteral("SH600519") });
     row("all that are recorded", { QStringLiteral("--all") }, "000333.SZ\n600519.SH");
     row("symbol without a name", { QStringLiteral("IF2101.CF") }, "IF2101.CF");
+    row("code of a symbol without a name", { QStringLiteral("if2101") }, "IF2101.CF");
 }
 
 void tst_LxQuote::symbolsAreUnderstood()
@@ -550,6 +598,12 @@ void tst_LxQuote::symbolsThatAreNotUnderstoodAreReported_data()
     QTest::newRow("other market") << QStringLiteral("600519.SZ")
                                   << QStringLiteral("unknown symbol \"600519.SZ\"; did you mean 600519.SH 贵州茅台?");
     QTest::newRow("unknown") << QStringLiteral("999999.XX") << QStringLiteral("unknown symbol \"999999.XX\"");
+    QTest::newRow("initials of a stock and an index")
+        << QStringLiteral("gzmt") << QStringLiteral("\"gzmt\" is ambiguous: 600519.SH 贵州茅台, SZ399436.SZ 国证煤炭");
+    // Every security whose code has this digit would be no help.
+    QTest::newRow("a digit") << QStringLiteral("-1") << QStringLiteral("unknown symbol \"-1\"\n");
+    QTest::newRow("escape sequence") << QStringLiteral("a\x1b[31mb\x7f")
+                                     << QStringLiteral("unknown symbol \"a\\x1b[31mb\\x7f\"");
     QTest::newRow("nothing") << QStringLiteral(",") << QStringLiteral("no symbol is given");
 }
 
@@ -564,6 +618,18 @@ void tst_LxQuote::symbolsThatAreNotUnderstoodAreReported()
     QCOMPARE(result.exitCode, 2);
     QVERIFY2(result.err.contains(complaint.toUtf8()), result.err);
     QCOMPARE(result.out, QByteArray()); // nothing has run
+}
+
+void tst_LxQuote::argumentsAfterTwoDashesAreSymbols()
+{
+    RecordingFolder folder({ QStringLiteral("securities.csv") });
+    folder.write(smallFile, smallRecording);
+    const QStringList options = atOnce({ QStringLiteral("--limit"), QStringLiteral("1"), QStringLiteral("--") });
+    QCOMPARE(Program::run(watch(folder.path(), options + QStringList { symbol })).exitCode, 0);
+    const Program::Result result =
+        Program::run(watch(folder.path(), options + QStringList { QStringLiteral("--data") }));
+    QCOMPARE(result.exitCode, 2);
+    QVERIFY2(result.err.contains("unknown symbol \"--data\"\n"), result.err);
 }
 
 void tst_LxQuote::symbolsCommandTellsWhatThereIs()
@@ -603,6 +669,106 @@ void tst_LxQuote::latestDayIsReplayedByDefault()
     }
 }
 
+void tst_LxQuote::latestDayHasWhatIsShown()
+{
+    RecordingFolder folder;
+    folder.write(smallFile, smallRecording);
+    folder.write(QStringLiteral("transactions_20230202.csv"),
+                 "MDDate,MDTime,Symbol,TradePrice,TradeQty,TradeMoney,TradeBSFlag\n"
+                 "20230202,093000000,600519.SH,1810.25,200,362050,1\n");
+    const auto day = [&folder](const QStringList &more) {
+        const Program::Result result = Program::run(
+            watch(folder.path(),
+                  atOnce(QStringList { QStringLiteral("--format"), QStringLiteral("csv"), QStringLiteral("--fields"),
+                                       QStringLiteral("MDDate"), QStringLiteral("--limit"), QStringLiteral("1") }
+                         + more)));
+        return result.lines().value(1);
+    };
+    for (const QString &which : { symbol, QStringLiteral("--all") }) {
+        QCOMPARE(day({ which }), QByteArray("20230201"));
+        QCOMPARE(day({ which, QStringLiteral("--kinds"), QStringLiteral("quote,trade") }), QByteArray("20230201"));
+        QCOMPARE(day({ which, QStringLiteral("--kinds"), QStringLiteral("trade") }), QByteArray("20230202"));
+    }
+    const Program::Result last = Program::run(snapshot(folder.path(), { symbol }));
+    QVERIFY2(last.exitCode == 0 && last.out.contains("2023-02-01"), last.err);
+}
+
+void tst_LxQuote::allAreThoseOfTheDay()
+{
+    RecordingFolder folder;
+    folder.write(smallFile, smallRecording);
+    folder.write(QStringLiteral("stock_snapshots_20230131.csv"),
+                 "MDDate,MDTime,Symbol,PreClosePx,LastPx,TotalVolumeTrade\n20230131,093000000,600000.SH,1,2,3\n");
+    folder.write(QStringLiteral("transactions_20230202.csv"),
+                 "MDDate,MDTime,Symbol,TradePrice,TradeQty,TradeMoney,TradeBSFlag\n"
+                 "20230202,093000000,600519.SH,1810.25,200,362050,1\n");
+    const QStringList all { QStringLiteral("--format"), QStringLiteral("csv"), QStringLiteral("--fields"),
+                            QStringLiteral("Symbol"), QStringLiteral("--all") };
+    const Program::Result latest = Program::run(snapshot(folder.path(), all));
+    QVERIFY2(latest.exitCode == 0 && !latest.err.contains("no quote"), latest.err);
+    QCOMPARE(latest.out, QByteArray("Symbol\n000333.SZ\n600519.SH\n"));
+    const auto ofDay = [&](const char *day) {
+        return Program::run(
+            snapshot(folder.path(), all + QStringList { QStringLiteral("--date"), QLatin1String(day) }));
+    };
+    QCOMPARE(ofDay("20230131").out, QByteArray("Symbol\n600000.SH\n"));
+    const Program::Result none = ofDay("20230202");
+    QCOMPARE(none.exitCode, 2);
+    QVERIFY2(none.err.contains("no quotes are recorded on 2023-02-02; there are some of 2023-01-31, 2023-02-01\n"),
+             none.err);
+}
+
+void tst_LxQuote::symbolsWithoutRecordsAreNamed()
+{
+    RecordingFolder folder({ QStringLiteral("securities.csv") });
+    folder.write(smallFile, smallRecording);
+    folder.write(QStringLiteral("stock_snapshots_20230131.csv"),
+                 "MDDate,MDTime,Symbol,PreClosePx,LastPx,TotalVolumeTrade\n20230131,093000000,600000.SH,1,2,3\n");
+    const Program::Result result = Program::run(
+        watch(folder.path(), atOnce({ symbol, QStringLiteral("600000.SH"), QStringLiteral("600004.SH") })));
+    QVERIFY2(result.exitCode == 0, result.err);
+    QCOMPARE(result.err,
+             QByteArray("lxquote: no quotes of 600000.SH are recorded on 2023-02-01; the latest are of 2023-01-31\n"
+                        "lxquote: no quotes of 600004.SH are recorded\n"));
+}
+
+void tst_LxQuote::latestRecordingThatCannotBeReadExitsWith2_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<int>("bytes"); // of the compressed recording
+    QTest::addColumn<bool>("isLatest");
+
+    QTest::newRow("empty") << QStringLiteral("stock_snapshots_20230202.csv.gz") << 0 << true;
+    QTest::newRow("cut off") << QStringLiteral("stock_snapshots_20230202.csv.gz") << 40 << true;
+    QTest::newRow("of the same day") << QStringLiteral("index_snapshots_20230201.csv.gz") << 40 << true;
+    QTest::newRow("of an earlier day") << QStringLiteral("stock_snapshots_20230131.csv.gz") << 40 << false;
+}
+
+void tst_LxQuote::latestRecordingThatCannotBeReadExitsWith2()
+{
+    QFETCH(QString, name);
+    QFETCH(int, bytes);
+    QFETCH(bool, isLatest);
+
+    RecordingFolder folder;
+    folder.write(smallFile, smallRecording);
+    folder.writeGzip(name, "MDDate,MDTime,Symbol,PreClosePx,LastPx\n20230202,093000000,600519.SH,1800,1801\n", bytes);
+    const QStringList commands[] { watch(folder.path(), atOnce({ symbol })),
+                                   watch(folder.path(), atOnce({ QStringLiteral("--all") })),
+                                   snapshot(folder.path(), { symbol }) };
+    for (const QStringList &command : commands) {
+        const Program::Result result = Program::run(command);
+        if (!isLatest) {
+            QVERIFY2(result.exitCode == 0, result.err);
+            continue;
+        }
+        QCOMPARE(result.exitCode, 2);
+        QCOMPARE(result.out, QByteArray());
+        QCOMPARE(result.err.count(name.toUtf8()), 1);
+        QVERIFY2(result.err.contains("specify one (--date)"), result.err);
+    }
+}
+
 void tst_LxQuote::dayWithoutRecordingsExitsWith2()
 {
     RecordingFolder folder;
@@ -638,14 +804,57 @@ void tst_LxQuote::formatsHoldTheSameRecords()
     QCOMPARE(QJsonDocument::fromJson(run("json").out).array(), expected);
 }
 
+void tst_LxQuote::fieldsOfATable()
+{
+    RecordingFolder folder;
+    folder.write(smallFile, smallRecording);
+    const QStringList fields { QStringLiteral("--fields"), QStringLiteral("MDTime,LastPx,PERatio"), symbol };
+    const Program::Result lines = Program::run(watch(folder.path(), atOnce(fields)));
+    QVERIFY2(lines.exitCode == 0, lines.err);
+    QCOMPARE(lines.lines().mid(0, 4),
+             (QList<QByteArray> { "MDTime              LastPx  PERatio", "09:30:00.000       1800.00  -",
+                                  "09:30:01.000       1790.00  -", "09:30:02.000       1810.25  -" }));
+    const Program::Result last = Program::run(snapshot(folder.path(), fields));
+    QCOMPARE(last.lines(), (QList<QByteArray> { "MDTime         LastPx  PERatio", "09:30:02.000  1810.25  -" }));
+}
+
+void tst_LxQuote::limitOfSheetsAndCandles()
+{
+    RecordingFolder folder;
+    folder.write(smallFile, smallRecording);
+    const Program::Result sheets = Program::run(snapshot(
+        folder.path(), { symbol, QStringLiteral("000333.SZ"), QStringLiteral("--limit"), QStringLiteral("1") }));
+    QVERIFY2(sheets.exitCode == 0, sheets.err);
+    QVERIFY2(sheets.out.startsWith("600519.SH") && !sheets.out.contains("000333.SZ"), sheets.out);
+    const Program::Result candles = Program::run(
+        { QStringLiteral("kline"), QStringLiteral("600000.SH"), QStringLiteral("--store"), m_store,
+          QStringLiteral("--from"), QStringLiteral("20230101"), QStringLiteral("--to"), QStringLiteral("20230201"),
+          QStringLiteral("--format"), QStringLiteral("candles"), QStringLiteral("--limit"), QStringLiteral("5") });
+    QVERIFY2(candles.out.startsWith("600000.SH, 5 bars, 2023-01-03 to 2023-01-09\n"), candles.out + candles.err);
+}
+
+void tst_LxQuote::candlesHaveNoFields()
+{
+    const QStringList kline { QStringLiteral("kline"),    QStringLiteral("600000.SH"),
+                              QStringLiteral("--store"),  m_store,
+                              QStringLiteral("--from"),   QStringLiteral("20230103"),
+                              QStringLiteral("--to"),     QStringLiteral("20230103"),
+                              QStringLiteral("--fields"), QStringLiteral("MDDate,ClosePx") };
+    const Program::Result refused =
+        Program::run(kline + QStringList { QStringLiteral("--format"), QStringLiteral("candles") });
+    QCOMPARE(refused.exitCode, 2);
+    QVERIFY2(refused.err.contains("candles have no fields"), refused.err);
+    QCOMPARE(Program::run(kline).out, QByteArray("MDDate      ClosePx\n2023-01-03     7.23\n"));
+}
+
 void tst_LxQuote::limitEndsEarly_data()
 {
     QTest::addColumn<QString>("format");
     QTest::addColumn<int>("lines");
 
-    QTest::newRow("table") << QStringLiteral("table") << 2;
-    QTest::newRow("ndjson") << QStringLiteral("ndjson") << 2;
-    QTest::newRow("csv") << QStringLiteral("csv") << 3;
+    QTest::newRow("table") << QStringLiteral("table") << 3;
+    QTest::newRow("ndjson") << QStringLiteral("ndjson") << 3;
+    QTest::newRow("csv") << QStringLiteral("csv") << 4;
 }
 
 void tst_LxQuote::limitEndsEarly()
@@ -655,11 +864,11 @@ void tst_LxQuote::limitEndsEarly()
 
     RecordingFolder folder;
     folder.write(smallFile, smallRecording + "20230201,150000000,600519.SH,1800,1800,100,180000\n");
-    // Without a limit the replay would go on for half an hour.
-    const Program::Result result =
-        Program::run(watch(folder.path(),
-                           { QStringLiteral("--speed"), QStringLiteral("10"), QStringLiteral("--limit"),
-                             QStringLiteral("2"), QStringLiteral("--format"), format, symbol }));
+    // The fourth record is due in half an hour.
+    const Program::Result result = Program::run(
+        watch(folder.path(),
+              { QStringLiteral("--speed"), QStringLiteral("10"), QStringLiteral("--keep-pauses"),
+                QStringLiteral("--limit"), QStringLiteral("3"), QStringLiteral("--format"), format, symbol }));
     QVERIFY2(result.exitCode == 0, result.err);
     const QList<QByteArray> all = result.lines();
     const int end = format == QLatin1String("table") ? all.indexOf(QByteArray()) : all.size();
@@ -775,6 +984,57 @@ void tst_LxQuote::programsThatStartTogetherShareTheStore()
     QCOMPARE(messages.count("building a store"), 1);
 }
 
+void tst_LxQuote::storeOfTheUserMustBeCurrent_data()
+{
+    QTest::addColumn<QString>("statement"); // that changes the store
+    QTest::addColumn<bool>("changesSource");
+    QTest::addColumn<QByteArray>("reason");
+
+    const QByteArray advice = "; import the data again (marketd import DIR ";
+    QTest::newRow("changed source") << QString() << true << "has changed since the store was built" + advice;
+    QTest::newRow("other version") << QStringLiteral("PRAGMA user_version = 1") << false
+                                   << QByteArray("a store of version 1");
+    QTest::newRow("not a store") << QStringLiteral("PRAGMA application_id = 1") << false << QByteArray("not a store");
+    QTest::newRow("current") << QString() << false << QByteArray();
+}
+
+void tst_LxQuote::storeOfTheUserMustBeCurrent()
+{
+    QFETCH(QString, statement);
+    QFETCH(bool, changesSource);
+    QFETCH(QByteArray, reason);
+
+    RecordingFolder folder;
+    folder.write(QStringLiteral("securities.csv"), "Symbol,SecurityName,SecurityType\n");
+    const QByteArray days = "TradingDay\n20230201\n20230202\n";
+    folder.write(QStringLiteral("trading_days.csv"), days);
+    folder.write(QStringLiteral("fundamentals.csv"),
+                 "Symbol,AsOfDate,TotalShare,ListedShare,NetAssets,DividentRate,EPS,PE,PB\n");
+    folder.write(QStringLiteral("valuation_daily.csv"), "Symbol,MDDate,ClosePx\n");
+    folder.write(QStringLiteral("corporate_actions.csv"),
+                 "Symbol,ExDate,CashPerShare,BonusPerShare,ConversionPerShare,RightsPerShare,RightsPrice\n");
+    folder.write(QStringLiteral("adjust_factors.csv"), "Symbol,ExDate,StepFactor\n");
+    const QByteArray bars = "OpenPx,HighPx,LowPx,ClosePx,PreClosePx,TotalVolumeTrade,TotalValueTrade,OpenInterest\n";
+    folder.write(QStringLiteral("kline_daily.csv"), "Symbol,MDDate," + bars);
+    folder.write(QStringLiteral("kline_1min.csv"), "Symbol,MDDate,MDTime," + bars);
+    const QString store = folder.filePath(QStringLiteral("store"));
+    QString error;
+    QVERIFY2(Importer(folder.path(), store, nullptr).run(&error), qPrintable(error));
+    if (!statement.isEmpty()) {
+        StoreConnection connection;
+        QVERIFY2(connection.open(store, StoreConnection::ReadWrite, &error), qPrintable(error));
+        QVERIFY2(connection.execute(statement, &error), qPrintable(error));
+    }
+    if (changesSource)
+        folder.write(QStringLiteral("trading_days.csv"), days + "20230203\n");
+
+    const Program::Result result =
+        Program::run({ QStringLiteral("tradeday"), QStringLiteral("20230201"), QStringLiteral("1"),
+                       QStringLiteral("--data"), folder.path(), QStringLiteral("--store"), store });
+    QCOMPARE(result.exitCode, reason.isEmpty() ? 0 : 2);
+    QVERIFY2(result.err.contains(reason), result.err);
+}
+
 void tst_LxQuote::optionsComeFromConfigurationAndEnvironment()
 {
     RecordingFolder folder;
@@ -790,14 +1050,75 @@ void tst_LxQuote::optionsComeFromConfigurationAndEnvironment()
     const int fromEnvironment = lines({});
     const int fromOption = lines({ QStringLiteral("--limit"), QStringLiteral("3") });
     qunsetenv("LXQUOTE_LIMIT");
-    folder.write(QStringLiteral("lxquote.conf"), "sped = max\n");
-    const Program::Result mistyped = Program::run({ QStringLiteral("watch"), symbol });
     qunsetenv("LXQUOTE_CONFIG");
     QCOMPARE(fromFile, 3); // with the header
     QCOMPARE(fromEnvironment, 2);
     QCOMPARE(fromOption, 4);
-    QCOMPARE(mistyped.exitCode, 2);
-    QVERIFY2(mistyped.err.contains("sped"), mistyped.err);
+}
+
+void tst_LxQuote::settingsOfOneCommandGoBeforeThoseOfAll()
+{
+    RecordingFolder folder;
+    folder.write(smallFile, smallRecording);
+    const auto lines = [&folder](const QByteArray &settings) {
+        const QString file = folder.filePath(QStringLiteral("lxquote.conf"));
+        folder.write(QStringLiteral("lxquote.conf"), settings);
+        const Program::Result result =
+            Program::run(watch(folder.path(), { QStringLiteral("--config"), file, QStringLiteral("--all") }));
+        return result.exitCode == 0 ? result.lines().size() : -1;
+    };
+    const QByteArray all = "# of all commands\nspeed=max\nformat = 'csv'\nlimit = 1\n\n";
+    QCOMPARE(lines(all), 2);
+    QCOMPARE(lines(all + "[snapshot]\nlimit = 2\nformat = json\n"), 2);
+    QCOMPARE(lines("[watch]\nlimit = 2\nformat = csv\nspeed = max\n[snapshot]\nlimit = 1\n"), 3);
+    QCOMPARE(lines(all + "[ watch ]\nlimit = 3\nkeep-pauses = yes\n"), 4);
+}
+
+void tst_LxQuote::optionOfOtherCommandsIsNotRead()
+{
+    RecordingFolder folder;
+    folder.write(smallFile, smallRecording);
+    folder.write(QStringLiteral("lxquote.conf"), "[kline]\nfrom = yesterday\n");
+    const QStringList command = watch(
+        folder.path(), atOnce({ symbol, QStringLiteral("--config"), folder.filePath(QStringLiteral("lxquote.conf")) }));
+    const Program::Result fromFile = Program::run(command);
+    QVERIFY2(fromFile.exitCode == 0, fromFile.err);
+    qputenv("LXQUOTE_PERIOD", "2d");
+    const Program::Result fromEnvironment = Program::run(command);
+    qunsetenv("LXQUOTE_PERIOD");
+    QVERIFY2(fromEnvironment.exitCode == 0, fromEnvironment.err);
+}
+
+void tst_LxQuote::invalidSettingsExitWith2_data()
+{
+    QTest::addColumn<QByteArray>("settings");
+    QTest::addColumn<QByteArray>("complaint");
+
+    const auto row = [](const char *name, const char *settings, const char *complaint) {
+        QTest::newRow(name) << QByteArray(settings) << QByteArray(complaint);
+    };
+    row("mistyped option", "sped = max\n", ":1: unknown option sped; did you mean \"speed\"?");
+    row("option of another command", "[watch]\nadjust = forward\n", ":2: unknown option adjust");
+    row("option of no file", "config = other\n", ":1: unknown option config");
+    row("mistyped command", "\n[wach]\nspeed = 1\n", ":3: unknown command \"wach\"; did you mean \"watch\"?");
+    row("no setting", "# speed\nspeed\n", ":2: neither NAME=VALUE nor [COMMAND]: speed");
+    row("bracket that is not closed", "[watch\n", ":1: neither NAME=VALUE nor [COMMAND]: [watch");
+    row("twice", "speed=1\nspeed=2\n", "lxquote.conf:2: speed is already set at ");
+    row("invalid value", "[watch]\n\nspeed = fast\n", ":3: --speed: \"fast\" is neither a positive number nor max");
+    row("invalid flag", "all = perhaps\n", ":1: --all: \"perhaps\" is neither yes nor no");
+}
+
+void tst_LxQuote::invalidSettingsExitWith2()
+{
+    QFETCH(QByteArray, settings);
+    QFETCH(QByteArray, complaint);
+
+    RecordingFolder folder;
+    folder.write(QStringLiteral("lxquote.conf"), settings);
+    const QString file = folder.filePath(QStringLiteral("lxquote.conf"));
+    const Program::Result result = Program::run(watch(folder.path(), { QStringLiteral("--config"), file, symbol }));
+    QCOMPARE(result.exitCode, 2);
+    QVERIFY2(result.err.startsWith("lxquote: " + file.toUtf8()) && result.err.contains(complaint), result.err);
 }
 
 void tst_LxQuote::libraryStartsWithoutAWarning()
@@ -824,6 +1145,8 @@ void tst_LxQuote::usageErrorsExitWith2_data()
     row("unknown command", "frobnicate", "unknown command \"frobnicate\"");
     row("mistyped command", "wacth 600519.SH", "did you mean \"watch\"?");
     row("unknown option", "watch --frobnicate 600519.SH", "unknown option --frobnicate");
+    row("help as a command", "help", "unknown command \"help\"; did you mean \"--help\"?");
+    row("option before its command", "--format json watch 600519.SH", "--format must follow the command");
     row("mistyped option", "watch --sped=3 600519.SH", "did you mean \"--speed\"?");
     row("mistyped option of all commands", "watch --dta x 600519.SH", "did you mean \"--data\"?");
     row("option of another command", "tradeday 2023-01-20 5 --kinds quote", "unknown option --kinds");

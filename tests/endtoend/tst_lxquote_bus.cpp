@@ -202,7 +202,11 @@ void tst_LxQuoteBus::snapshotNamesWhatDoesNotCome()
 
 void tst_LxQuoteBus::watchSaysThatNothingComes()
 {
-    RunningProgram watch(lxquote, { QStringLiteral("watch"), symbol, QStringLiteral("--bus"), m_broker->url() });
+    RecordingFolder folder;
+    folder.write(smallFile, smallRecording);
+    RunningProgram service(marketd, serveFolder(folder.path(), "--speed 1 --loop"));
+    VERIFY_SOON(service.err().contains("marketd: ready\n"));
+    RunningProgram watch(lxquote, words("watch 999999.XX --bus") + QStringList { m_broker->url() });
     const QByteArray message = "lxquote: nothing has come from the bus; perhaps nobody publishes this\n";
     VERIFY_SOON(watch.err().contains(message));
     QVERIFY(watch.isRunning()); // somebody may begin to

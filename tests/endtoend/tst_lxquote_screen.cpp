@@ -17,6 +17,11 @@ private Q_SLOTS:
     void columnsFitTheTerminal_data();
     void columnsFitTheTerminal();
     void resizedTerminalIsDrawnAnew();
+    void keysAreShownAtEveryWidth_data();
+    void keysAreShownAtEveryWidth();
+    void namesAreShownBeforeTheFirstQuote();
+    void tradesFitTheTerminal_data();
+    void tradesFitTheTerminal();
     void figuresBeforeTheFirstTradeAreUnknown();
     void listScrolls();
     void orderChanges();
@@ -85,6 +90,65 @@ void tst_LxQuoteScreen::resizedTerminalIsDrawnAnew()
     VERIFY_SOON(screen.status().contains(QStringLiteral("1/5")) && screen.lines().size() == 8);
     screen.resize(120, 12);
     VERIFY_SOON(screen.has("ask 1") && screen.lines().size() == 12);
+}
+
+void tst_LxQuoteScreen::keysAreShownAtEveryWidth_data()
+{
+    QTest::addColumn<int>("columns");
+    QTest::addColumn<QString>("status");
+
+    const QString keys = QStringLiteral("s order  / find  space pause  q quit");
+    QTest::newRow("80") << 80 << QStringLiteral("2023-02-01 | 1/5 as given | ") + keys;
+    QTest::newRow("60") << 60 << QStringLiteral("2023-02-01 | 1/5 | ") + keys;
+    QTest::newRow("50") << 50 << QStringLiteral("2023-02-01 | ") + keys;
+    QTest::newRow("40") << 40 << QStringLiteral("2023-02-01 | space pause  q quit");
+    QTest::newRow("15") << 15 << QStringLiteral("2023- | q quit");
+}
+
+void tst_LxQuoteScreen::keysAreShownAtEveryWidth()
+{
+    QFETCH(int, columns);
+    QFETCH(QString, status);
+
+    const Screen screen(columns, 12, watch());
+    VERIFY_SOON(screen.status().trimmed() == status);
+}
+
+void tst_LxQuoteScreen::namesAreShownBeforeTheFirstQuote()
+{
+    const Screen screen(80, 12,
+                        { QStringLiteral("watch"), QStringLiteral("--data"), m_folder->path(), QStringLiteral("--date"),
+                          QStringLiteral("20230201"), QStringLiteral("000001.SZ") });
+    VERIFY_SOON(screen.has("000001.SZ"));
+    QVERIFY2(screen.line(1).contains(QStringLiteral("平安银行")), qPrintable(screen.line(1)));
+}
+
+void tst_LxQuoteScreen::tradesFitTheTerminal_data()
+{
+    QTest::addColumn<int>("columns");
+    QTest::addColumn<QString>("trade");
+
+    QTest::newRow("80") << 80 << QStringLiteral("trade 09:30:01 1810.00 buy 250 shares 2.5 lots 452.50K");
+    QTest::newRow("60") << 60 << QStringLiteral("trade 09:30:01 1810.00 buy 250 shares 452.50K");
+    QTest::newRow("40") << 40 << QStringLiteral("09:30:01 1810.00 250 shares");
+}
+
+void tst_LxQuoteScreen::tradesFitTheTerminal()
+{
+    QFETCH(int, columns);
+    QFETCH(QString, trade);
+
+    RecordingFolder folder;
+    folder.write(QStringLiteral("transactions_20230201.csv"),
+                 "MDDate,MDTime,Symbol,TradePrice,TradeQty,TradeMoney,TradeBSFlag\n"
+                 "20230201,093001000,600519.SH,1810,250,452500,1\n"
+                 "20230201,160000000,600519.SH,1810,250,452500,1\n");
+    const Screen screen(columns, 12,
+                        { QStringLiteral("watch"), QStringLiteral("--data"), folder.path(), QStringLiteral("--kinds"),
+                          QStringLiteral("trade"), QStringLiteral("--speed"), QStringLiteral("0.001"),
+                          QStringLiteral("--keep-pauses"), QStringLiteral("600519.SH") });
+    VERIFY_SOON(screen.has("09:30:01"));
+    QCOMPARE(screen.line(2).simplified(), trade);
 }
 
 void tst_LxQuoteScreen::figuresBeforeTheFirstTradeAreUnknown()

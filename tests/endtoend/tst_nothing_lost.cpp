@@ -122,6 +122,7 @@ class tst_NothingLost : public QObject
 
 private Q_SLOTS:
     void initTestCase();
+    void init() { Market::forgetRecords(); }
     void stockQuotes_data();
     void stockQuotes();
     void indexQuotes();

@@ -131,6 +131,7 @@ class tst_Receivers : public QObject
 
 private Q_SLOTS:
     void initTestCase();
+    void init() { Market::forgetRecords(); }
     void libraryRegistersItsOwnTypesOnly();
     void otherTypesAreNotQueuedUntilRegistered();
     void everySignalArrivesOnTheReceiversThread();

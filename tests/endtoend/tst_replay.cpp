@@ -2,6 +2,8 @@
 #include "csvtable.h"
 #include "market.h"
 
+#include <csvreader.h>
+
 #include <QElapsedTimer>
 #include <QSemaphore>
 #include <QtTest>
@@ -62,6 +64,9 @@ private Q_SLOTS:
     void brokenRowIsReportedAndSkipped_data();
     void brokenRowIsReportedAndSkipped();
     void brokenRowOfAnotherDateIsReportedToo();
+    void highBelowLowIsABrokenRow();
+    void onlySomeColumnsMayBeNegative();
+    void brokenRowsAloneAreAnError();
     void unusableFolderIsAnError_data();
     void unusableFolderIsAnError();
     void ambiguousFileIsAnError_data();
@@ -72,6 +77,8 @@ private Q_SLOTS:
     void speedPacesTheReplay();
     void onlyTheTimeWindowIsReplayed();
     void pausesAreSkipped();
+    void lunchBreakIsSkippedUnlessPausesAreKept_data();
+    void lunchBreakIsSkippedUnlessPausesAreKept();
     void stopEndsASlowReplay_data();
     void stopEndsASlowReplay();
     void onlySubscribedRowsCountAsPublished();
@@ -274,6 +281,8 @@ void tst_Replay::brokenRowIsReportedAndSkipped_data()
     row("another date than the file's", "20230202,093001000,600519.SH,2,100",
         "MDDate 20230202 in a recording of 20230201");
     row("no symbol", "20230201,093001000,,2,100", "Symbol is missing");
+    row("negative price", "20230201,093001000,600519.SH,-0.01,100", "LastPx \"-0.01\" is negative");
+    row("negative count", "20230201,093001000,600519.SH,2,-1", "NumTrades \"-1\" is negative");
 }
 
 void tst_Replay::brokenRowIsReportedAndSkipped()
@@ -312,6 +321,81 @@ void tst_Replay::brokenRowOfAnotherDateIsReportedToo()
     QVERIFY(outcome.ok);
     QCOMPARE(outcome.brokenRows, QStringList { indexRange + QStringLiteral(":2: MDDate \"someday\" is not a date") });
     QCOMPARE(recorder.received.size(), 1);
+}
+
+void tst_Replay::highBelowLowIsABrokenRow()
+{
+    RecordingFolder folder;
+    folder.write(stockFile,
+                 "MDDate,MDTime,Symbol,HighPx,LowPx\n20230201,091500000,600519.SH,0,0\n"
+                 "20230201,093000000,600519.SH,10.5,10.5\n20230201,093001000,600519.SH,10.25,10.5\n"
+                 "20230201,093002000,600519.SH,,10.5\n");
+    const Market::Outcome outcome = Market::replayOntoBus(optionsFor(folder));
+    QCOMPARE(outcome.brokenRows, QStringList { stockFile + QStringLiteral(":4: HighPx 10.25 is below LowPx 10.5") });
+    QCOMPARE(outcome.counts.value(RecordingKind::StockQuote).read, quint64(3));
+}
+
+void tst_Replay::onlySomeColumnsMayBeNegative()
+{
+    // All numeric columns of the recorded data.
+    QStringList accepted;
+    QSet<QString> tried;
+    for (const auto &[prefix, source] : { std::pair("stock_snapshots_", "stock_snapshots_20230201.csv.gz"),
+                                          std::pair("future_snapshots_", "future_snapshots_20210104.csv.gz"),
+                                          std::pair("index_snapshots_", "index_snapshots_20181203_20190201.csv.gz"),
+                                          std::pair("transactions_", "transactions_20230201.csv.gz"),
+                                          std::pair("orders_", "orders_20230201.csv.gz") }) {
+        CsvReader reader;
+        QString error;
+        QVERIFY2(reader.open(recording(QString::fromLatin1(source)), &error), qPrintable(error));
+        QSet<QString> numeric;
+        for (int row = 0; row < 2000 && reader.next(&error); ++row) {
+            for (int i = 0; i < reader.header().size(); ++i) {
+                bool isNumber = false;
+                reader.cells().at(i).toDouble(&isNumber);
+                if (isNumber)
+                    numeric.insert(reader.header().at(i));
+            }
+        }
+        for (const QString &column : qAsConst(numeric)) {
+            if (column.startsWith(QLatin1String("MD")) || tried.contains(column))
+                continue;
+            tried.insert(column);
+            RecordingFolder folder;
+            folder.write(QString::fromLatin1(prefix) + QStringLiteral("20230201.csv"),
+                         "MDDate,MDTime,Symbol," + column.toLatin1()
+                             + "\n20230201,093000000,600519.SH,1\n20230201,093000000,600519.SH,-1\n");
+            const Market::Outcome outcome = Market::replayOntoBus(optionsFor(folder));
+            QVERIFY2(outcome.ok, qPrintable(outcome.error));
+            if (outcome.brokenRows.isEmpty())
+                accepted.append(column);
+            else
+                QVERIFY2(outcome.brokenRows.constFirst().endsWith(column + QStringLiteral(" \"-1\" is negative")),
+                         qPrintable(outcome.brokenRows.constFirst()));
+        }
+    }
+    QVERIFY2(tried.size() > 50, qPrintable(QString::number(tried.size())));
+    accepted.sort();
+    QCOMPARE(accepted, lines("OrderIndex\nOrderNO\nTradeBSFlag\nTradeBuyNo\nTradeSellNo\nTradeType"));
+}
+
+void tst_Replay::brokenRowsAloneAreAnError()
+{
+    RecordingFolder folder;
+    folder.write(stockFile, header + "20230201,093000000,600519.SH,x\n20230201,093001000,600519.SH,y\n");
+    folder.write(indexFile, header);
+    Market::Outcome outcome = Market::replayOntoBus(optionsFor(folder));
+    QVERIFY(!outcome.ok);
+    QCOMPARE(outcome.error, folder.path() + QStringLiteral(": the recordings contain broken rows only"));
+    QCOMPARE(outcome.brokenRows.size(), 2);
+
+    // A valid row is enough, even if it is outside the time that is replayed.
+    folder.write(indexFile, header + "20230201,093000000,000001.SH,1\n");
+    ReplayOptions options = optionsFor(folder);
+    options.from = QTime(10, 0);
+    outcome = Market::replayOntoBus(options);
+    QVERIFY2(outcome.ok, qPrintable(outcome.error));
+    QCOMPARE(outcome.counts.value(RecordingKind::IndexQuote).read, quint64(0));
 }
 
 void tst_Replay::unusableFolderIsAnError_data()
@@ -442,11 +526,11 @@ void tst_Replay::readErrorEndsTheReplay()
 void tst_Replay::speedPacesTheReplay()
 {
     RecordingFolder folder;
-    // The clock restarts with each date: 4 s and 2 s of market time.
+    // A date follows the previous one at once: 4 s and 2 s of market time.
     folder.write(indexRange,
                  header
                      + "20230201,093000000,600519.SH,1\n20230201,093004000,600519.SH,2\n"
-                       "20230202,113000000,600519.SH,3\n20230202,113002000,600519.SH,4\n");
+                       "20230202,110000000,600519.SH,3\n20230202,110002000,600519.SH,4\n");
     ReplayOptions options = optionsFor(folder);
     options.speed = 20;
     QElapsedTimer timer;
@@ -492,6 +576,43 @@ void tst_Replay::pausesAreSkipped()
     QCOMPARE(recorder.received.size(), 4);
 }
 
+void tst_Replay::lunchBreakIsSkippedUnlessPausesAreKept_data()
+{
+    QTest::addColumn<bool>("keepPauses");
+
+    QTest::newRow("skipped") << false;
+    QTest::newRow("kept") << true;
+}
+
+// In the recorded data each stock has a quote every minute during the break. At real time they would take longer than
+// any test may.
+void tst_Replay::lunchBreakIsSkippedUnlessPausesAreKept()
+{
+    QFETCH(bool, keepPauses);
+
+    const RecordingFolder folder({ QStringLiteral("stock_snapshots_20230201.csv.gz") });
+    QSemaphore received;
+    BusRecorder recorder;
+    recorder.onReceived = [&received](const BusRecorder::Received &) { received.release(); };
+    recorder.ask(LxRecordKind::Quote, allSymbols);
+    ReplayOptions options = optionsFor(folder);
+    options.from = QTime(11, 31);
+    options.to = QTime(13, 0);
+    options.speed = 1;
+    options.keepPauses = keepPauses;
+    options.reportBrokenRow = [](const QString &, qint64, const QString &) {};
+    Replay replay(options);
+    QString error;
+    QVERIFY2(replay.open(&error), qPrintable(error));
+    std::thread thread([&] { replay.run(&error); });
+    const bool begun = received.tryAcquire(1, 60000);
+    const bool goesOn = received.tryAcquire(100, keepPauses ? 200 : 60000);
+    replay.stop();
+    thread.join();
+    QVERIFY(begun);
+    QCOMPARE(goesOn, !keepPauses);
+}
+
 void tst_Replay::stopEndsASlowReplay_data()
 {
     QTest::addColumn<double>("speed");
@@ -532,6 +653,8 @@ void tst_Replay::stopEndsASlowReplay()
     QVERIFY2(ok, qPrintable(error));
     QCOMPARE(replay.count(RecordingKind::StockQuote).published, quint64(1));
     QCOMPARE(replay.position(), QDateTime(QDate(2023, 2, 1), QTime(9, 30), Qt::UTC));
+    QVERIFY2(replay.rewind(&error), qPrintable(error));
+    QVERIFY(!replay.position().isValid());
 }
 
 void tst_Replay::onlySubscribedRowsCountAsPublished()

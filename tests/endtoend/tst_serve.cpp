@@ -61,6 +61,7 @@ class tst_Serve : public BrokerTest
 private Q_SLOTS:
     void usageErrorsExitWith2_data();
     void usageErrorsExitWith2();
+    void commandLinePrecedesEnvironmentPrecedesFile();
     void helpExitsWith0();
     void failuresExitWith1_data();
     void failuresExitWith1();
@@ -71,6 +72,9 @@ private Q_SLOTS:
     void loopOverNothingEnds();
     void replayAtFullSpeedWaitsForTheBroker();
     void brokenRowsAreLogged();
+    void brokenRowsDoNotFillTheLog();
+    void brokenRowsAloneAreAFailure();
+    void fastRoundsDoNotFillTheLog();
     void truncatedRecordingEndsIt();
     void brokerRestartIsSurvived();
     void endsCleanlyWhileTheBrokerIsAway();
@@ -81,6 +85,7 @@ private Q_SLOTS:
     void recordRefusesWhatItCannotUse_data();
     void recordRefusesWhatItCannotUse();
     void recordEndsIfItCannotWrite();
+    void recordEndsIfTheDiskIsFull();
 };
 
 void tst_Serve::usageErrorsExitWith2_data()
@@ -100,6 +105,11 @@ void tst_Serve::usageErrorsExitWith2_data()
     row("speed of no replay", "--bus inproc: --store x --speed 1", "--speed");
     row("date of no replay", "--bus inproc: --store x --date 20230201", "--date");
     row("loop of no replay", "--bus inproc: --store x --loop", "--loop");
+    row("metrics without a port", "--bus inproc: --store x --metrics 127.0.0.1", "--metrics: \"127.0.0.1\" is not");
+    row("metrics at an impossible port", "--bus inproc: --store x --metrics 127.0.0.1:65536", "of the form HOST:PORT");
+    row("metrics at two addresses", "--bus inproc: --store x --metrics 127.0.0.1:1,127.0.0.1:2", "HOST:PORT");
+    row("times in reverse", "--bus inproc: --data " LX_DATA_DIR " --from 10:00 --to 09:30",
+        "the replay would end at 09:30:00, before it begins at 10:00:00");
     row("missing recordings", "--bus inproc: --data /missing", "/missing: no such folder");
     row("folder without recordings", "--bus inproc: --data /usr", "/usr: no recordings in this folder");
     row("date without recordings", "--bus inproc: --data " LX_DATA_DIR " --date 2023-02-03",
@@ -115,6 +125,38 @@ void tst_Serve::usageErrorsExitWith2()
     QCOMPARE(service.exitCode(), 2);
     QVERIFY2(service.err().contains(complaint), service.err());
     QCOMPARE(service.out(), QByteArray());
+}
+
+void tst_Serve::commandLinePrecedesEnvironmentPrecedesFile()
+{
+    const QDir folder(m_folder.filePath(QStringLiteral("configuration")));
+    QVERIFY(QDir().mkpath(folder.path()));
+    QFile file(folder.filePath(QStringLiteral("marketd.conf")));
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write("[serve]\nbus=inproc:\nstore=/missing/of-file\n");
+    file.close();
+    // Each names a store that does not exist, so that the error tells which one was taken.
+    const auto complaint = [](const QStringList &more) {
+        RunningProgram service(marketd, QStringList { QStringLiteral("serve") } + more);
+        const int code = service.exitCode();
+        return QByteArray::number(code) + ' ' + service.err();
+    };
+    qputenv("XDG_CONFIG_HOME", QFile::encodeName(folder.path()));
+    QVERIFY2(complaint({}).endsWith("marketd: /missing/of-file: no such file\n"), complaint({}));
+    qputenv("MARKETD_STORE", "/missing/of-environment");
+    const QByteArray ofEnvironment = complaint({});
+    const QByteArray ofCommandLine = complaint({ QStringLiteral("--store"), QStringLiteral("/missing/of-line") });
+    qunsetenv("MARKETD_STORE");
+    qunsetenv("XDG_CONFIG_HOME");
+    QVERIFY2(ofEnvironment.startsWith("1 ") && ofEnvironment.contains("/missing/of-environment: "), ofEnvironment);
+    QVERIFY2(ofCommandLine.startsWith("1 ") && ofCommandLine.contains("/missing/of-line: "), ofCommandLine);
+    // A file that is named precedes the one in the standard folder.
+    QFile named(folder.filePath(QStringLiteral("named.conf")));
+    QVERIFY(named.open(QIODevice::WriteOnly));
+    named.write("[serve]\nbus=inproc:\nstore=/missing/of-named-file\n");
+    named.close();
+    const QByteArray ofNamed = complaint({ QStringLiteral("--config"), named.fileName() });
+    QVERIFY2(ofNamed.contains("/missing/of-named-file: "), ofNamed);
 }
 
 void tst_Serve::helpExitsWith0()
@@ -211,7 +253,16 @@ void tst_Serve::loopReplaysAgain()
     VERIFY_SOON(service.err().count("replay begins") >= 3);
     service.signal(SIGTERM);
     QCOMPARE(service.exitCode(), 0);
-    QVERIFY2(service.err().contains("replay ends: 8 records read, 8 published"), service.err());
+    static const QRegularExpression end(QStringLiteral("replay ends: (\\d+) records read, (\\d+) published"));
+    auto ends = end.globalMatch(QString::fromUtf8(service.err()));
+    quint64 before = 0;
+    while (ends.hasNext()) {
+        const QRegularExpressionMatch match = ends.next();
+        const quint64 read = match.captured(1).toULongLong();
+        QVERIFY2(read > before && match.captured(2) == match.captured(1), service.err());
+        before = read;
+    }
+    QVERIFY2(before >= 8, service.err());
 }
 
 void tst_Serve::loopOverNothingEnds()
@@ -260,6 +311,42 @@ void tst_Serve::brokenRowsAreLogged()
     RunningProgram service(marketd, serveFolder(folder.path(), "--speed max"));
     VERIFY_SOON(service.err().contains("replay ends: 4 records read, 4 published, 1 broken rows skipped\n"));
     QVERIFY2(service.err().contains(smallFile.toLatin1() + ":6: 1 cells instead of 7; row skipped\n"), service.err());
+}
+
+void tst_Serve::brokenRowsDoNotFillTheLog()
+{
+    RecordingFolder folder;
+    QByteArray rows;
+    for (int i = 0; i < 1000; ++i)
+        rows += "no row\n";
+    folder.write(smallFile, smallRecording + rows);
+    RunningProgram service(marketd, serveFolder(folder.path(), "--speed max"));
+    VERIFY_SOON(service.err().contains("replay ends: 4 records read, 4 published, 1000 broken rows skipped\n"));
+    QCOMPARE(service.err().count("row skipped\n"), 10);
+    QVERIFY2(service.err().contains(": " + smallFile.toLatin1() + ": further broken rows: 990\n"), service.err());
+}
+
+void tst_Serve::brokenRowsAloneAreAFailure()
+{
+    RecordingFolder folder;
+    folder.write(smallFile, smallRecording.left(smallRecording.indexOf('\n') + 1) + "no row\n");
+    RunningProgram service(
+        marketd, serveFolder(folder.path(), "--speed max") + QStringList { QStringLiteral("--store"), m_store });
+    QCOMPARE(service.exitCode(), 1);
+    QVERIFY2(service.err().endsWith(": the recordings contain broken rows only\n"), service.err());
+}
+
+void tst_Serve::fastRoundsDoNotFillTheLog()
+{
+    RecordingFolder folder;
+    folder.write(smallFile, smallRecording);
+    RunningProgram service(marketd, serveFolder(folder.path(), "--speed max --loop"));
+    // Without a limit there would not be a round without this remark.
+    const QRegularExpression remark(QStringLiteral("replay begins: [^\n]* \\((\\d+) rounds not logged\\)\n"));
+    VERIFY_SOON(remark.match(QString::fromUtf8(service.err())).hasMatch());
+    service.signal(SIGTERM);
+    QCOMPARE(service.exitCode(), 0);
+    QVERIFY2(service.err().count("replay ends") <= service.err().count("replay begins") + 1, service.err());
 }
 
 void tst_Serve::truncatedRecordingEndsIt()
@@ -327,24 +414,31 @@ void tst_Serve::metricsAreServed()
     VERIFY_SOON(service.err().contains("replay ends"));
     QCOMPARE(ask(words("tradeday 2023-01-20 5")).exitCode, 0);
     QCOMPARE(ask(words("tradeday 1890-01-20 5")).exitCode, 1);
-    const QByteArray metrics = httpGet(port, "/metrics");
-    QVERIFY2(metrics.startsWith("HTTP/1.1 200 OK\r\n"), metrics);
-    for (const char *line : { "marketd_records_read_total{topic=\"MDMARKETRECORD\"} 4\n",
-                              "marketd_records_published_total{topic=\"MDMARKETRECORD\"} 4\n",
-                              "marketd_records_broken_total{topic=\"MDMARKETRECORD\"} 1\n",
-                              "marketd_records_read_total{topic=\"MDORDERRECORD\"} 0\n", "marketd_requests_waiting 0\n",
-                              "marketd_bus_connected 1\n", "marketd_request_seconds_count{type=\"181063\"} 2\n",
-                              "marketd_bus_dropped_total{reason=\"" })
-        QVERIFY2(metrics.contains(line), metrics);
-    for (const char *result : { "answered", "not_found" }) {
-        const QByteArray labels = QByteArray("result=\"") + result + "\",type=\"181063\"} 1\n";
-        QVERIFY2(metrics.contains("marketd_requests_total{" + labels), metrics);
-    }
+    QVERIFY(httpGet(port, "/metrics").startsWith("HTTP/1.1 200 OK\r\n"));
+    QByteArrayList lines { "marketd_records_read_total{topic=\"MDMARKETRECORD\"} 4\n",
+                           "marketd_records_published_total{topic=\"MDMARKETRECORD\"} 4\n",
+                           "marketd_records_broken_total{topic=\"MDMARKETRECORD\"} 1\n",
+                           "marketd_records_read_total{topic=\"MDORDERRECORD\"} 0\n",
+                           "marketd_requests_waiting 0\n",
+                           "marketd_bus_messages_waiting 0\n",
+                           "marketd_bus_connected 1\n",
+                           "marketd_request_seconds_count{type=\"181063\"} 2\n",
+                           "marketd_bus_dropped_total{reason=\"" };
+    for (const char *result : { "answered", "not_found" })
+        lines.append(QByteArray("marketd_requests_total{result=\"") + result + "\",type=\"181063\"} 1\n");
+    // The client can have its answer before the service has counted it.
+    for (const QByteArray &line : qAsConst(lines))
+        VERIFY_SOON(httpGet(port, "/metrics").contains(line));
     QVERIFY(httpGet(port, "/healthz").endsWith("\r\n\r\nok\n"));
 
     RunningProgram second(marketd, serveStore() + QStringList { QStringLiteral("--metrics"), address });
     QCOMPARE(second.exitCode(), 1);
-    QVERIFY2(second.err().contains("metrics cannot be served at 127.0.0.1:"), second.err());
+    const QByteArray complaint = "marketd: metrics cannot be served at " + address.toLatin1();
+    QVERIFY2(second.err().contains(complaint + ": Address already in use\n"), second.err());
+    // An address of documentation, which no machine has.
+    RunningProgram third(marketd, serveStore() + words("--metrics 192.0.2.1:9110"));
+    QCOMPARE(third.exitCode(), 1);
+    QVERIFY2(third.err().contains("at 192.0.2.1:9110: Cannot assign requested address\n"), third.err());
 
     m_broker->kill();
     VERIFY_SOON(service.err().contains("bus reconnecting since"));
@@ -404,9 +498,14 @@ void tst_Serve::recordWritesWhatIsServed()
     folder.write(smallFile, smallRecording);
     folder.write(QStringLiteral("securities.csv"), securities);
     const QDir out(m_folder.filePath(QStringLiteral("recorded/new")));
-    RunningProgram recorder(marketd,
-                            { QStringLiteral("record"), QStringLiteral("--bus"), m_broker->url(),
-                              QStringLiteral("--data"), folder.path(), QStringLiteral("--out"), out.path() });
+    const auto record = [&] {
+        return std::make_unique<RunningProgram>(marketd,
+                                                QStringList { QStringLiteral("record"), QStringLiteral("--bus"),
+                                                              m_broker->url(), QStringLiteral("--data"), folder.path(),
+                                                              QStringLiteral("--out"), out.path() });
+    };
+    auto first = record();
+    RunningProgram &recorder = *first;
     VERIFY_SOON(recorder.err().contains("marketd: ready\n"));
     RunningProgram service(marketd, serveFolder(folder.path(), "--speed max"));
     const auto recorded = [&out] {
@@ -420,6 +519,18 @@ void tst_Serve::recordWritesWhatIsServed()
     QVERIFY2(recorder.err().contains("recorded: 4 stock quotes\n"), recorder.err());
     QCOMPARE(recorded(), smallRecording);
     QCOMPARE(out.entryList(QDir::Files), QStringList { smallFile });
+    const QByteArray path = out.filePath(smallFile).toUtf8();
+    QVERIFY2(recorder.err().contains("marketd: writing " + path + '\n'), recorder.err());
+
+    // Another recorder writes another file, and says so. It receives the latest records.
+    const QString further = QStringLiteral("stock_snapshots_2_20230201.csv");
+    const auto second = record();
+    VERIFY_SOON(
+        second->err().contains("writing " + out.filePath(further).toUtf8() + ", because " + path + " exists\n"));
+    second->signal(SIGTERM);
+    QCOMPARE(second->exitCode(), 0);
+    QCOMPARE(recorded(), smallRecording);
+    QCOMPARE(out.entryList(QDir::Files, QDir::Name), (QStringList { smallFile, further }));
 }
 
 void tst_Serve::recordRefusesWhatItCannotUse_data()
@@ -463,6 +574,22 @@ void tst_Serve::recordEndsIfItCannotWrite()
     RunningProgram service(marketd, serveFolder(folder.path(), "--speed max"));
     QCOMPARE(recorder.exitCode(), 1);
     QVERIFY2(recorder.err().contains(smallFile.toLatin1() + ": "), recorder.err());
+}
+
+void tst_Serve::recordEndsIfTheDiskIsFull()
+{
+    RecordingFolder folder;
+    folder.write(smallFile, smallRecording);
+    // Files cannot grow at all.
+    RunningProgram recorder(QStringLiteral("/bin/sh"),
+                            { QStringLiteral("-c"), QStringLiteral("trap '' XFSZ; ulimit -f 0; exec \"$@\""),
+                              QStringLiteral("sh"), marketd, QStringLiteral("record"), QStringLiteral("--bus"),
+                              m_broker->url(), QStringLiteral("--out"), m_folder.filePath(QStringLiteral("full")),
+                              symbol });
+    VERIFY_SOON(recorder.err().contains("marketd: ready\n"));
+    RunningProgram service(marketd, serveFolder(folder.path(), "--speed max"));
+    QCOMPARE(recorder.exitCode(), 1);
+    QVERIFY2(recorder.err().endsWith(smallFile.toLatin1() + ": File too large\n"), recorder.err());
 }
 
 QTEST_GUILESS_MAIN(tst_Serve)

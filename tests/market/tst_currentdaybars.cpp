@@ -3,6 +3,7 @@
 #include <csvrecording.h>
 #include <currentdaybars.h>
 
+#include <QDir>
 #include <QtTest>
 
 namespace {
@@ -46,8 +47,11 @@ private Q_SLOTS:
 void tst_CurrentDayBars::barsEqualTheLastQuotes_data()
 {
     QTest::addColumn<QString>("file");
-    for (const char *date : { "20211201", "20220601", "20230201", "20230202" })
-        QTest::newRow(date) << QStringLiteral("stock_snapshots_%1.csv").arg(QString::fromLatin1(date));
+    const QStringList files =
+        QDir(QStringLiteral(LX_DATA_DIR)).entryList({ QStringLiteral("stock_snapshots_*.csv.gz") }, QDir::Files);
+    QVERIFY(files.size() >= 4);
+    for (const QString &file : files)
+        QTest::newRow(qPrintable(file)) << file.chopped(int(qstrlen(".gz")));
 }
 
 void tst_CurrentDayBars::barsEqualTheLastQuotes()

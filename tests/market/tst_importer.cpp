@@ -48,6 +48,7 @@ private Q_SLOTS:
     void progressRisesToTheEnd();
     void brokenRowsAreReportedAndTheFileRefused_data();
     void brokenRowsAreReportedAndTheFileRefused();
+    void onlySomeColumnsMayBeNegative();
     void severalBrokenRowsAreCounted();
     void failureLeavesTheOldStore_data();
     void failureLeavesTheOldStore();
@@ -56,6 +57,9 @@ private Q_SLOTS:
     void concurrentImportIsRefused();
     void killedImportLeavesTheOldStore();
     void leftoverOfAnImportIsReplaced();
+    void fullDiskLeavesTheOldStore();
+    void unwritableOutputIsAFailure_data();
+    void unwritableOutputIsAFailure();
     void commandLine_data();
     void commandLine();
     void commandReportsOnStderr();
@@ -119,9 +123,10 @@ void tst_Importer::everyCellIsStored()
             const QByteArray cell = row.value(names.at(i));
             const QVariant &value = found->at(i);
             QCOMPARE(value.isNull(), cell.isEmpty());
-            if (schema.columns.at(i).kind == Kind::Number && !cell.isEmpty())
+            const Kind kind = schema.columns.at(i).kind;
+            if ((kind == Kind::Number || kind == Kind::Amount) && !cell.isEmpty())
                 QVERIFY2(value.toDouble() == cell.toDouble(), keyText.constData());
-            else if (schema.columns.at(i).kind == Kind::Text)
+            else if (kind == Kind::Text)
                 QCOMPARE(value.toString().toUtf8(), cell);
         }
     }
@@ -232,6 +237,13 @@ void tst_Importer::brokenRowsAreReportedAndTheFileRefused_data()
     add("price is infinite", "600000.SH,20230104,093100000,inf,1,1,1,,,", QStringLiteral("invalid OpenPx \"inf\""));
     add("volume is not a number", "600000.SH,20230104,093100000,1,1,1,1,nan,,",
         QStringLiteral("invalid TotalVolumeTrade \"nan\""));
+    add("negative price", "600000.SH,20230104,093100000,1,1,1,-1,,,", QStringLiteral("invalid ClosePx \"-1\""));
+    add("negative volume", "600000.SH,20230104,093100000,1,1,1,1,-100,,",
+        QStringLiteral("invalid TotalVolumeTrade \"-100\""));
+    add("negative value", "600000.SH,20230104,093100000,1,1,1,1,100,-0.5,",
+        QStringLiteral("invalid TotalValueTrade \"-0.5\""));
+    add("high below low", "600000.SH,20230104,093100000,8,7.5,8.25,8,,,",
+        QStringLiteral("HighPx 7.5 is below LowPx 8.25"));
     add("repeated bar", "600000.SH,20230103,093100000,2,2,2,2,,,", QStringLiteral("repeats the key of an earlier row"));
 }
 
@@ -248,6 +260,41 @@ void tst_Importer::brokenRowsAreReportedAndTheFileRefused()
     QCOMPARE(error, QStringLiteral("%1:4: %2").arg(folder.file("kline_1min"), reason));
     QVERIFY(!notes.rows.contains(QStringLiteral("kline_1min.csv")));
     QVERIFY(!QFile::exists(folder.store()));
+}
+
+void tst_Importer::onlySomeColumnsMayBeNegative()
+{
+    const QSet<QString> expected {
+        QStringLiteral("NetAssets"), QStringLiteral("EPS"),    QStringLiteral("PE"),
+        QStringLiteral("PB"),        QStringLiteral("Change"), QStringLiteral("ChangeRatio")
+    };
+    QSet<QString> accepted;
+    for (const StoreSchema::Table &table : StoreSchema::tables()) {
+        for (const StoreSchema::Column &tried : table.columns) {
+            using StoreSchema::Kind;
+            if (tried.kind != Kind::Number && tried.kind != Kind::Amount)
+                continue;
+            QByteArrayList header;
+            QByteArrayList row;
+            for (const StoreSchema::Column &column : table.columns) {
+                header.append(column.name.toUtf8());
+                const bool isNumber = column.kind == Kind::Number || column.kind == Kind::Amount;
+                row.append(column.name == tried.name       ? "-1"
+                               : isNumber                  ? "0"
+                               : column.kind == Kind::Date ? "20230104"
+                               : column.kind == Kind::Time ? "093100000"
+                                                           : "600000.SH");
+            }
+            RecordingFolder folder;
+            folder.write(table.name.toLatin1(), header.join(',') + '\n' + row.join(',') + '\n');
+            const QString error = importError(folder.path(), folder.store());
+            if (error.isEmpty())
+                accepted.insert(tried.name);
+            else
+                QVERIFY2(error.endsWith(QStringLiteral(":2: invalid %1 \"-1\"").arg(tried.name)), qPrintable(error));
+        }
+    }
+    QCOMPARE(accepted, expected);
 }
 
 void tst_Importer::severalBrokenRowsAreCounted()
@@ -421,6 +468,44 @@ void tst_Importer::leftoverOfAnImportIsReplaced()
     QVERIFY(!leftover.exists());
 }
 
+void tst_Importer::fullDiskLeavesTheOldStore()
+{
+    RecordingFolder folder;
+    QCOMPARE(importError(folder.path(), folder.store()), QString());
+    const QByteArray before = contentOf(folder.store());
+    // Files cannot grow beyond a limit that the recorded data exceeds.
+    QProcess import;
+    import.start(QStringLiteral("/bin/sh"),
+                 { QStringLiteral("-c"), QStringLiteral("trap '' XFSZ; ulimit -f 200; exec \"$@\""),
+                   QStringLiteral("sh"), QStringLiteral(MARKETD), QStringLiteral("import"), QStringLiteral(LX_DATA_DIR),
+                   folder.store() });
+    QVERIFY(import.waitForFinished());
+    const QByteArray output = import.readAllStandardError();
+    QVERIFY2(import.exitCode() == 1, output);
+    QVERIFY2(output.contains("marketd: " + folder.store().toUtf8() + ": "), output);
+    QVERIFY(contentOf(folder.store()) == before);
+    QVERIFY(!QFile::exists(folder.store() + QStringLiteral(".importing")));
+}
+
+void tst_Importer::unwritableOutputIsAFailure_data()
+{
+    QTest::addColumn<QString>("arguments");
+    for (const char *arguments : { "--help", "--version", "import --help", "record --help", "serve --help" })
+        QTest::newRow(arguments) << QString::fromLatin1(arguments);
+}
+
+void tst_Importer::unwritableOutputIsAFailure()
+{
+    QFETCH(QString, arguments);
+    QProcess process;
+    process.setStandardOutputFile(QStringLiteral("/dev/full"));
+    process.start(QStringLiteral(MARKETD), arguments.split(QLatin1Char(' ')));
+    QVERIFY(process.waitForFinished());
+    QCOMPARE(process.exitCode(), 1);
+    const QByteArray output = process.readAllStandardError();
+    QVERIFY2(output.contains("No space left on device"), output);
+}
+
 void tst_Importer::commandLine_data()
 {
     QTest::addColumn<QString>("arguments");
@@ -486,8 +571,8 @@ void tst_Importer::commandReportsOnStderr()
     QCOMPARE(process.readAllStandardOutput(), QByteArray());
     const QByteArray output = process.readAllStandardError();
     QVERIFY2(output.contains("kline_1min.csv:2: invalid ClosePx \"x\"\n"), output);
-    QCOMPARE(output.count("invalid ClosePx"), 20 + 1);
-    QVERIFY2(output.contains("Further broken rows are not listed.\n"), output);
+    QCOMPARE(output.count("invalid ClosePx"), 10 + 1);
+    QVERIFY2(output.contains("\nkline_1min.csv: further broken rows: 20\n"), output);
     QVERIFY2(output.endsWith("kline_1min.csv:2: invalid ClosePx \"x\" (the first of 30 broken rows)\n"), output);
     QVERIFY(!output.contains('\r')); // no progress bar outside a terminal
 }

@@ -116,8 +116,14 @@ void tst_StoreState::states()
     QString error;
     QCOMPARE(checkStore(folder.store(), &error), state);
     QVERIFY2(error.contains(reason) && error.isEmpty() == (state == StoreState::Current), qPrintable(error));
+    QVERIFY2(!error.contains(QLatin1Char('\n')), qPrintable(error));
+    if (state == StoreState::Damaged || state == StoreState::Outdated || state == StoreState::OtherVersion)
+        QVERIFY2(error.endsWith(QStringLiteral("; import the data again")), qPrintable(error));
     if (state == StoreState::Current)
         return;
+    const bool wasStore =
+        state == StoreState::OtherVersion || state == StoreState::Damaged || state == StoreState::Outdated;
+    QCOMPARE(error.endsWith(QStringLiteral("; import the data again")), wasStore);
 
     if (!QFile::exists(folder.file("kline_daily")))
         folder.write("kline_daily", "Symbol,MDDate,OpenPx,HighPx,LowPx,ClosePx\n");

@@ -21,12 +21,16 @@ namespace BusTesting {
 
 constexpr int PatienceMs = 20000; // how long a test waits for an event that must occur
 
-/// Starts the process's bus, and stops it on destruction.
+/// Starts the process's bus, and stops it on destruction. A publisher's bus creates the streams of a broker.
 class Bus
 {
 public:
-    explicit Bus(const LxBusOptions &options = {}, const QString &url = QStringLiteral("inproc:"))
+    enum Role { Publishes, OnlyReads };
+
+    explicit Bus(LxBusOptions options = {}, const QString &url = QStringLiteral("inproc:"), Role role = Publishes)
     {
+        if (role == Publishes)
+            options.streams = LxBusStreams();
         QString error;
         if (!LxBus::start(url, options, &error))
             qFatal("%s", qPrintable(error));

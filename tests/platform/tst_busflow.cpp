@@ -11,6 +11,7 @@ class tst_BusFlow : public QObject
 
 private Q_SLOTS:
     void slowReceiverLosesNothing();
+    void waitingMessagesAreCounted();
     void stuckReceiverIsGivenUpUntilItCatchesUp_data();
     void stuckReceiverIsGivenUpUntilItCatchesUp();
     void stuckReceiverDoesNotStopTheOthers();
@@ -50,6 +51,33 @@ void tst_BusFlow::slowReceiverLosesNothing()
     QCOMPARE(client.numbers(), expected);
     QVERIFY2(furthestAhead <= options.queueLimit, qPrintable(QString::number(furthestAhead)));
     QCOMPARE(bus.totalDropped(), quint64(0));
+}
+
+void tst_BusFlow::waitingMessagesAreCounted()
+{
+    Bus bus;
+    Publisher publisher(bus);
+    QSemaphore entered;
+    QSemaphore gate;
+    const auto wait = [&](const Heard &) {
+        entered.release();
+        gate.acquire();
+    };
+    Client one(bus, QStringLiteral("one"), wait);
+    Client other(bus, QStringLiteral("other"), wait);
+    one.endpoint->subscribe(topic);
+    other.endpoint->subscribe(topic);
+    QCOMPARE(bus->waitingMessages(), quint64(0));
+    for (int i = 0; i < 3; ++i)
+        publisher.publish(topic, QString(), i);
+    QVERIFY(entered.tryAcquire(2, PatienceMs));
+    QCOMPARE(bus->waitingMessages(), quint64(2 * 3)); // the two being delivered included
+    gate.release(2);
+    QVERIFY(entered.tryAcquire(2, PatienceMs));
+    QTRY_COMPARE_WITH_TIMEOUT(bus->waitingMessages(), quint64(2 * 2), PatienceMs);
+    gate.release(100);
+    QVERIFY(publisher.flush());
+    QCOMPARE(bus->waitingMessages(), quint64(0));
 }
 
 void tst_BusFlow::stuckReceiverIsGivenUpUntilItCatchesUp_data()

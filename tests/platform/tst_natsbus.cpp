@@ -17,7 +17,6 @@ class tst_NatsBus : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase();
     void init();
     void cleanup();
     void symbolsThatNeedEscaping_data();
@@ -42,13 +41,9 @@ static const QString topic = QStringLiteral("ADUPSDOWNSANALYSISRECORD");
 static const QString quotes = QStringLiteral("MDMARKETRECORD");
 static const QString requestType = QStringLiteral("KLineRequest");
 
-void tst_NatsBus::initTestCase()
-{
-    QVERIFY2(m_broker.start(), m_broker.log().constData());
-}
-
 void tst_NatsBus::init()
 {
+    QVERIFY2(m_broker.start(), m_broker.log().constData()); // without the last values of other tests
     LxBusOptions options;
     options.requestTimeoutMs = 300;
     m_bus = std::make_unique<Bus>(options, m_broker.url());

@@ -12,10 +12,6 @@
         <translation>缺少参数：%1</translation>
     </message>
     <message>
-        <source>%1 COMMAND --help explains a command. An option --NAME can also be set in the environment (%2_NAME) or in the configuration file (a line NAME=VALUE; for a single command, below a line [COMMAND]).</source>
-        <translation>“%1 命令 --help”显示该命令的说明。选项 --NAME 也可以由环境变量（%2_NAME）或配置文件给出（每行 NAME=VALUE；只用于某个命令的写在 [命令] 之下）。</translation>
-    </message>
-    <message>
         <source>Print this help and exit</source>
         <translation>显示本帮助并退出</translation>
     </message>
@@ -50,10 +46,6 @@
     <message>
         <source>the configuration file %1 cannot be read</source>
         <translation>无法读取配置文件 %1</translation>
-    </message>
-    <message>
-        <source>in the configuration file: %1</source>
-        <translation>配置文件有误：%1</translation>
     </message>
     <message>
         <source>a command is missing</source>
@@ -244,7 +236,7 @@
         <translation>回放到该时间为止</translation>
     </message>
     <message>
-        <source>Do not skip pauses without records, such as the lunch break</source>
+        <source>Do not skip pauses, such as the lunch break</source>
         <translation>在没有行情的时段（如午间休市）也照常等待</translation>
     </message>
     <message>
@@ -254,6 +246,50 @@
     <message>
         <source>nobody on the bus serves this request</source>
         <translation>总线上没有处理该请求的服务</translation>
+    </message>
+    <message>
+        <source>no service since %1</source>
+        <translation>自 %1 起没有服务</translation>
+    </message>
+    <message>
+        <source>no service on the bus</source>
+        <translation>总线上没有服务</translation>
+    </message>
+    <message>
+        <source>no service publishes; requests are answered</source>
+        <translation>没有服务发布行情，但有服务应答请求</translation>
+    </message>
+    <message>
+        <source>the replay of %1 has ended</source>
+        <translation>%1 的回放已结束</translation>
+    </message>
+    <message>
+        <source>%1 published</source>
+        <translation>已发布 %1 条</translation>
+    </message>
+    <message>
+        <source>by %1 services at the same time</source>
+        <translation>由 %1 个服务同时发布</translation>
+    </message>
+    <message>
+        <source>the market time has gone back from %1 to %2</source>
+        <translation>行情时间从 %1 回到 %2</translation>
+    </message>
+    <message>
+        <source>another day is replayed: %1 after %2</source>
+        <translation>现在回放另一日：%1（此前为 %2）</translation>
+    </message>
+    <message>
+        <source>nobody publishes; --limit %1 has not been reached</source>
+        <translation>无人发布，未达到 --limit %1</translation>
+    </message>
+    <message>
+        <source>a service publishes: %1</source>
+        <translation>有服务发布：%1</translation>
+    </message>
+    <message>
+        <source>%1, replayed by this program</source>
+        <translation>%1，由本程序回放</translation>
     </message>
     <message>
         <source>no answer in time</source>
@@ -314,8 +350,8 @@ Exit codes: 0; 1 if there are no bars; 2 for a usage error; 3 if nobody answers.
         <translation>截止日期，yyyy-MM-dd 或 yyyyMMdd</translation>
     </message>
     <message>
-        <source>A symbol (600519.SH), code, name or its pinyin initials (gzmt)</source>
-        <translation>证券代码（600519.SH 或 600519）、名称或拼音首字母（gzmt）</translation>
+        <source>A symbol (600519.SH), code, name or its pinyin initials (mdjt)</source>
+        <translation>证券代码（600519.SH 或 600519）、名称或拼音首字母（mdjt）</translation>
     </message>
     <message>
         <source>--from and --to are missing</source>
@@ -330,16 +366,16 @@ Exit codes: 0; 1 if there are no bars; 2 for a usage error; 3 if nobody answers.
         <translation>该区间内没有 %1 的 K 线</translation>
     </message>
     <message>
-        <source>%1, %2 bars</source>
-        <translation>%1，共 %2 根 K 线</translation>
+        <source>%1, %2 bars, %3 to %4</source>
+        <translation>%1，共 %2 根 K 线，%3 至 %4</translation>
     </message>
     <message>
         <source>Shows market data through the quotation library.</source>
         <translation>通过行情库显示市场数据。</translation>
     </message>
     <message>
-        <source>%1:%2: %3; row skipped</source>
-        <translation>%1:%2：%3；该行已跳过</translation>
+        <source>%1; row skipped</source>
+        <translation>%1；该行已跳过</translation>
     </message>
     <message>
         <source>Exit codes: 0; 1 if the service knows nothing of a symbol; 2 for a usage error; 3 if nobody answers.</source>
@@ -494,12 +530,12 @@ Exit codes: 0; 1 if nothing is found; 2 for a usage error.</source>
         <translation>从文件读取证券，以空格、逗号或换行分隔</translation>
     </message>
     <message>
-        <source>All symbols that are recorded; on a bus, all of securities.csv</source>
-        <translation>所有有录制数据的证券；使用总线时为 securities.csv 中的全部证券</translation>
+        <source>All symbols that are recorded, in a replay those of its day; on a bus, all of securities.csv</source>
+        <translation>所有有录制数据的证券，回放时为当天的证券；使用总线时为 securities.csv 中的全部证券</translation>
     </message>
     <message>
-        <source>Symbols (600519.SH), codes (600519, SH600519), names, or their pinyin initials (gzmt), separated by blanks or commas</source>
-        <translation>证券代码（600519.SH、600519、SH600519）、名称或拼音首字母（gzmt），以空格或逗号分隔</translation>
+        <source>Symbols (600519.SH), codes (600519, SH600519), names, or their pinyin initials (mdjt), separated by blanks or commas</source>
+        <translation>证券代码（600519.SH、600519、SH600519）、名称或拼音首字母（mdjt），以空格或逗号分隔</translation>
     </message>
     <message>
         <source>cannot read %1: %2</source>
@@ -648,10 +684,10 @@ Exit codes: 0; 1 if the calendar has no such day; 2 for a usage error; 3 if nobo
         <translation>实时显示行情与逐笔成交</translation>
     </message>
     <message>
-        <source>A table that updates in place on a terminal, else a line per update. Ends with the recording or on Ctrl-C, with a summary: records read; published, that is, of the symbols watched; announced by the library; dropped by the bus; skipped as broken. Of a bus only what it delivered is known: records announced and dropped.
-Exit codes: 0; 1 if the bus or the output fails; 2 for a usage error; 3 if nothing has come from the bus.</source>
-        <translation>在终端上显示原位刷新的表格，否则每次更新输出一行。回放结束或按 Ctrl-C 时结束，并输出统计：读取的记录；发布的记录，即所关注证券的记录；行情库通知的记录；总线丢弃的记录；因损坏而跳过的记录。使用总线时只知道收到的部分：通知和丢弃的记录。
-退出码：0 成功；1 总线或输出故障；2 用法错误；3 没有从总线收到任何数据。</translation>
+        <source>A table that updates in place on a terminal, else a line per update. Ends with the recording or on Ctrl-C, with a summary: records read; published, that is, of the symbols watched; announced by the library; dropped by the bus; skipped as broken. Of a bus only what it delivered is known: records announced and dropped. With --limit it ends when nobody publishes.
+Exit codes: 0; 1 if the bus or the output fails; 2 for a usage error; 3 if nothing has come from the bus, or nobody publishes before the limit is reached.</source>
+        <translation>在终端上显示原位刷新的表格，否则每次更新输出一行。回放结束或按 Ctrl-C 时结束，并输出统计：读取的记录；发布的记录，即所关注证券的记录；行情库通知的记录；总线丢弃的记录；因损坏而跳过的记录。使用总线时只知道收到的部分：通知和丢弃的记录。指定 --limit 时，若无人发布则结束。
+退出码：0 成功；1 总线或输出故障；2 用法错误；3 没有从总线收到任何数据，或在达到限额之前无人发布。</translation>
     </message>
     <message>
         <source>What to show, separated by commas</source>
@@ -676,14 +712,6 @@ Exit codes: 0; 1 if the bus or the output fails; 2 for a usage error; 3 if nothi
     <message>
         <source>PAUSED</source>
         <translation>已暂停</translation>
-    </message>
-    <message>
-        <source>s order  / find  space pause  q quit</source>
-        <translation>s 排序  / 查找  空格 暂停  q 退出</translation>
-    </message>
-    <message>
-        <source>Further broken rows are not listed.</source>
-        <translation>其余损坏的行不再列出。</translation>
     </message>
     <message>
         <source>%1: %2 rows</source>
@@ -712,8 +740,16 @@ Exit codes: 0; 1 if a file is invalid or the store cannot be written; 2 for a us
         <translation>行情数据服务。</translation>
     </message>
     <message>
-        <source>metrics cannot be served at %1: invalid address, or the port is in use</source>
-        <translation>无法在 %1 提供监控指标：不是本机地址，或端口已被占用</translation>
+        <source>metrics cannot be served at %1: %2</source>
+        <translation>无法在 %1 提供监控指标：%2</translation>
+    </message>
+    <message>
+        <source>unknown reason</source>
+        <translation>原因不明</translation>
+    </message>
+    <message>
+        <source>--metrics: &quot;%1&quot; is not of the form HOST:PORT</source>
+        <translation>--metrics：“%1”不是 HOST:PORT 的形式</translation>
     </message>
     <message>
         <source>Write what a bus carries as recordings</source>
@@ -767,8 +803,10 @@ Exit codes: 0; 1 if the bus fails, a file cannot be written, or records were los
     </message>
     <message>
         <source>Runs until SIGINT or SIGTERM; continues to answer requests after the end of the replay. Logs to standard error; the line &quot;marketd: ready&quot; means that all services have joined the bus. Several services can share a bus; each request is answered by one of them. At --speed max records are sent in batches, for throughput; at any other speed each one is sent immediately, for low latency.
+The broker must have JetStream: the service creates two streams, in which clients find what they have missed.
 Exit codes: 0; 1 if the bus, the store or a recording fails; 2 for a usage error, or if there are no recordings of the date.</source>
         <translation>持续运行，直到收到 SIGINT 或 SIGTERM；回放结束后继续应答请求。日志写入标准错误；所有服务登记到总线后，日志中出现“marketd: ready”一行。多个服务可以共用一条总线，每个请求由其中之一应答。--speed max 时批量发送记录以提高吞吐量，其他速度下逐条立即发送以降低延迟。
+消息服务器必须启用 JetStream：服务会创建两个流，客户端从中补齐错过的记录。
 退出码：0 成功；1 总线、数据库或录制数据出错；2 用法错误，或没有该日期的录制数据。</translation>
     </message>
     <message>
@@ -842,6 +880,22 @@ Exit codes: 0; 1 if the bus, the store or a recording fails; 2 for a usage error
     <message>
         <source>Symbol is missing</source>
         <translation>缺少 Symbol</translation>
+    </message>
+    <message>
+        <source>%1 &quot;%2&quot; is negative</source>
+        <translation>%1“%2”为负数</translation>
+    </message>
+    <message>
+        <source>HighPx %1 is below LowPx %2</source>
+        <translation>HighPx %1 低于 LowPx %2</translation>
+    </message>
+    <message>
+        <source>%1: further broken rows: %2</source>
+        <translation>%1：另有损坏行：%2</translation>
+    </message>
+    <message>
+        <source>%1: the recordings contain broken rows only</source>
+        <translation>%1：录制数据中只有损坏的行</translation>
     </message>
     <message>
         <source>%1 &quot;%2&quot; is not a number</source>
@@ -950,10 +1004,6 @@ Exit codes: 0; 1 if the bus, the store or a recording fails; 2 for a usage error
     <message>
         <source>locked by another process</source>
         <translation>已被另一个进程锁定</translation>
-    </message>
-    <message>
-        <source>the store is damaged (%1)</source>
-        <translation>数据库已损坏（%1）</translation>
     </message>
     <message>
         <source>not a store</source>
@@ -1334,6 +1384,112 @@ Exit codes: 0; 1 if the bus, the store or a recording fails; 2 for a usage error
     <message>
         <source>the replay would end at %1, before it begins at %2</source>
         <translation>回放的结束时间 %1 早于开始时间 %2</translation>
+    </message>
+    <message>
+        <source>Name of the broker&apos;s streams, to which _LAST and _TICKS are added (default: %1)</source>
+        <translation>消息服务器上流的名称，后接 _LAST 和 _TICKS（默认：%1）</translation>
+    </message>
+    <message>
+        <source>&quot;%1&quot; is not a name of at most 32 letters, digits, - and _</source>
+        <translation>“%1”不是由至多 32 个字母、数字、- 和 _ 组成的名称</translation>
+    </message>
+    <message>
+        <source>Stream options, of the streams that the service creates on the broker</source>
+        <translation>流选项（服务在消息服务器上创建的流）</translation>
+    </message>
+    <message>
+        <source>Storage of the last value of each symbol</source>
+        <translation>每个代码最新记录的存储方式</translation>
+    </message>
+    <message>
+        <source>Limit of the last values, in megabytes (default: %1)</source>
+        <translation>最新记录的容量上限，单位 MB（默认：%1）</translation>
+    </message>
+    <message>
+        <source>Storage of the transactions and orders</source>
+        <translation>逐笔成交和委托的存储方式</translation>
+    </message>
+    <message>
+        <source>Limit of the transactions and orders, in megabytes (default: %1)</source>
+        <translation>逐笔成交和委托的容量上限，单位 MB（默认：%1）</translation>
+    </message>
+    <message>
+        <source>Keep transactions and orders for this time (default: %1)</source>
+        <translation>逐笔成交和委托的保留小时数（默认：%1）</translation>
+    </message>
+    <message>
+        <source>Brokers of a cluster that keep a copy of the streams (default: %1)</source>
+        <translation>集群中保存流副本的消息服务器个数（默认：%1）</translation>
+    </message>
+    <message>
+        <source>%1 COMMAND --help explains a command. An option --NAME can also be set in the environment (%2_NAME) or in the configuration file (a line NAME=VALUE; for one command only, below a line [COMMAND]).</source>
+        <translation>“%1 命令 --help”显示该命令的说明。选项 --NAME 也可以由环境变量（%2_NAME）或配置文件给出（每行 NAME=VALUE，用于所有命令；只用于某个命令的写在 [命令] 之下）。</translation>
+    </message>
+    <message>
+        <source>%1: &quot;%2&quot; is neither yes nor no</source>
+        <translation>%1：“%2”既不是 yes 也不是 no</translation>
+    </message>
+    <message>
+        <source>%1: neither NAME=VALUE nor [COMMAND]: %2</source>
+        <translation>%1：既不是 NAME=VALUE 也不是 [命令]：%2</translation>
+    </message>
+    <message>
+        <source>%1: %2 is already set at %3</source>
+        <translation>%1：%2 已在 %3 设置</translation>
+    </message>
+    <message>
+        <source>%1 (marketd import DIR %2), or omit --store</source>
+        <translation>%1（marketd import DIR %2），或不用 --store</translation>
+    </message>
+    <message>
+        <source>quotes</source>
+        <translation>行情</translation>
+    </message>
+    <message>
+        <source>quotes or transactions</source>
+        <translation>行情或逐笔成交</translation>
+    </message>
+    <message>
+        <source>no %1 are recorded on %2; there are some of %3</source>
+        <translation>%2 没有%1录制数据；已有的日期：%3</translation>
+    </message>
+    <message>
+        <source>no %1 of %2 are recorded</source>
+        <translation>没有 %2 的%1录制数据</translation>
+    </message>
+    <message>
+        <source>no %1 of %2 are recorded on %3; the latest are of %4</source>
+        <translation>%3 没有 %2 的%1录制数据；最近的是 %4</translation>
+    </message>
+    <message>
+        <source>%1
+The latest recorded day is therefore unknown: specify one (--date), or remove what cannot be read.</source>
+        <translation>%1
+因此无法确定最近的录制日期：请指定日期（--date），或移走无法读取的文件。</translation>
+    </message>
+    <message>
+        <source>s order</source>
+        <translation>s 排序</translation>
+    </message>
+    <message>
+        <source>/ find</source>
+        <translation>/ 查找</translation>
+    </message>
+    <message>
+        <source>space pause</source>
+        <translation>空格 暂停</translation>
+    </message>
+    <message>
+        <source>q quit</source>
+        <translation>q 退出</translation>
+    </message>
+    <message>
+        <source>candles have no fields: combine --fields with another --format</source>
+        <translation>蜡烛图没有字段：--fields 请与其他 --format 一起使用</translation>
+    </message>
+    <message>
+        <source>%1 must follow the command</source>
+        <translation>%1 必须写在命令之后</translation>
     </message>
 </context>
 </TS>

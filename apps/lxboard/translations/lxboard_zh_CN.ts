@@ -28,6 +28,34 @@
         <translation>连接已关闭</translation>
     </message>
     <message>
+        <source>No service since %1</source>
+        <translation>自 %1 起没有服务</translation>
+    </message>
+    <message>
+        <source>No service</source>
+        <translation>没有服务</translation>
+    </message>
+    <message>
+        <source>The replay has ended</source>
+        <translation>回放已结束</translation>
+    </message>
+    <message>
+        <source>No service publishes</source>
+        <translation>没有服务发布行情</translation>
+    </message>
+    <message>
+        <source>The market time has gone back to %1</source>
+        <translation>行情时间回到 %1</translation>
+    </message>
+    <message>
+        <source>Another day is replayed: %1</source>
+        <translation>现在回放另一日：%1</translation>
+    </message>
+    <message>
+        <source>This program itself replays recordings and answers requests</source>
+        <translation>由本程序回放录制数据并应答请求</translation>
+    </message>
+    <message>
         <source>Live</source>
         <translation>实时</translation>
     </message>

@@ -79,4 +79,6 @@ public:
     virtual void refuse(const LxBusRequest &request, LxBusEndpoint::Result reason) = 0;
     /// Waits until everything published before has arrived at the observers of this process, or at the broker.
     virtual bool flush(QDeadlineTimer deadline) = 0;
+    /// The link need not keep transactions and orders that were published before the previous call.
+    virtual void beginDay() = 0;
 };

@@ -25,6 +25,7 @@ public:
     void answer(const LxBusRequest &request, const QString &type, const QVariant &body) override;
     void refuse(const LxBusRequest &request, LxBusEndpoint::Result reason) override;
     bool flush(QDeadlineTimer) override { return true; }
+    void beginDay() override { } // it keeps the latest records only
 
 private:
     LxLinkObserver *m_observer = nullptr; // constant after start()

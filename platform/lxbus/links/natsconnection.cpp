@@ -8,6 +8,7 @@
 #include <QMutex>
 #include <QWaitCondition>
 
+#include <algorithm>
 #include <thread>
 #include <vector>
 
@@ -344,7 +345,7 @@ void LxNatsConnection::passBarrier()
 
 void LxNatsConnection::close()
 {
-    if (natsConnection_Status(m_connection) == NATS_CONN_STATUS_CONNECTED)
+    if (isConnected())
         natsConnection_FlushTimeout(m_connection, ClosingFlushMs);
     m_callbacks->setObserver(nullptr);
     natsConnection_Close(m_connection);
@@ -379,15 +380,18 @@ bool LxNatsConnection::publish(const QByteArray &subject, const QByteArray &byte
     return natsConnection_Publish(m_connection, subject.constData(), bytes.constData(), bytes.size()) == NATS_OK;
 }
 
-bool LxNatsConnection::publishWithHeader(const QByteArray &subject, const char *name, const QByteArray &value,
-                                         const QByteArray &bytes)
+bool LxNatsConnection::publishWithHeaders(const QByteArray &subject, const QByteArray &reply, Headers headers,
+                                          const QByteArray &bytes)
 {
     natsMsg *created = nullptr;
-    if (natsMsg_Create(&created, subject.constData(), nullptr, bytes.constData(), bytes.size()) != NATS_OK)
+    const char *const replyText = reply.isEmpty() ? nullptr : reply.constData();
+    if (natsMsg_Create(&created, subject.constData(), replyText, bytes.constData(), bytes.size()) != NATS_OK)
         return false;
     const LxNatsMessage message(created);
-    return natsMsgHeader_Set(created, name, value.constData()) == NATS_OK
-        && natsConnection_PublishMsg(m_connection, created) == NATS_OK;
+    const bool complete = std::all_of(headers.begin(), headers.end(), [created](const auto &header) {
+        return natsMsgHeader_Set(created, header.first, header.second.constData()) == NATS_OK;
+    });
+    return complete && natsConnection_PublishMsg(m_connection, created) == NATS_OK;
 }
 
 bool LxNatsConnection::publishRequest(const QByteArray &subject, const QByteArray &reply, const QByteArray &bytes)
@@ -395,6 +399,31 @@ bool LxNatsConnection::publishRequest(const QByteArray &subject, const QByteArra
     return natsConnection_PublishRequest(m_connection, subject.constData(), reply.constData(), bytes.constData(),
                                          bytes.size())
         == NATS_OK;
+}
+
+QByteArray LxNatsConnection::askJetStream(const QByteArray &subject, const QByteArray &reply, const QByteArray &bytes,
+                                          int timeoutMs, QString *error)
+{
+    natsSubscription *subscription = nullptr;
+    natsMsg *received = nullptr;
+    natsStatus status = natsConnection_SubscribeSync(&subscription, m_connection, reply.constData());
+    if (status == NATS_OK)
+        status = publishRequest(subject, reply, bytes) ? NATS_OK : NATS_ERR;
+    if (status == NATS_OK)
+        status = natsSubscription_NextMsg(&received, subscription, timeoutMs);
+    natsSubscription_Destroy(subscription); // nothing else is sent to it
+    if (status == NATS_OK) {
+        const LxNatsMessage answer(received);
+        return QByteArray(answer.bytes(), static_cast<int>(answer.size()));
+    }
+    const char *details = nullptr;
+    if (status == NATS_NO_RESPONDERS)
+        *error = QStringLiteral("JetStream is not enabled");
+    else if (natsConnection_GetLastError(m_connection, &details) == NATS_NOT_PERMITTED)
+        *error = textOf(NATS_NOT_PERMITTED, details);
+    else
+        *error = textOf(status, nullptr);
+    return QByteArray();
 }
 
 bool LxNatsConnection::waitForRefusal(QDeadlineTimer deadline)
@@ -407,6 +436,11 @@ bool LxNatsConnection::waitForRefusal(QDeadlineTimer deadline)
 int LxNatsConnection::payloadLimit() const
 {
     return static_cast<int>(natsConnection_GetMaxPayload(m_connection));
+}
+
+bool LxNatsConnection::isConnected() const
+{
+    return natsConnection_Status(m_connection) == NATS_CONN_STATUS_CONNECTED;
 }
 
 bool LxNatsConnection::isOpen() const

@@ -9,7 +9,9 @@
 
 #include <nats/nats.h>
 
+#include <cstdlib>
 #include <functional>
+#include <initializer_list>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -30,6 +32,17 @@ public:
     {
         const char *value = nullptr;
         return natsMsgHeader_Get(m_message.get(), name, &value) == NATS_OK ? value : nullptr;
+    }
+    /// The last value of a header that may occur several times; null if there is none.
+    QByteArray lastHeader(const char *name) const
+    {
+        const char **values = nullptr;
+        int count = 0;
+        if (natsMsgHeader_Values(m_message.get(), name, &values, &count) != NATS_OK)
+            return QByteArray();
+        const QByteArray last = count > 0 ? QByteArray(values[count - 1]) : QByteArray();
+        std::free(values);
+        return last;
     }
     /// True if the broker says that nothing is subscribed to the subject of a request.
     bool isNoResponders() const { return natsMsg_IsNoResponders(m_message.get()); }
@@ -109,10 +122,14 @@ public:
 
     LxNatsSubscription subscribe(const QByteArray &subject, const char *queueGroup, LxNatsHandler handler);
     bool publish(const QByteArray &subject, const QByteArray &bytes);
-    /// Publishes a message with a header.
-    bool publishWithHeader(const QByteArray &subject, const char *name, const QByteArray &value,
-                           const QByteArray &bytes);
+    using Headers = std::initializer_list<std::pair<const char *, QByteArray>>;
+    bool publishWithHeaders(const QByteArray &subject, const QByteArray &reply, Headers headers,
+                            const QByteArray &bytes);
     bool publishRequest(const QByteArray &subject, const QByteArray &reply, const QByteArray &bytes);
+    /// Sends a request to the broker's JetStream and waits for the answer, which `reply` alone receives; empty, with
+    /// the reason in `error`, if none comes in time. Not to be called from a handler.
+    QByteArray askJetStream(const QByteArray &subject, const QByteArray &reply, const QByteArray &bytes, int timeoutMs,
+                            QString *error);
     /// The name of the user that has logged in; empty if the connection did not log in with a name and a password.
     QString user() const { return m_user; }
     /// If the broker has refused a subject, waits until the observer has been told of it. False on time-out.
@@ -121,6 +138,7 @@ public:
     int payloadLimit() const;
     /// False if the connection is closed for good.
     bool isOpen() const;
+    bool isConnected() const;
 
     /// Called by the subscriber of `barrierSubject` when a message that the connection sent to itself has arrived.
     void passBarrier();

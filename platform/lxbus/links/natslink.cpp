@@ -1,13 +1,14 @@
 #include "links/natslink_p.h"
 
 #include "bustopics.h"
+#include "links/natsstreams_p.h"
 #include "links/natssubjects_p.h"
 
 #include <QLoggingCategory>
 #include <QRandomGenerator>
 
 #include <cstring>
-#include <tuple>
+#include <limits>
 
 Q_LOGGING_CATEGORY(lxNatsLog, "lx.bus.nats")
 
@@ -27,25 +28,45 @@ LxBusEndpoint::Result refusalOf(const char *header)
     return LxBusEndpoint::Closed;
 }
 
+qint64 deadlineMs(const QDeadlineTimer &deadline)
+{
+    return deadline.isForever() ? std::numeric_limits<int>::max() : deadline.remainingTime();
+}
+
 } // namespace
 
 std::unique_ptr<LxNatsLink> LxNatsLink::connect(const QString &url, const LxBusOptions &options, QString *error)
 {
     std::unique_ptr<LxNatsConnection> connection = LxNatsConnection::open(url, options, error);
-    return connection ? std::unique_ptr<LxNatsLink>(new LxNatsLink(std::move(connection))) : nullptr;
+    if (!connection)
+        return nullptr;
+    const QByteArray inbox = LxNatsSubjects::inbox(connection->user());
+    quint64 ticksEnd = 0;
+    if (options.streams && !LxNatsStreams::create(connection.get(), inbox, options, &ticksEnd, error))
+        return nullptr;
+    return std::unique_ptr<LxNatsLink>(new LxNatsLink(std::move(connection), inbox, options, ticksEnd));
 }
 
-LxNatsLink::LxNatsLink(std::unique_ptr<LxNatsConnection> connection)
-    : m_nats(std::move(connection)), m_inbox(LxNatsSubjects::inbox(m_nats->user()))
+LxNatsLink::LxNatsLink(std::unique_ptr<LxNatsConnection> connection, QByteArray inbox, const LxBusOptions &options,
+                       quint64 ticksEnd)
+    : m_options(options), m_ticksEnd(ticksEnd), m_nats(std::move(connection)), m_inbox(std::move(inbox))
 {
 }
 
 void LxNatsLink::start(LxLinkObserver *observer)
 {
     m_observer = observer;
-    m_publisher = std::make_unique<LxNatsPublisher>(m_nats.get(), observer);
+    m_publisher = std::make_unique<LxNatsPublisher>(m_nats.get(), observer, m_options, m_ticksEnd);
+    m_routes = std::make_unique<LxNatsRoutes>(m_nats.get(), m_inbox, m_options, observer);
     m_own = m_nats->subscribe(m_inbox + ".>", nullptr, [this](const LxNatsMessage &message) { receiveOwn(message); });
     m_nats->start(this, m_inbox + LxNatsSubjects::Own::barrier);
+}
+
+void LxNatsLink::close()
+{
+    m_publisher->stop();
+    m_routes->stop();
+    m_nats->close();
 }
 
 QString LxNatsLink::addressOf(const QString &name)
@@ -57,13 +78,8 @@ QString LxNatsLink::addressOf(const QString &name)
 void LxNatsLink::connectionRestored()
 {
     m_nats->passBarrier(); // it may be lost; nothing that was sent before is read any more
-    // Readers may have come back before the publisher, or after it.
-    m_publisher->publishLatestAgain();
-    {
-        QMutexLocker locker(&m_mutex);
-        for (const std::shared_ptr<Route> &route : std::as_const(m_routes))
-            askForLatest(*route);
-    }
+    m_publisher->restore();
+    m_routes->askAgain();
     m_observer->connectionRestored();
 }
 
@@ -115,83 +131,12 @@ QByteArray LxNatsLink::write(const QString &type, const QString &client, const Q
 
 void LxNatsLink::openRoute(quint64 number, const QString &topic, const QString &key)
 {
-    const auto route = std::make_shared<Route>();
-    route->number = number;
-    route->topic = topic;
-    route->key = key;
-    route->path = LxNatsSubjects::path(topic, key);
-    const std::weak_ptr<Route> weak = route;
-    route->subscription =
-        m_nats->subscribe(LxNatsSubjects::record(route->path), nullptr, [this, weak](const LxNatsMessage &message) {
-            if (const std::shared_ptr<Route> open = weak.lock())
-                receiveRecord(open.get(), message, false);
-        });
-    QMutexLocker locker(&m_mutex);
-    m_routes.insert(number, route);
-    askForLatest(*route);
+    m_routes->open(number, topic, key);
 }
 
 void LxNatsLink::closeRoute(quint64 number)
 {
-    QMutexLocker locker(&m_mutex);
-    m_routes.remove(number);
-}
-
-void LxNatsLink::askForLatest(const Route &route)
-{
-    if (!route.key.isEmpty()) {
-        m_nats->publishRequest(LxNatsSubjects::recap(route.path),
-                               m_inbox + LxNatsSubjects::Own::latest + QByteArray::number(route.number), QByteArray());
-    }
-}
-
-void LxNatsLink::receiveRecord(Route *route, const LxNatsMessage &message, bool isLatest)
-{
-    LxWireMessage record;
-    if (!read(message, isLatest ? QStringLiteral("recap") : route->topic, &record))
-        return;
-    if (record.type != route->topic || record.client != route->key) {
-        m_observer->dropped(LxBusDrop::Malformed, route->topic);
-        return;
-    }
-    if (!route->key.isEmpty()) {
-        const auto position = std::tie(record.epoch, record.sequence);
-        const bool known = isLatest ? position <= std::tie(route->epoch, route->sequence)
-                                    : record.epoch == route->epoch && record.sequence <= route->sequence;
-        if (known)
-            return;
-        // Numbers of one run of a publisher have no gaps.
-        if (record.epoch == route->epoch)
-            m_observer->dropped(LxBusDrop::LostOnTheWay, route->topic, record.sequence - route->sequence - 1);
-        else if (record.epoch < route->epoch)
-            warnOfTwoPublishers(*route);
-        route->epoch = record.epoch;
-        route->sequence = record.sequence;
-    }
-    m_observer->recordArrived(route->number, route->topic, route->key, record.body);
-}
-
-// A publisher that has been replaced sends nothing any more, so its records follow those of a newer one only if both
-// are running.
-void LxNatsLink::warnOfTwoPublishers(const Route &route)
-{
-    if (const auto suppressed = m_publishersLog.admit()) {
-        qCWarning(lxNatsLog).noquote() << "two services publish" << route.topic << "of" << route.key
-                                       << "- clients receive the records of both -" << *suppressed << "similar before";
-    }
-}
-
-void LxNatsLink::receiveLatest(quint64 number, const LxNatsMessage &message)
-{
-    if (message.isNoResponders())
-        return; // most symbols are published on few topics
-    std::shared_ptr<Route> route;
-    {
-        QMutexLocker locker(&m_mutex);
-        route = m_routes.value(number);
-    }
-    if (route)
-        receiveRecord(route.get(), message, true);
+    m_routes->close(number);
 }
 
 void LxNatsLink::receiveOwn(const LxNatsMessage &message)
@@ -205,7 +150,11 @@ void LxNatsLink::receiveOwn(const LxNatsMessage &message)
         return matches;
     };
     if (follows(Own::latest)) {
-        receiveLatest(end.toULongLong(), message);
+        m_routes->receiveLatest(end, message);
+    } else if (follows(Own::fetched)) {
+        m_routes->receiveFetched(end, message);
+    } else if (rest == Own::wake) {
+        m_routes->wake();
     } else if (follows(Own::answer)) {
         receiveAnswer(end.toULongLong(), message);
     } else if (follows(Own::message) && end.count('.') == 1) {
@@ -363,8 +312,9 @@ bool LxNatsLink::publishParts(const QByteArray &subject, const QByteArray &bytes
     const int count = (bytes.size() + partSize - 1) / partSize;
     const quint64 number = ++m_lastInParts;
     for (int i = 0; i < count; ++i) {
-        if (!m_nats->publishWithHeader(subject, LxNatsSubjects::partHeader, LxNatsParts::header(number, i, count),
-                                       bytes.mid(i * partSize, partSize)))
+        if (!m_nats->publishWithHeaders(subject, {},
+                                        { { LxNatsSubjects::partHeader, LxNatsParts::header(number, i, count) } },
+                                        bytes.mid(i * partSize, partSize)))
             return false;
     }
     return true;
@@ -377,7 +327,8 @@ void LxNatsLink::answer(const LxBusRequest &request, const QString &type, const 
 
 void LxNatsLink::refuse(const LxBusRequest &request, LxBusEndpoint::Result reason)
 {
-    m_nats->publishWithHeader(request.returnAddress, LxNatsSubjects::refusalHeader, QByteArray::number(reason), {});
+    m_nats->publishWithHeaders(request.returnAddress, {},
+                               { { LxNatsSubjects::refusalHeader, QByteArray::number(reason) } }, {});
 }
 
 bool LxNatsLink::flush(QDeadlineTimer deadline)
@@ -387,14 +338,18 @@ bool LxNatsLink::flush(QDeadlineTimer deadline)
     const quint64 number = ++m_lastEchoSent;
     while (m_lastEcho < number) {
         locker.unlock();
-        m_nats->publish(m_inbox + LxNatsSubjects::Own::echo, QByteArray::number(number));
+        if (!m_nats->publish(m_inbox + LxNatsSubjects::Own::echo, QByteArray::number(number)) && !m_nats->isOpen())
+            return false;
         locker.relock();
         // It may be lost with the connection.
-        QDeadlineTimer again(deadline.isForever() ? EchoAgainMs : qMin<qint64>(EchoAgainMs, deadline.remainingTime()));
+        const QDeadlineTimer again(qMin<qint64>(EchoAgainMs, deadlineMs(deadline)));
         while (m_lastEcho < number && m_echoed.wait(&m_echoMutex, again)) { }
         if (m_lastEcho < number && (deadline.hasExpired() || !m_nats->isOpen()))
             return false;
     }
+    locker.unlock();
+    if (!m_routes->waitUntilCurrent(deadline) || !m_publisher->waitUntilStored(deadline))
+        return false;
     return m_nats->waitForRefusal(deadline); // what is refused shows before the echo, but is told on another thread
 }
 

@@ -5,9 +5,9 @@
 #include "links/natsconnection_p.h"
 #include "links/natsparts_p.h"
 #include "links/natspublisher_p.h"
+#include "links/natsroutes_p.h"
 #include "loglimit_p.h"
 
-#include <QHash>
 #include <QMutex>
 #include <QWaitCondition>
 
@@ -26,7 +26,7 @@ public:
     static std::unique_ptr<LxNatsLink> connect(const QString &url, const LxBusOptions &options, QString *error);
 
     void start(LxLinkObserver *observer) override;
-    void close() override { m_nats->close(); }
+    void close() override;
 
     bool isLocal() const override { return false; }
     QString addressOf(const QString &name) override;
@@ -42,22 +42,11 @@ public:
     void answer(const LxBusRequest &request, const QString &type, const QVariant &body) override;
     void refuse(const LxBusRequest &request, LxBusEndpoint::Result reason) override;
     bool flush(QDeadlineTimer deadline) override;
+    void beginDay() override { m_publisher->beginDay(); }
 
 private:
-    // The records of one topic and symbol.
-    struct Route
-    {
-        quint64 number;
-        QString topic;
-        QString key;
-        QByteArray path;
-        // Of the last record received; receiving thread.
-        quint64 epoch = 0;
-        quint64 sequence = 0;
-        LxNatsSubscription subscription;
-    };
-
-    explicit LxNatsLink(std::unique_ptr<LxNatsConnection> connection);
+    LxNatsLink(std::unique_ptr<LxNatsConnection> connection, QByteArray inbox, const LxBusOptions &options,
+               quint64 ticksEnd);
 
     void connectionLost(const QString &reason) override { m_observer->connectionLost(reason); }
     void connectionRestored() override;
@@ -72,28 +61,26 @@ private:
     // Any thread:
     QByteArray write(const QString &type, const QString &client, const QVariant &body);
     bool publishParts(const QByteArray &subject, const QByteArray &bytes);
-    void askForLatest(const Route &route);
 
     // Receiving thread:
-    void receiveRecord(Route *route, const LxNatsMessage &message, bool isLatest);
-    void warnOfTwoPublishers(const Route &route);
     void receiveRequest(const QString &type, const LxNatsMessage &message);
     void receiveOwn(const LxNatsMessage &message);
-    void receiveLatest(quint64 route, const LxNatsMessage &message);
     LxBusEndpoint::Result readReply(const LxNatsMessage &message, const QString &what, LxWireMessage *reply);
     void receiveAnswer(quint64 id, const LxNatsMessage &message);
     void receiveMessage(const QString &client, const QString &requestType, const LxNatsMessage &message);
     void receiveEcho(const LxNatsMessage &message);
 
+    const LxBusOptions m_options;
+    const quint64 m_ticksEnd; // the position of the last transaction or order that the stream had
     const std::unique_ptr<LxNatsConnection> m_nats;
     const QByteArray m_inbox; // what the subjects of this process begin with
     LxLinkObserver *m_observer = nullptr; // constant after start()
     std::unique_ptr<LxNatsPublisher> m_publisher; // constant after start()
+    std::unique_ptr<LxNatsRoutes> m_routes; // constant after start()
     LxNatsSubscription m_own; // constant after start()
 
     LxLogLimit m_refusalLog;
     LxLogLimit m_writeLog;
-    LxLogLimit m_publishersLog;
 
     LxWireReader m_reader; // receiving thread
     LxNatsParts m_parts; // receiving thread
@@ -103,7 +90,6 @@ private:
     LxWireWriter m_writer;
 
     QMutex m_mutex; // guards what follows
-    QHash<quint64, std::shared_ptr<Route>> m_routes; // by number
     std::map<QString, LxNatsSubscription> m_services; // by request type
 
     QMutex m_echoMutex; // guards what follows

@@ -63,11 +63,6 @@ QByteArray record(const QByteArray &path)
     return "lx.md." + path;
 }
 
-QByteArray recap(const QByteArray &path)
-{
-    return "lx.rc." + path;
-}
-
 QByteArray request(const QString &user, const QString &type)
 {
     return requestPrefix + userPart(user) + '.' + part(type);
@@ -106,15 +101,11 @@ QByteArray inbox(const QString &user)
     return inboxes + userPart(user) + '.' + QByteArray(reinterpret_cast<const char *>(random), sizeof random).toHex();
 }
 
-bool isInInbox(const QByteArray &subject)
-{
-    return subject.startsWith(inboxes) && isSendable(subject) && !subject.endsWith('.') && !subject.contains("..")
-        && std::all_of(subject.cbegin(), subject.cend(), [](char c) { return isPlain(c) || c == '.' || c == '%'; });
-}
-
 bool isReturnAddress(const QByteArray &subject, const QString &user)
 {
-    return isInInbox(subject) && subject.startsWith(inboxes + userPart(user) + '.');
+    return subject.startsWith(inboxes + userPart(user) + '.') && isSendable(subject) && !subject.endsWith('.')
+        && !subject.contains("..")
+        && std::all_of(subject.cbegin(), subject.cend(), [](char c) { return isPlain(c) || c == '.' || c == '%'; });
 }
 
 } // namespace LxNatsSubjects

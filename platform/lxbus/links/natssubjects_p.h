@@ -17,8 +17,6 @@ QString nameOf(const QByteArray &part);
 QByteArray path(const QString &topic, const QString &symbol);
 
 QByteArray record(const QByteArray &path);
-/// Where the publisher of a symbol is asked for its latest record.
-QByteArray recap(const QByteArray &path);
 /// Requests of a user; a broker can permit each user its own.
 QByteArray request(const QString &user, const QString &type);
 /// Where a service receives them.
@@ -37,24 +35,27 @@ QByteArray inbox(const QString &user);
 /// True if answers to this user may be sent to this subject: in an inbox of the user. At any other one, services would
 /// publish for a client what it may not publish itself.
 bool isReturnAddress(const QByteArray &subject, const QString &user);
-/// True if this subject lies in anybody's inbox.
-bool isInInbox(const QByteArray &subject);
 
 /// What follows the inbox.
 namespace Own {
 const char answer[] = ".a."; ///< then the request's number
 const char message[] = ".m."; ///< then the client and the type of its request: messages for this client alone
-const char latest[] = ".l."; ///< then the record's path
+const char latest[] = ".l."; ///< then the route's number: its latest record, from a stream
+const char fetched[] = ".t."; ///< then the route's number and that of the request: a record that was missing
+const char wake[] = ".w"; ///< tasks are due
 const char echo[] = ".e";
 const char barrier[] = ".b";
 } // namespace Own
 
 /// Of a part of a message: "ID INDEX COUNT". All but the last have the same size.
 const char partHeader[] = "Lx-Part";
+/// Of a transaction or order: later ones of its publisher have higher positions in the stream than this.
+const char floorHeader[] = "Lx-Floor";
+/// By this the broker recognises a record that is published again.
+const char idHeader[] = "Nats-Msg-Id";
 /// Of an answer without a body: the LxBusEndpoint::Result that says why there is none.
 const char refusalHeader[] = "Lx-Refusal";
 
 const char servicesGroup[] = "lx.services";
-const char publishersGroup[] = "lx.publishers";
 
 } // namespace LxNatsSubjects

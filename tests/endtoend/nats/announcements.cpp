@@ -157,6 +157,7 @@ int main(int argc, char *argv[])
     LxBusOptions busOptions;
     busOptions.pendingLimit =
         1000000; // all records: a replay at full speed does not wait for receivers behind a broker
+    busOptions.streams = LxBusStreams();
     if (!LxBus::start(arguments.at(1), busOptions, &error))
         qFatal("%s", qPrintable(error));
     ReplayOptions options;

@@ -1,11 +1,13 @@
 // A process on a bus, controlled by lines on its standard input. It answers each with a line on its standard output.
 //
-//     start URL [pending=N] [timeout=MS]        joins the bus
+//     start URL [pending=N] [timeout=MS] [reads]
+//                                               joins the bus; creates the broker's streams, unless it only reads
 //     client NAME TOPIC KIND SYMBOL...          opens an endpoint that reads these symbols
 //     publish TOPIC FIRST LAST SYMBOL...        publishes records with these numbers for each symbol: "ok", how many
 //                                               were accepted
-//     feed TOPIC SYMBOL...                      publishes continuously, up to 200 records ahead of the broker
+//     feed TOPIC[,TOPIC] SYMBOL...              publishes continuously, up to 200 records ahead of the broker
 //     halt                                      stops feeding: "ok", the last number
+//     day                                       a trading day begins
 //     await NAME NUMBER SYMBOL...               waits until NAME has received this record, or a later one, of each
 //     flush                                     waits until everything published before has been delivered
 //     count NAME COUNT                          waits until NAME has received COUNT messages
@@ -148,7 +150,7 @@ public:
     QString work(const QStringList &words);
 
 private:
-    void feed(const QString &topic, const QStringList &symbols);
+    void feed(const QStringList &topics, const QStringList &symbols);
     QString storm(const QString &type, int threads, int count, int first);
     QString dropped() const;
     template<typename Condition>
@@ -181,11 +183,14 @@ QString Peer::work(const QStringList &words)
     const auto ok = [](bool good) { return good ? QStringLiteral("ok") : QStringLiteral("timed out"); };
     if (command == QLatin1String("start")) {
         LxBusOptions options;
+        const Bus::Role role = words.contains(QStringLiteral("reads")) ? Bus::OnlyReads : Bus::Publishes;
         for (const QString &option : words.mid(2)) {
+            if (!option.contains(QLatin1Char('=')))
+                continue;
             const int value = option.section(QLatin1Char('='), 1).toInt();
             (option.startsWith(QLatin1String("pending")) ? options.pendingLimit : options.requestTimeoutMs) = value;
         }
-        m_bus = std::make_unique<Bus>(options, words.value(1));
+        m_bus = std::make_unique<Bus>(options, words.value(1), role);
         m_publisher = std::make_unique<Publisher>(*m_bus);
         QObject::connect(&(*m_bus)->connection(), &LxBusConnection::stateChanged, [this](const LxBusState &state) {
             QMutexLocker locker(&m_mutex);
@@ -209,7 +214,11 @@ QString Peer::work(const QStringList &words)
     }
     if (command == QLatin1String("feed")) {
         m_halt = false;
-        m_threads.run([this, words] { feed(words.value(1), words.mid(2)); });
+        m_threads.run([this, words] { feed(words.value(1).split(QLatin1Char(',')), words.mid(2)); });
+        return ok(true);
+    }
+    if (command == QLatin1String("day")) {
+        m_publisher->port->beginDay();
         return ok(true);
     }
     if (command == QLatin1String("halt")) {
@@ -262,14 +271,16 @@ QString Peer::work(const QStringList &words)
     return QStringLiteral("no command: ") + words.join(QLatin1Char(' '));
 }
 
-void Peer::feed(const QString &topic, const QStringList &symbols)
+void Peer::feed(const QStringList &topics, const QStringList &symbols)
 {
     int ahead = 0;
     while (!m_halt) {
         const int number = ++m_lastFed;
-        for (const QString &symbol : symbols)
-            m_publisher->port->publish(topic, symbol, recordBody(symbol, number));
-        ahead += symbols.size();
+        for (const QString &symbol : symbols) {
+            for (const QString &topic : topics)
+                m_publisher->port->publish(topic, symbol, recordBody(symbol, number));
+        }
+        ahead += symbols.size() * topics.size();
         if (ahead >= FeedAhead) {
             m_publisher->flush();
             ahead = 0;

@@ -230,10 +230,10 @@ void tst_NatsConnection::brokerThatRefusesAfterARestartClosesTheBus()
 void tst_NatsConnection::refusedSubjectsAreAnnounced()
 {
     NatsBroker broker("authorization { users = [ { user: \"lx\", password: \"secret\", permissions: {\n"
-                      "    publish: [\"lx.rq.>\", \"lx.rc.>\", \"lx.in.>\"]\n"
+                      "    publish: [\"lx.rq.>\", \"$JS.API.DIRECT.GET.>\", \"lx.in.>\"]\n"
                       "    subscribe: { allow: [\"lx.md.MDMARKETRECORD.>\", \"lx.in.>\"] } } } ] }\n");
     QVERIFY2(broker.start(), broker.log().constData());
-    Bus bus({}, broker.url(lx));
+    Bus bus({}, broker.url(lx), Bus::OnlyReads);
     BusStates states(bus);
     Client client(bus, QStringLiteral("client"));
     client.endpoint->subscribe(quotes);
@@ -256,14 +256,15 @@ void tst_NatsConnection::refusedSubjectsAreAnnounced()
 
 void tst_NatsConnection::clientsPublishNothing()
 {
-    NatsBroker broker("authorization { users = [\n"
-                      "    { user: \"service\", password: \"secret\" }\n"
-                      "    { user: \"lx\", password: \"secret\", permissions: {\n"
-                      "        publish: [\"lx.rq.>\", \"lx.rc.>\", \"lx.in.>\"], subscribe: \">\" } } ] }\n");
+    NatsBroker broker(
+        "authorization { users = [\n"
+        "    { user: \"service\", password: \"secret\" }\n"
+        "    { user: \"lx\", password: \"secret\", permissions: {\n"
+        "        publish: [\"lx.rq.>\", \"$JS.API.DIRECT.GET.>\", \"lx.in.>\"], subscribe: \">\" } } ] }\n");
     QVERIFY2(broker.start(), broker.log().constData());
     RawNats eavesdropper(broker.url(QStringLiteral("service:secret")));
     eavesdropper.listen("lx.md.>");
-    Bus bus({}, broker.url(lx));
+    Bus bus({}, broker.url(lx), Bus::OnlyReads);
     BusStates states(bus);
     Publisher forger(bus);
     Client client(bus, QStringLiteral("client"));

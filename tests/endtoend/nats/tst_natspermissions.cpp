@@ -1,3 +1,4 @@
+#include "busprocess.h"
 #include "busstates.h"
 #include "rawnats.h"
 
@@ -65,6 +66,8 @@ private Q_SLOTS:
     void answersOfOthersCannotBeRead();
     void recordsCannotBePublished_data();
     void recordsCannotBePublished();
+    void announcementsOfServicesAreReadByAll();
+    void recordUnderAnotherSymbolIsDropped();
     void floodDoesNotDelayOthers();
     void unansweredRequestsAreBounded();
 
@@ -140,11 +143,13 @@ void tst_NatsPermissions::requestsAreAnswered()
 
     // What a client of the bus subscribes and publishes is permitted.
     cleanup();
-    Bus bus({}, m_broker.url(client));
+    Bus bus({}, m_broker.url(client), Bus::OnlyReads);
     BusStates states(bus);
     Client reader(bus, QStringLiteral("reader"));
     reader.endpoint->subscribe(quotes);
+    reader.endpoint->subscribe(QStringLiteral("MDTRANSACTIONRECORD"));
     reader.ask(LxRecordKind::Quote, Subscribe, { symbol });
+    reader.ask(LxRecordKind::Transaction, Subscribe, { symbol });
     QVERIFY(Publisher(bus).flush());
     QVariant answer;
     QCOMPARE(reader.endpoint->requestSync(requestType, numberBody(1), &answer), int(LxBusEndpoint::NoService));
@@ -230,14 +235,20 @@ void tst_NatsPermissions::recordsCannotBePublished_data()
 {
     QTest::addColumn<QByteArray>("subject");
     QTest::newRow("record") << QByteArray("lx.md.MDMARKETRECORD.600519.SH");
+    QTest::newRow("announcement of a service") << QByteArray("lx.md.ServicePresence");
     QTest::newRow("inbox of another user") << QByteArray("lx.in.analyst.inbox.a.1");
     QTest::newRow("inbox of the service") << QByteArray("lx.in.service.inbox.e");
+    for (const char *request :
+         { "STREAM.CREATE.LX_LAST", "STREAM.UPDATE.LX_LAST", "STREAM.DELETE.LX_LAST", "STREAM.PURGE.LX_TICKS",
+           "STREAM.MSG.DELETE.LX_TICKS", "STREAM.SNAPSHOT.LX_TICKS", "STREAM.CREATE.OTHER", "CONSUMER.CREATE.LX_TICKS",
+           "CONSUMER.DURABLE.CREATE.LX_TICKS.x" })
+        QTest::newRow(request) << QByteArray("$JS.API.") + request;
 }
 
 void tst_NatsPermissions::recordsCannotBePublished()
 {
     QFETCH(QByteArray, subject);
-    m_victim->listen(subject.startsWith("lx.md") ? "lx.md.>" : "lx.in.analyst.>");
+    m_victim->listen(subject.startsWith("lx.in") ? "lx.in.analyst.>" : "lx.md.>");
     m_enemy->publish(subject, wire(quotes, numberBody(1), symbol));
     QVERIFY(m_enemy->flush());
     QVERIFY(m_publisher->flush());
@@ -246,6 +257,42 @@ void tst_NatsPermissions::recordsCannotBePublished()
     QTRY_VERIFY_WITH_TIMEOUT(m_broker.log().contains("Publish to \"" + subject + "\"")
                                  || m_broker.log().contains("Subject \"" + subject + "\""),
                              PatienceMs);
+}
+
+void tst_NatsPermissions::announcementsOfServicesAreReadByAll()
+{
+    const QString presence = QStringLiteral("ServicePresence");
+    BusStates states(*m_bus);
+    Client other(*m_bus, QStringLiteral("other service"));
+    other.endpoint->subscribe(presence);
+    m_victim->listen("lx.md.ServicePresence");
+    QVERIFY(m_publisher->flush());
+    QCOMPARE(m_publisher->port->publish(presence, QString(), numberBody(1)), 1);
+    QVERIFY(other.waitFor(1));
+    RawNats::Message message;
+    QVERIFY(m_victim->next(&message));
+    QCOMPARE(message.subject, QByteArray("lx.md.ServicePresence"));
+    QCOMPARE(states.refusals(), QStringList());
+}
+
+// The broker sends what a client asks the streams for to whatever reply subject the client names.
+void tst_NatsPermissions::recordUnderAnotherSymbolIsDropped()
+{
+    m_publisher->publish(quotes, symbol, 1);
+    m_publisher->publish(quotes, QStringLiteral("000001.SZ"), 2);
+    QVERIFY(m_publisher->flush());
+    BusProcess reader(m_broker.url(analyst), QStringLiteral("reads"));
+    QCOMPARE(reader.call(QStringLiteral("client reader MDMARKETRECORD 1 ") + symbol), QStringLiteral("ok"));
+    QCOMPARE(reader.call(QStringLiteral("count reader 1")), QStringLiteral("ok"));
+    m_enemy->publish("$JS.API.DIRECT.GET.LX_LAST.lx.md.MDMARKETRECORD.000001.SZ", QByteArray(),
+                     "lx.md.MDMARKETRECORD.600519.SH");
+    QVERIFY(m_enemy->flush());
+    QTRY_COMPARE_WITH_TIMEOUT(reader.dropped(), (QMap<QString, int> { { QStringLiteral("malformed"), 1 } }),
+                              PatienceMs);
+    m_publisher->publish(quotes, symbol, 3);
+    QVERIFY(m_publisher->flush());
+    QCOMPARE(reader.call(QStringLiteral("count reader 2")), QStringLiteral("ok"));
+    QCOMPARE(reader.call(QStringLiteral("heard reader")), QStringLiteral("MDMARKETRECORD:1-3/2"));
 }
 
 void tst_NatsPermissions::floodDoesNotDelayOthers()

@@ -29,9 +29,11 @@ class tst_NatsRecap : public QObject
 private Q_SLOTS:
     void init();
     void lateSubscriberGetsTheLatestFromAnotherProcess();
+    void publisherNeedNotBeAlive();
+    void wholeMarketIsCurrentAtOnce();
     void silentPublisherIsCurrentAfterARestart_data();
     void silentPublisherIsCurrentAfterARestart();
-    void oneOfSeveralPublishersAnswers();
+    void eachSymbolIsAnsweredOnce();
     void wholeMarketByOneSubject();
     void readerReceivesOnlyItsSymbols();
     void whoHasTheLatestGetsItOnce();
@@ -59,6 +61,43 @@ void tst_NatsRecap::lateSubscriberGetsTheLatestFromAnotherProcess()
     QVERIFY(client.dropped().isEmpty());
     QCOMPARE(client.quit(), 0);
     QCOMPARE(publisher.quit(), 0);
+}
+
+void tst_NatsRecap::publisherNeedNotBeAlive()
+{
+    {
+        BusProcess publisher(m_broker->url());
+        QCOMPARE(publisher.call(QStringLiteral("publish MDMARKETRECORD 1 5 600519.SH")), QStringLiteral("ok 5"));
+        publisher.signal(SIGKILL);
+    }
+    BusProcess client(m_broker->url());
+    QCOMPARE(client.call(QStringLiteral("client late MDMARKETRECORD 1 600519.SH 000001.SZ")), ok);
+    QCOMPARE(client.call(QStringLiteral("await late 5 600519.SH")), ok);
+    // A successor's records are newer, although their numbers are smaller.
+    BusProcess successor(m_broker->url());
+    QCOMPARE(successor.call(QStringLiteral("publish MDMARKETRECORD 6 6 600519.SH")), QStringLiteral("ok 1"));
+    QCOMPARE(client.call(QStringLiteral("await late 6 600519.SH")), ok);
+    QCOMPARE(heardBy(client, QStringLiteral("late")), QStringLiteral("600519.SH:5-6/2"));
+    QVERIFY(client.dropped().isEmpty());
+}
+
+void tst_NatsRecap::wholeMarketIsCurrentAtOnce()
+{
+    constexpr int Symbols = 5000;
+    QStringList symbols;
+    for (int i = 0; i < Symbols; ++i)
+        symbols.append(QStringLiteral("%1.SH").arg(600000 + i));
+    const QString all = symbols.join(QLatin1Char(' '));
+    BusProcess publisher(m_broker->url());
+    QCOMPARE(publisher.call(QStringLiteral("publish MDMARKETRECORD 1 1 ") + all), QStringLiteral("ok %1").arg(Symbols));
+    BusProcess client(m_broker->url());
+    QElapsedTimer timer;
+    timer.start();
+    QCOMPARE(client.call(QStringLiteral("client reader MDMARKETRECORD 1 ") + all), ok);
+    QCOMPARE(client.call(QStringLiteral("count reader %1").arg(Symbols)), ok);
+    qInfo("%d symbols after %lld ms", Symbols, timer.elapsed());
+    QCOMPARE(client.heard(QStringLiteral("reader")).size(), Symbols);
+    QVERIFY(client.dropped().isEmpty());
 }
 
 void tst_NatsRecap::silentPublisherIsCurrentAfterARestart_data()
@@ -102,7 +141,7 @@ void tst_NatsRecap::silentPublisherIsCurrentAfterARestart()
     QCOMPARE(publisher.quit(), 0);
 }
 
-void tst_NatsRecap::oneOfSeveralPublishersAnswers()
+void tst_NatsRecap::eachSymbolIsAnsweredOnce()
 {
     QStringList symbols;
     for (int i = 0; i < 20; ++i)

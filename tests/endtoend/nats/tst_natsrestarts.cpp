@@ -1,4 +1,5 @@
 #include "busprocess.h"
+#include "rawnats.h"
 
 #include <natsbroker.h>
 
@@ -20,7 +21,7 @@ struct Reader
 
 } // namespace
 
-/// The broker is killed while records flow.
+/// The broker is killed while records flow. LX_TEST_KILLS in the environment says how often.
 class tst_NatsRestarts : public QObject
 {
     Q_OBJECT
@@ -32,7 +33,7 @@ private Q_SLOTS:
 
 void tst_NatsRestarts::everyClientResumes()
 {
-    constexpr int Kills = 20;
+    const int kills = qEnvironmentVariable("LX_TEST_KILLS", QStringLiteral("20")).toInt();
     constexpr int RecordsBetween = 300;
     NatsBroker broker;
     QVERIFY2(broker.start(), broker.log().constData());
@@ -44,16 +45,20 @@ void tst_NatsRestarts::everyClientResumes()
         { &clients[1], QStringLiteral("all"), QStringLiteral("1.SH 2.SH 3.SZ 4.SZ 5.SZ") },
         { &clients[2], QStringLiteral("one"), QStringLiteral("5.SZ") },
     };
-    for (const Reader &reader : readers)
-        QCOMPARE(reader.process->call(QStringLiteral("client %1 MDMARKETRECORD 1 %2")
-                                          .arg(reader.name, reader.symbols)), ok);
-    QCOMPARE(publisher.call(QStringLiteral("feed MDMARKETRECORD 1.SH 2.SH 3.SZ 4.SZ 5.SZ")), ok);
+    for (const Reader &reader : readers) {
+        QCOMPARE(reader.process->call(QStringLiteral("client %1 MDMARKETRECORD 1 %2").arg(reader.name, reader.symbols)),
+                 ok);
+        QCOMPARE(reader.process->call(
+                     QStringLiteral("client %1-ticks MDTRANSACTIONRECORD 2 %2").arg(reader.name, reader.symbols)),
+                 ok);
+    }
+    QCOMPARE(publisher.call(QStringLiteral("feed MDMARKETRECORD,MDTRANSACTIONRECORD 1.SH 2.SH 3.SZ 4.SZ 5.SZ")), ok);
 
     const auto everyoneHearsMore = [&readers] {
         for (const Reader &reader : readers)
             QCOMPARE(reader.process->call(QStringLiteral("more %1 %2").arg(reader.name).arg(RecordsBetween)), ok);
     };
-    for (int i = 0; i < Kills; ++i) {
+    for (int i = 0; i < kills; ++i) {
         everyoneHearsMore();
         broker.kill();
         QVERIFY2(broker.start(), broker.log().constData());
@@ -65,8 +70,8 @@ void tst_NatsRestarts::everyClientResumes()
     const int last = halted.section(QLatin1Char(' '), 1).toInt();
     QMap<BusProcess *, QMap<QString, int>> missing; // the readers of a process miss the same records
     for (const Reader &reader : readers) {
-        QCOMPARE(reader.process->call(QStringLiteral("await %1 %2 %3")
-                                          .arg(reader.name).arg(last).arg(reader.symbols)), ok);
+        QCOMPARE(reader.process->call(QStringLiteral("await %1 %2 %3").arg(reader.name).arg(last).arg(reader.symbols)),
+                 ok);
         const QMap<QString, BusProcess::Heard> heard = reader.process->heard(reader.name);
         QCOMPARE(QStringList(heard.keys()), reader.symbols.split(QLatin1Char(' ')));
         for (auto one = heard.cbegin(); one != heard.cend(); ++one) {
@@ -78,14 +83,34 @@ void tst_NatsRestarts::everyClientResumes()
             ofProcess.insert(one.key(), last - one->count);
         }
     }
-    // Nothing is missing that has not been counted, and nothing else is.
+    // Each transaction is announced once and in order.
+    for (const Reader &reader : readers) {
+        const QString name = reader.name + QStringLiteral("-ticks");
+        QCOMPARE(reader.process->call(QStringLiteral("await %1 %2 %3").arg(name).arg(last).arg(reader.symbols)), ok);
+        const QMap<QString, BusProcess::Heard> heard = reader.process->heard(name);
+        QCOMPARE(QStringList(heard.keys()), reader.symbols.split(QLatin1Char(' ')));
+        for (const BusProcess::Heard &one : heard) {
+            QCOMPARE(one.first, 1);
+            QCOMPARE(one.last, last);
+            QCOMPARE(one.count, last);
+            QVERIFY(one.inOrder);
+        }
+    }
+    // The broker has each of them once, although some were published again.
+    RawNats administrator(broker.url());
+    administrator.listen("lx.in.any.administrator");
+    administrator.publish("$JS.API.STREAM.INFO.LX_TICKS", QByteArray(), "lx.in.any.administrator");
+    RawNats::Message info;
+    QVERIFY(administrator.next(&info));
+    QVERIFY2(info.bytes.contains("\"messages\":" + QByteArray::number(5 * last) + ','), info.bytes.constData());
+    // No quote is missing that has not been counted, and nothing else is.
     for (BusProcess &client : clients) {
         const QMap<QString, int> dropped = client.dropped();
         const QList<int> counts = missing.value(&client).values();
         const int lost = std::accumulate(counts.cbegin(), counts.cend(), 0);
         QCOMPARE(dropped.value(QStringLiteral("lost")), lost);
         QCOMPARE(dropped.size(), lost > 0 ? 1 : 0);
-        QCOMPARE(client.call(QStringLiteral("reconnected %1").arg(Kills)), ok);
+        QCOMPARE(client.call(QStringLiteral("reconnected %1").arg(kills)), ok);
         QCOMPARE(client.quit(), 0);
     }
     // A connection that breaks may refuse a few before it holds them back.
