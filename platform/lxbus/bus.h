@@ -123,12 +123,13 @@ public:
 /// The streams in which a broker keeps records for those who missed them (docs/operations.md).
 struct LxBusStreams
 {
+    /// Where the broker keeps a stream.
     enum Storage { Memory, File };
 
     Storage lastStorage = Memory; ///< of the last value of each symbol
-    qint64 lastBytes = 256LL * 1024 * 1024;
+    qint64 lastBytes = 256LL * 1024 * 1024; ///< beyond which the broker refuses further ones
     Storage ticksStorage = File; ///< of the transactions and orders
-    qint64 ticksBytes = 2LL * 1024 * 1024 * 1024;
+    qint64 ticksBytes = 2LL * 1024 * 1024 * 1024; ///< beyond which the broker refuses further ones
     int ticksHours = 12; ///< after which transactions and orders are forgotten
     int replicas = 1; ///< in a cluster of brokers
 };

@@ -110,8 +110,8 @@ std::shared_ptr<LxMailbox> LxBusCore::openMailbox(int limit, LxMailbox::Receiver
                                                   LxMailbox::SlowReport reportSlow)
 {
     const auto whenFull = m_link->isLocal() ? LxMailboxPolicy::Block : LxMailboxPolicy::Conflate;
-    const auto mailbox = std::make_shared<LxMailbox>(&m_pool, LxMailboxPolicy { whenFull, limit }, std::move(receiver),
-                                                     std::move(reportSlow));
+    auto mailbox = std::make_shared<LxMailbox>(&m_pool, LxMailboxPolicy { whenFull, limit }, std::move(receiver),
+                                               std::move(reportSlow));
     QMutexLocker locker(&m_mutex);
     if (m_closed)
         mailbox->close();

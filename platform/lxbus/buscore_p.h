@@ -16,7 +16,7 @@ public:
     using Service = LxServiceTable::Service;
 
     LxBusCore(const LxBusOptions &options, std::unique_ptr<LxLink> link);
-    ~LxBusCore();
+    ~LxBusCore() override;
 
     /// Ends the bus once the callbacks in progress have returned. Must not be called from one.
     void close();

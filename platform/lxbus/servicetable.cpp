@@ -5,11 +5,11 @@
 namespace {
 
 // Bytes of the requests that wait for one service: from all senders, and from each.
-constexpr size_t WaitingByteLimit = 64 * 1024 * 1024;
-constexpr size_t SenderByteLimit = 16 * 1024 * 1024;
+constexpr size_t WaitingByteLimit = size_t { 64 } * 1024 * 1024;
+constexpr size_t SenderByteLimit = size_t { 16 } * 1024 * 1024;
 // Number of unanswered requests, whether waiting or being handled: from all senders, and from each.
-constexpr size_t OpenLimit = 64 * 1024;
-constexpr size_t SenderOpenLimit = 8 * 1024;
+constexpr size_t OpenLimit = size_t { 64 } * 1024;
+constexpr size_t SenderOpenLimit = size_t { 8 } * 1024;
 constexpr size_t Unlimited = std::numeric_limits<size_t>::max();
 
 } // namespace

@@ -69,5 +69,5 @@ QVariant CPackMessageCommon::GetPackedMsg(bool flag)
         const bool asBefore = !rows.isEmpty() && rows.constLast().layout->keys() == row.keys;
         rows.append({ asBefore ? rows.constLast().layout : LxRowLayout::create(row.keys), row.values });
     }
-    return LxPackedBody(std::move(rows)).toVariant();
+    return LxPackedBody(rows).toVariant();
 }

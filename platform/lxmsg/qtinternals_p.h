@@ -31,6 +31,7 @@ inline bool isPlain(const QVariant &value)
 inline void assign(const QVariant &from, QVariant *to)
 {
     if (isPlain(from) && isPlain(*to))
+        // NOLINTNEXTLINE(bugprone-undefined-memory-manipulation): isPlain() has excluded what this would not copy
         std::memcpy(static_cast<void *>(&to->data_ptr()), &from.data_ptr(), sizeof(QVariant::DataPtr));
     else
         *to = from;

@@ -115,7 +115,7 @@ bool LxWireReader::Private::readPackedBody(Input *in, QVariant *body)
         LxPackedRow row;
         if (!readRow(in, &row))
             return false;
-        *body = LxPackedBody::ofRow(std::move(row)).toVariant();
+        *body = LxPackedBody::ofRow(row).toVariant();
         return true;
     }
     QVector<LxPackedRow> rows(rowCount);
@@ -123,7 +123,7 @@ bool LxWireReader::Private::readPackedBody(Input *in, QVariant *body)
         if (!readRow(in, &row))
             return false;
     }
-    *body = LxPackedBody(std::move(rows)).toVariant();
+    *body = LxPackedBody(rows).toVariant();
     return true;
 }
 

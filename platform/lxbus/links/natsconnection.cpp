@@ -288,7 +288,7 @@ std::unique_ptr<LxNatsConnection> LxNatsConnection::open(const QString &urlText,
         *error = QStringLiteral("cannot connect to the broker at %1: %2").arg(url.hosts(), reason);
         attempt->abandoned = !attempt->done;
         if (attempt->abandoned)
-            callbacks.release(); // the thread's
+            static_cast<void>(callbacks.release()); // the thread's
         return nullptr;
     }
     auto opened = std::unique_ptr<LxNatsConnection>(new LxNatsConnection(attempt->connection, std::move(callbacks)));

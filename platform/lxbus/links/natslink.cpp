@@ -118,7 +118,7 @@ QByteArray LxNatsLink::write(const QString &type, const QString &client, const Q
     message.body = body;
     QString error;
     QMutexLocker locker(&m_writing);
-    const QByteArray bytes = m_writer.write(message, &error);
+    QByteArray bytes = m_writer.write(message, &error);
     locker.unlock();
     if (bytes.isEmpty()) {
         if (const auto suppressed = m_writeLog.admit())
