@@ -26,24 +26,29 @@ void registerArgumentTypes()
 
 } // namespace
 
-// The handler that instance() returns. Only its destructor ends what all handlers share: the indicator worker and the
-// bus endpoint.
-class LxQuotaHandler::Singleton : public LxQuotaHandler
+// Owns the handler that instance() returns. Only its destructor ends what all handlers share: the indicator worker and
+// the bus endpoint.
+//
+// It is not derived from the handler, whose constructor starts a thread that calls virtual functions of the handler: a
+// derived class's constructor and destructor would replace the pointer to the virtual table meanwhile.
+class LxQuotaHandler::Singleton
 {
 public:
     // Bus callbacks call the handler through instance(), so they must have ended before its members are destroyed.
-    ~Singleton() override
+    ~Singleton()
     {
-        endOwnThreads();
+        handler.endOwnThreads();
         LxAsyncIndicatorQryObj::instance()->stop();
         LxQuotaHandlerObject::libraryObject().closePresenter();
     }
+
+    LxQuotaHandler handler;
 };
 
 LxQuotaHandler &LxQuotaHandler::instance()
 {
-    static Singleton handler;
-    return handler;
+    static Singleton singleton;
+    return singleton.handler;
 }
 
 LxQuotaHandler::LxQuotaHandler()

@@ -51,8 +51,8 @@ private:
     const QVector<QString> m_keys;
     QHash<QString, int> m_indexes;
     std::vector<Known> m_own; // by index
-    std::unique_ptr<std::atomic<const Known *>[]>
-        m_known; // by index: the entry with a reader's string, or else the own
+    // By index: the entry with a reader's string, or else the own one.
+    std::unique_ptr<std::atomic<const Known *>[]> m_known;
     // By previous index + 1: what was last found after it. Only a hint.
     std::unique_ptr<std::atomic<const Known *>[]> m_next;
     mutable std::mutex m_mutex;

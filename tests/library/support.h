@@ -3,6 +3,7 @@
 #include "lxquotahandler.h"
 
 #include <lxdouble/recording.h>
+#include <recordfields.h>
 
 #include <QMessageLogContext>
 #include <QMutex>
@@ -51,6 +52,22 @@ template<typename Record>
 Record decoded(void (LxQuotaHandler::*decoder)(const QVariant &, Record &), const QVariant &body, Record out = Record())
 {
     onWorker([&] { (handler().*decoder)(body, out); });
+    return out;
+}
+
+/// A record whose fields have the values that `row` has under their keys; "" or 0 if it has none.
+template<typename Record>
+Record recordOf(const QVariantMap &row, Record out = Record())
+{
+    struct Columns
+    {
+        const QVariantMap &row;
+        QVariant cell(const QByteArray &key) const { return row.value(QString::fromLatin1(key)); }
+        QString text(const QByteArray &key) const { return cell(key).toString(); }
+        double number(const QByteArray &key) const { return cell(key).toDouble(); }
+        qint64 integer(const QByteArray &key) const { return cell(key).toLongLong(); }
+    };
+    readRow(Columns { row }, &out);
     return out;
 }
 

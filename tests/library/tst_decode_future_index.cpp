@@ -64,10 +64,11 @@ IndexQuotaData decodedIndex(const QVariantMap &row)
     return decoded<IndexQuotaData>(&Probe::AssembleIndexQuotaData, LxDouble::packRows({ row }));
 }
 
+constexpr double Mark = 4711.0;
+
 // A condensed record with a mark in every field.
 BaseQuotaData markedBase()
 {
-    constexpr double Mark = 4711.0;
     const QString text = u"mark"_s;
     return { 99, Mark, text, Mark, Mark, Mark, Mark, Mark, Mark, Mark, Mark, Mark, Mark, Mark, Mark, Mark, Mark, text };
 }
@@ -110,52 +111,22 @@ private Q_SLOTS:
 void tst_decode_future_index::everyKeyFillsItsFieldOfAFuture()
 {
     LxDouble::setSecurity(u"ag2106.SHF"_s, u"future"_s, u"沪银2106"_s);
-    const FutureQuotaData quote = decodedFuture(futureRow(u"ag2106.SHF"_s));
-    QCOMPARE(quote.Symbol, u"ag2106.SHF"_s);
-    QCOMPARE(quote.MDDate, u"20210104"_s);
-    QCOMPARE(quote.MDTime, u"213000500"_s);
-    QCOMPARE(quote.TradingDate, u"20210105"_s);
-    QCOMPARE(quote.SecurityName, u"沪银2106"_s);
-    QCOMPARE(quote.PreOpenInterest, 900.0);
-    QCOMPARE(quote.PreClosePx, 400.0);
-    QCOMPARE(quote.PreSettlePrice, 380.0);
-    QCOMPARE(quote.TotalVolumeTrade, 500.0);
-    QCOMPARE(quote.TotalValueTrade, 210000.0);
-    QCOMPARE(quote.LastPx, 420.0);
-    QCOMPARE(quote.OpenPx, 401.0);
-    QCOMPARE(quote.ClosePx, 421.0);
-    QCOMPARE(quote.HighPx, 430.0);
-    QCOMPARE(quote.LowPx, 390.0);
-    QCOMPARE(quote.MaxPx, 440.0);
-    QCOMPARE(quote.MinPx, 360.0);
-    QCOMPARE(quote.OpenInterest, 950.0);
-    QCOMPARE(quote.SettlePrice, 415.0);
-    QCOMPARE(quote.PreDelta, 0.25);
-    QCOMPARE(quote.CurrDelta, 0.5);
-    for (int level = 1; level <= 5; ++level) {
-        QCOMPARE(quote.BuyPrice[level - 1], 420.0 - level);
-        QCOMPARE(quote.SellPrice[level - 1], 420.0 + level);
-        QCOMPARE(quote.BuyOrderQty[level - 1], qint64(3 * level));
-        QCOMPARE(quote.SellOrderQty[level - 1], qint64(level));
-    }
-    QCOMPARE(quote.Change, 20.0);
-    QCOMPARE(quote.ChangeRatio, 5.0);
-    QCOMPARE(quote.AvgPx, 420.0);
-    QCOMPARE(quote.Reserved1, Invalid);
+    const QVariantMap row = futureRow(u"ag2106.SHF"_s);
+    auto expected = recordOf<FutureQuotaData>(row);
+    expected.SecurityName = u"沪银2106"_s;
+    expected.Change = 20.0;
+    expected.ChangeRatio = 5.0;
+    expected.AvgPx = 420.0;
+    expected.BidAskRatio = 50.0;
+    QCOMPARE(difference(decodedFuture(row), expected), QString());
 }
 
 void tst_decode_future_index::absentKeysOfAFutureReadAsNothingAndZero()
 {
-    const FutureQuotaData quote = decodedFuture({});
-    QVERIFY((quote.Symbol + quote.MDDate + quote.MDTime + quote.TradingDate).isEmpty());
-    for (const double value : { quote.PreOpenInterest, quote.PreClosePx, quote.PreSettlePrice, quote.TotalVolumeTrade,
-                                quote.TotalValueTrade, quote.LastPx, quote.OpenPx, quote.ClosePx, quote.HighPx,
-                                quote.LowPx, quote.MaxPx, quote.MinPx, quote.OpenInterest, quote.SettlePrice,
-                                quote.PreDelta, quote.CurrDelta, quote.BuyPrice[0], quote.SellPrice[0], quote.Change })
-        QCOMPARE(value, 0.0);
-    QCOMPARE(quote.BuyOrderQty[0], Q_INT64_C(0));
-    QCOMPARE(quote.BidAskRatio, Invalid);
-    QCOMPARE(quote.ChangeRatio, Invalid);
+    auto expected = recordOf<FutureQuotaData>({});
+    expected.Change = 0.0;
+    expected.AvgPx = qQNaN();
+    QCOMPARE(difference(decodedFuture({}), expected), QString());
 }
 
 void tst_decode_future_index::levelsSixToTenOfAFutureAreIgnored()
@@ -284,55 +255,31 @@ void tst_decode_future_index::futureAveragePriceIsUnguarded()
 
 void tst_decode_future_index::condensedFutureWritesOnlyItsColumn()
 {
-    const FutureQuotaData quote = decodedFuture(futureRow(u"ru2106.SHF"_s));
+    const QVariantMap row = futureRow(u"ru2106.SHF"_s);
     BaseQuotaData base = markedBase();
-    (handler().*(&Probe::AssembleBaseFutureQuotaData))(quote, base);
-    QCOMPARE(base.RecordKind, 3);
-    QCOMPARE(base.LastPx, 420.0);
-    QCOMPARE(base.MDTime, u"213000500"_s);
-    QCOMPARE(base.OpenPx, 401.0);
-    QCOMPARE(base.ClosePx, 421.0);
-    QCOMPARE(base.HighPx, 430.0);
-    QCOMPARE(base.LowPx, 390.0);
-    QCOMPARE(base.MaxPx, 440.0);
-    QCOMPARE(base.MinPx, 360.0);
-    QCOMPARE(base.PreClosePx, 400.0);
-    QCOMPARE(base.TotalVolumeTrade, 500.0);
-    QCOMPARE(base.TotalValueTrade, 210000.0);
-    QCOMPARE(base.Buy1Price, 419.0);
-    QCOMPARE(base.Sell1Price, 421.0);
-    QCOMPARE(base.Symbol, u"ru2106.SHF"_s);
-    for (const double untouched : { base.NumTrades, base.TotalBidQty, base.TotalOfferQty })
-        QCOMPARE(untouched, 4711.0);
+    (handler().*(&Probe::AssembleBaseFutureQuotaData))(decodedFuture(row), base);
+    auto expected = recordOf<BaseQuotaData>(row);
+    expected.RecordKind = 3;
+    expected.NumTrades = expected.TotalBidQty = expected.TotalOfferQty = Mark;
+    QCOMPARE(difference(base, expected), QString());
 }
 
 void tst_decode_future_index::everyKeyFillsItsFieldOfAnIndex()
 {
     LxDouble::setSecurity(u"000001.SH"_s, u"index"_s, u"上证指数"_s);
-    const IndexQuotaData quote = decodedIndex(indexRow(u"000001.SH"_s));
-    QCOMPARE(quote.Symbol, u"000001.SH"_s);
-    QCOMPARE(quote.MDDate, u"20181203"_s);
-    QCOMPARE(quote.MDTime, u"093000000"_s);
-    QCOMPARE(quote.SecurityName, u"上证指数"_s);
-    QCOMPARE(quote.PreClosePx, 3000.0);
-    QCOMPARE(quote.TotalVolumeTrade, 12345.0);
-    QCOMPARE(quote.TotalValueTrade, 67890.0);
-    QCOMPARE(quote.LastPx, 3150.0);
-    QCOMPARE(quote.OpenPx, 3010.0);
-    QCOMPARE(quote.ClosePx, 3151.0);
-    QCOMPARE(quote.HighPx, 3160.0);
-    QCOMPARE(quote.LowPx, 2990.0);
-    QCOMPARE(quote.Change, 150.0);
-    QCOMPARE(quote.ChangeRatio, 5.0);
+    const QVariantMap row = indexRow(u"000001.SH"_s);
+    auto expected = recordOf<IndexQuotaData>(row);
+    expected.SecurityName = u"上证指数"_s;
+    expected.Change = 150.0;
+    expected.ChangeRatio = 5.0;
+    QCOMPARE(difference(decodedIndex(row), expected), QString());
 }
 
 void tst_decode_future_index::absentKeysOfAnIndexReadAsNothingAndZero()
 {
-    const IndexQuotaData quote = decodedIndex({});
-    QVERIFY((quote.Symbol + quote.MDDate + quote.MDTime).isEmpty());
-    for (const double value : { quote.PreClosePx, quote.TotalVolumeTrade, quote.TotalValueTrade, quote.LastPx,
-                                quote.OpenPx, quote.ClosePx, quote.HighPx, quote.LowPx, quote.Change })
-        QCOMPARE(value, 0.0);
+    auto expected = recordOf<IndexQuotaData>({});
+    expected.Change = 0.0;
+    QCOMPARE(difference(decodedIndex({}), expected), QString());
 }
 
 void tst_decode_future_index::indexWithoutPreviousCloseHasNoChangeRatio()
@@ -361,23 +308,14 @@ void tst_decode_future_index::indexLatestPriceComesFromTheWholeRow()
 
 void tst_decode_future_index::condensedIndexWritesOnlyItsColumn()
 {
-    const IndexQuotaData quote = decodedIndex(indexRow(u"000004.SH"_s));
+    const QVariantMap row = indexRow(u"000004.SH"_s);
     BaseQuotaData base = markedBase();
-    (handler().*(&Probe::AssembleBaseIndexQuotaData))(quote, base);
-    QCOMPARE(base.RecordKind, 2);
-    QCOMPARE(base.LastPx, 3150.0);
-    QCOMPARE(base.MDTime, u"093000000"_s);
-    QCOMPARE(base.OpenPx, 3010.0);
-    QCOMPARE(base.ClosePx, 3151.0);
-    QCOMPARE(base.HighPx, 3160.0);
-    QCOMPARE(base.LowPx, 2990.0);
-    QCOMPARE(base.PreClosePx, 3000.0);
-    QCOMPARE(base.TotalVolumeTrade, 12345.0);
-    QCOMPARE(base.TotalValueTrade, 67890.0);
-    QCOMPARE(base.Symbol, u"000004.SH"_s);
-    for (const double untouched : { base.MaxPx, base.MinPx, base.NumTrades, base.TotalBidQty, base.TotalOfferQty,
-                                    base.Buy1Price, base.Sell1Price })
-        QCOMPARE(untouched, 4711.0);
+    (handler().*(&Probe::AssembleBaseIndexQuotaData))(decodedIndex(row), base);
+    auto expected = recordOf<BaseQuotaData>(row);
+    expected.RecordKind = 2;
+    expected.MaxPx = expected.MinPx = expected.NumTrades = expected.TotalBidQty = expected.TotalOfferQty = Mark;
+    expected.Buy1Price = expected.Sell1Price = Mark;
+    QCOMPARE(difference(base, expected), QString());
 }
 
 void tst_decode_future_index::namesAreAskedForWithAnEmptyDefault()

@@ -1,5 +1,7 @@
 #include "support.h"
 
+#include <algorithm>
+#include <iterator>
 #include <type_traits>
 
 namespace {
@@ -11,6 +13,40 @@ QVector<quintptr> addresses(const Record &record, Members Record::*...members)
     return { reinterpret_cast<quintptr>(&(record.*members))... };
 }
 
+// The same of a record whose fields are known by name.
+template<typename Record>
+QVector<quintptr> addressesOfFields(const Record &record)
+{
+    QVector<quintptr> all;
+    for (const auto &field : fieldsOf(record))
+        std::visit([&](auto member) { all.append(reinterpret_cast<quintptr>(&(record.*member))); }, field.member);
+    return all;
+}
+
+// The names of the fields that do not have their initial value: "" in a string, the invalid mark in a number, and in
+// an order book the invalid mark at the first level and 0 at the deeper ones.
+template<typename Record>
+QStringList fieldsSetInitially()
+{
+    const Record record;
+    QStringList wrong;
+    for (const auto &field : fieldsOf(record)) {
+        const auto isInitial = [&record](auto member) {
+            const auto &value = record.*member;
+            if constexpr (std::is_array_v<std::remove_reference_t<decltype(value)>>) {
+                return value[0] == QUOTA_INVALID_VALUE
+                    && std::all_of(std::begin(value) + 1, std::end(value), [](auto deeper) { return deeper == 0; });
+            } else if constexpr (std::is_same_v<decltype(value), const QString &>)
+                return value.isEmpty();
+            else
+                return value == QUOTA_INVALID_VALUE;
+        };
+        if (!std::visit(isInitial, field.member))
+            wrong.append(QString::fromLatin1(field.name));
+    }
+    return wrong;
+}
+
 } // namespace
 
 class tst_records : public QObject
@@ -18,10 +54,7 @@ class tst_records : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void stockNumbersStartInvalid();
-    void firstBookLevelStartsInvalidAndDeeperOnesAtZero();
-    void futureNumbersStartInvalid();
-    void indexNumbersStartInvalid();
+    void quotesStartInvalid();
     void deepDataStartsInvalid();
     void deepDataWithOneFigureKeepsTheOthersInvalid();
     void barStartsAtZero();
@@ -33,105 +66,11 @@ private Q_SLOTS:
     void enumerationsHaveTheNumbersOfTheBus();
 };
 
-void tst_records::stockNumbersStartInvalid()
+void tst_records::quotesStartInvalid()
 {
-    using Q = StockQuotaData;
-    const Q quote;
-    const double Q::*doubles[] { &Q::PreClosePx,
-                                 &Q::TotalVolumeTrade,
-                                 &Q::TotalValueTrade,
-                                 &Q::LastPx,
-                                 &Q::OpenPx,
-                                 &Q::ClosePx,
-                                 &Q::HighPx,
-                                 &Q::LowPx,
-                                 &Q::MaxPx,
-                                 &Q::MinPx,
-                                 &Q::TotalBidQty,
-                                 &Q::TotalOfferQty,
-                                 &Q::WeightedAvgBidPx,
-                                 &Q::WeightedAvgOfferPx,
-                                 &Q::Reserved2,
-                                 &Q::Reserved3,
-                                 &Q::Reserved5,
-                                 &Q::Reserved6,
-                                 &Q::PERatio,
-                                 &Q::Reserved9,
-                                 &Q::Change,
-                                 &Q::ChangeRatio,
-                                 &Q::Amplitude,
-                                 &Q::TurnoverRate,
-                                 &Q::TotalMarketValue,
-                                 &Q::PBRatio,
-                                 &Q::CirculatingMarketValue,
-                                 &Q::AvgPx,
-                                 &Q::BidAskRatio,
-                                 &Q::LastTradeLots,
-                                 &Q::QuantityRelativeRatio };
-    for (const auto member : doubles)
-        QCOMPARE(quote.*member, Invalid);
-    const qint64 Q::*integers[] { &Q::NumTrades, &Q::Reserved1, &Q::Reserved4, &Q::Reserved7, &Q::Reserved8 };
-    for (const auto member : integers)
-        QCOMPARE(quote.*member, Q_INT64_C(-9999999));
-}
-
-void tst_records::firstBookLevelStartsInvalidAndDeeperOnesAtZero()
-{
-    const StockQuotaData stock;
-    QCOMPARE(stock.BuyPrice[0], Invalid);
-    QCOMPARE(stock.SellPrice[0], Invalid);
-    QCOMPARE(stock.BuyOrderQty[0], Q_INT64_C(-9999999));
-    QCOMPARE(stock.SellOrderQty[0], Q_INT64_C(-9999999));
-    for (int level = 1; level < 10; ++level) {
-        QCOMPARE(stock.BuyPrice[level], 0.0);
-        QCOMPARE(stock.SellPrice[level], 0.0);
-        QCOMPARE(stock.BuyOrderQty[level], Q_INT64_C(0));
-        QCOMPARE(stock.SellOrderQty[level], Q_INT64_C(0));
-    }
-    const FutureQuotaData future;
-    QCOMPARE(future.BuyPrice[0], Invalid);
-    QCOMPARE(future.SellPrice[0], Invalid);
-    QCOMPARE(future.BuyOrderQty[0], Q_INT64_C(-9999999));
-    QCOMPARE(future.SellOrderQty[0], Q_INT64_C(-9999999));
-    for (int level = 1; level < 5; ++level) {
-        QCOMPARE(future.BuyPrice[level], 0.0);
-        QCOMPARE(future.SellPrice[level], 0.0);
-        QCOMPARE(future.BuyOrderQty[level], Q_INT64_C(0));
-        QCOMPARE(future.SellOrderQty[level], Q_INT64_C(0));
-    }
-}
-
-void tst_records::futureNumbersStartInvalid()
-{
-    using Q = FutureQuotaData;
-    const Q quote;
-    const double Q::*doubles[] { &Q::PreOpenInterest, &Q::PreClosePx,
-                                 &Q::PreSettlePrice,  &Q::TotalVolumeTrade,
-                                 &Q::TotalValueTrade, &Q::LastPx,
-                                 &Q::OpenPx,          &Q::ClosePx,
-                                 &Q::HighPx,          &Q::LowPx,
-                                 &Q::MaxPx,           &Q::MinPx,
-                                 &Q::OpenInterest,    &Q::SettlePrice,
-                                 &Q::PreDelta,        &Q::CurrDelta,
-                                 &Q::Change,          &Q::ChangeRatio,
-                                 &Q::TurnoverRate,    &Q::TotalMarketValue,
-                                 &Q::PBRatio,         &Q::CirculatingMarketValue,
-                                 &Q::AvgPx,           &Q::BidAskRatio,
-                                 &Q::Reserved1 };
-    for (const auto member : doubles)
-        QCOMPARE(quote.*member, Invalid);
-}
-
-void tst_records::indexNumbersStartInvalid()
-{
-    using Q = IndexQuotaData;
-    const Q quote;
-    const double Q::*doubles[] {
-        &Q::PreClosePx, &Q::TotalVolumeTrade, &Q::TotalValueTrade, &Q::LastPx, &Q::OpenPx,
-        &Q::ClosePx,    &Q::HighPx,           &Q::LowPx,           &Q::Change, &Q::ChangeRatio
-    };
-    for (const auto member : doubles)
-        QCOMPARE(quote.*member, Invalid);
+    QCOMPARE(fieldsSetInitially<StockQuotaData>(), QStringList());
+    QCOMPARE(fieldsSetInitially<FutureQuotaData>(), QStringList());
+    QCOMPARE(fieldsSetInitially<IndexQuotaData>(), QStringList());
 }
 
 void tst_records::deepDataStartsInvalid()
@@ -169,12 +108,6 @@ void tst_records::barStartsAtZero()
 
 void tst_records::textsStartEmpty()
 {
-    const StockQuotaData stock;
-    QVERIFY((stock.MDDate + stock.MDTime + stock.Symbol + stock.TradingPhaseCode + stock.SecurityName).isEmpty());
-    const FutureQuotaData future;
-    QVERIFY((future.MDDate + future.MDTime + future.Symbol + future.TradingDate + future.SecurityName).isEmpty());
-    const IndexQuotaData index;
-    QVERIFY((index.MDDate + index.MDTime + index.Symbol + index.SecurityName).isEmpty());
     StockTransactionRecordData transaction;
     QVERIFY((transaction.MDDate + transaction.MDTime + transaction.Symbol + transaction.TradingPhaseCode).isEmpty());
     StockOrderRecordData order;
@@ -200,42 +133,14 @@ void tst_records::fieldsAreDeclaredInOrder_data()
     const auto add = [](const char *name, const QVector<quintptr> &fields, const void *record, size_t size) {
         QTest::newRow(name) << fields << reinterpret_cast<quintptr>(record) << static_cast<int>(size);
     };
-    using S = StockQuotaData;
-    static const S s;
-    add("stock quote",
-        addresses(s, &S::MDDate, &S::MDTime, &S::Symbol, &S::TradingPhaseCode, &S::PreClosePx, &S::NumTrades,
-                  &S::TotalVolumeTrade, &S::TotalValueTrade, &S::LastPx, &S::OpenPx, &S::ClosePx, &S::HighPx, &S::LowPx,
-                  &S::MaxPx, &S::MinPx, &S::TotalBidQty, &S::TotalOfferQty, &S::WeightedAvgBidPx,
-                  &S::WeightedAvgOfferPx, &S::Reserved1, &S::Reserved2, &S::Reserved3, &S::Reserved4, &S::Reserved5,
-                  &S::Reserved6, &S::Reserved7, &S::Reserved8, &S::PERatio, &S::Reserved9, &S::SellPrice, &S::BuyPrice,
-                  &S::SellOrderQty, &S::BuyOrderQty, &S::SecurityName, &S::Change, &S::ChangeRatio, &S::Amplitude,
-                  &S::TurnoverRate, &S::TotalMarketValue, &S::PBRatio, &S::CirculatingMarketValue, &S::AvgPx,
-                  &S::BidAskRatio, &S::LastTradeLots, &S::QuantityRelativeRatio),
-        &s, sizeof s);
-    using F = FutureQuotaData;
-    static const F f;
-    add("future quote",
-        addresses(f, &F::MDDate, &F::MDTime, &F::Symbol, &F::TradingDate, &F::PreOpenInterest, &F::PreClosePx,
-                  &F::PreSettlePrice, &F::TotalVolumeTrade, &F::TotalValueTrade, &F::LastPx, &F::OpenPx, &F::ClosePx,
-                  &F::HighPx, &F::LowPx, &F::MaxPx, &F::MinPx, &F::OpenInterest, &F::SettlePrice, &F::PreDelta,
-                  &F::CurrDelta, &F::SellPrice, &F::BuyPrice, &F::SellOrderQty, &F::BuyOrderQty, &F::SecurityName,
-                  &F::Change, &F::ChangeRatio, &F::TurnoverRate, &F::TotalMarketValue, &F::PBRatio,
-                  &F::CirculatingMarketValue, &F::AvgPx, &F::BidAskRatio, &F::Reserved1),
-        &f, sizeof f);
-    using I = IndexQuotaData;
-    static const I i;
-    add("index quote",
-        addresses(i, &I::MDDate, &I::MDTime, &I::Symbol, &I::PreClosePx, &I::TotalVolumeTrade, &I::TotalValueTrade,
-                  &I::LastPx, &I::OpenPx, &I::ClosePx, &I::HighPx, &I::LowPx, &I::SecurityName, &I::Change,
-                  &I::ChangeRatio),
-        &i, sizeof i);
-    using B = BaseQuotaData;
-    static const B b {};
-    add("condensed quote",
-        addresses(b, &B::RecordKind, &B::LastPx, &B::MDTime, &B::OpenPx, &B::ClosePx, &B::HighPx, &B::LowPx, &B::MaxPx,
-                  &B::MinPx, &B::PreClosePx, &B::TotalVolumeTrade, &B::TotalValueTrade, &B::NumTrades, &B::TotalBidQty,
-                  &B::TotalOfferQty, &B::Buy1Price, &B::Sell1Price, &B::Symbol),
-        &b, sizeof b);
+    static const StockQuotaData stock;
+    add("stock quote", addressesOfFields(stock), &stock, sizeof stock);
+    static const FutureQuotaData future;
+    add("future quote", addressesOfFields(future), &future, sizeof future);
+    static const IndexQuotaData index;
+    add("index quote", addressesOfFields(index), &index, sizeof index);
+    static const BaseQuotaData base {};
+    add("condensed quote", addressesOfFields(base), &base, sizeof base);
     using T = StockTransactionRecordData;
     static const T t {};
     add("transaction",

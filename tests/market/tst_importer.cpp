@@ -45,7 +45,6 @@ private Q_SLOTS:
     void sameFolderGivesSameBytes();
     void compressedFilesAreImported();
     void absentColumnsReadAsNull();
-    void progressRisesToTheEnd();
     void brokenRowsAreReportedAndTheFileRefused_data();
     void brokenRowsAreReportedAndTheFileRefused();
     void onlySomeColumnsMayBeNegative();
@@ -56,7 +55,6 @@ private Q_SLOTS:
     void olderStoreIsReplaced();
     void concurrentImportIsRefused();
     void killedImportLeavesTheOldStore();
-    void leftoverOfAnImportIsReplaced();
     void fullDiskLeavesTheOldStore();
     void unwritableOutputIsAFailure_data();
     void unwritableOutputIsAFailure();
@@ -66,6 +64,8 @@ private Q_SLOTS:
     void terminalShowsAProgressBar();
 
 private:
+    static void progressRisesToTheEnd(const Notes &notes);
+
     RecordedStore m_recorded;
 };
 
@@ -155,9 +155,18 @@ void tst_Importer::sameFolderGivesSameBytes()
     const QString path = folder.filePath(QStringLiteral("store"));
     const QByteArray expected = contentOf(m_recorded.path());
     QVERIFY(!expected.isEmpty());
+    // First over what an import that was cut off has left, then over the store.
+    QFile leftover(path + QStringLiteral(".importing"));
+    QVERIFY(leftover.open(QIODevice::WriteOnly));
+    leftover.write(expected.left(expected.size() / 2));
+    leftover.close();
     for (int i = 0; i < 2; ++i) {
-        QCOMPARE(importError(QStringLiteral(LX_DATA_DIR), path), QString());
+        Notes notes;
+        QCOMPARE(importError(QStringLiteral(LX_DATA_DIR), path, &notes), QString());
         QVERIFY(contentOf(path) == expected);
+        progressRisesToTheEnd(notes);
+        if (QTest::currentTestFailed())
+            return;
     }
     QCOMPARE(QDir(folder.path()).entryList(QDir::Files | QDir::Hidden), QStringList { QStringLiteral("store") });
 }
@@ -200,11 +209,8 @@ void tst_Importer::absentColumnsReadAsNull()
     QVERIFY(query.isNull(4));
 }
 
-void tst_Importer::progressRisesToTheEnd()
+void tst_Importer::progressRisesToTheEnd(const Notes &notes)
 {
-    QTemporaryDir folder;
-    Notes notes;
-    QCOMPARE(importError(QStringLiteral(LX_DATA_DIR), folder.filePath(QStringLiteral("store")), &notes), QString());
     QCOMPARE(notes.percents.size(), StoreSchema::tables().size());
     for (const QVector<int> &percents : std::as_const(notes.percents)) {
         QVERIFY(std::is_sorted(percents.cbegin(), percents.cend()));
@@ -452,20 +458,6 @@ void tst_Importer::killedImportLeavesTheOldStore()
     QVERIFY(contentOf(folder.store()) != before);
     const QStringList left = QDir(folder.path()).entryList({ QStringLiteral("store*") }, QDir::Files | QDir::Hidden);
     QCOMPARE(left, QStringList { QStringLiteral("store") });
-}
-
-void tst_Importer::leftoverOfAnImportIsReplaced()
-{
-    QTemporaryDir folder;
-    const QString path = folder.filePath(QStringLiteral("store"));
-    const QByteArray whole = contentOf(m_recorded.path());
-    QFile leftover(path + QStringLiteral(".importing"));
-    QVERIFY(leftover.open(QIODevice::WriteOnly));
-    leftover.write(whole.left(whole.size() / 2));
-    leftover.close();
-    QCOMPARE(importError(QStringLiteral(LX_DATA_DIR), path), QString());
-    QVERIFY(contentOf(path) == whole);
-    QVERIFY(!leftover.exists());
 }
 
 void tst_Importer::fullDiskLeavesTheOldStore()
