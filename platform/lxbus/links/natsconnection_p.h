@@ -40,7 +40,7 @@ public:
         int count = 0;
         if (natsMsgHeader_Values(m_message.get(), name, &values, &count) != NATS_OK)
             return QByteArray();
-        const QByteArray last = count > 0 ? QByteArray(values[count - 1]) : QByteArray();
+        QByteArray last = count > 0 ? QByteArray(values[count - 1]) : QByteArray();
         std::free(values);
         return last;
     }
