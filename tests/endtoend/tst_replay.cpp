@@ -343,7 +343,7 @@ void tst_Replay::onlySomeColumnsMayBeNegative()
     for (const auto &[prefix, source] : { std::pair("stock_snapshots_", "stock_snapshots_20230201.csv.gz"),
                                           std::pair("future_snapshots_", "future_snapshots_20210104.csv.gz"),
                                           std::pair("index_snapshots_", "index_snapshots_20181203_20190201.csv.gz"),
-                                          std::pair("transactions_", "transactions_20230201.csv.gz"),
+                                          std::pair("transactions_", "transactions_20230711.csv.gz"),
                                           std::pair("orders_", "orders_20230201.csv.gz") }) {
         CsvReader reader;
         QString error;
