@@ -337,13 +337,13 @@ void tst_Replay::highBelowLowIsABrokenRow()
 
 void tst_Replay::onlySomeColumnsMayBeNegative()
 {
-    // All numeric columns of the recorded data.
+    // All numeric columns of the recorded data; dates, times and phases are text.
     QStringList accepted;
     QSet<QString> tried;
     for (const auto &[prefix, source] : { std::pair("stock_snapshots_", "stock_snapshots_20230201.csv.gz"),
                                           std::pair("future_snapshots_", "future_snapshots_20210104.csv.gz"),
                                           std::pair("index_snapshots_", "index_snapshots_20181203_20190201.csv.gz"),
-                                          std::pair("transactions_", "transactions_20230201.csv.gz"),
+                                          std::pair("transactions_", "transactions_20230711.csv.gz"),
                                           std::pair("orders_", "orders_20230201.csv.gz") }) {
         CsvReader reader;
         QString error;
@@ -358,7 +358,8 @@ void tst_Replay::onlySomeColumnsMayBeNegative()
             }
         }
         for (const QString &column : qAsConst(numeric)) {
-            if (column.startsWith(QLatin1String("MD")) || tried.contains(column))
+            if (column.startsWith(QLatin1String("MD")) || column.startsWith(QLatin1String("Trading"))
+                || tried.contains(column))
                 continue;
             tried.insert(column);
             RecordingFolder folder;
