@@ -112,8 +112,9 @@ ServiceAnnouncement Server::announcement() const
     if (!m_replay)
         return result;
     result.day = Dates::parseDate(m_settings.replay.date).value_or(QDate());
-    result.time = m_replay->position().time();
     result.round = m_round;
+    if (m_replay->totalCount().read > m_readBeforeRound) // otherwise the position is that of the round before
+        result.time = m_replay->position().time();
     result.hasEnded = m_hasEnded;
     result.recordsPublished = static_cast<qint64>(m_replay->totalCount().published);
     return result;
@@ -154,6 +155,7 @@ void Server::replay()
         qCInfo(lxMarketdLog, "replay begins: %s, %s", qUtf8Printable(m_settings.replay.folder),
                qUtf8Printable(m_settings.replay.date));
         m_currentDay.clear();
+        m_readBeforeRound = read;
         ++m_round;
         m_replay->run(&error);
         const ReplayCount count = m_replay->totalCount();
