@@ -56,7 +56,6 @@ bool Replay::rewind(QString *error)
 {
     m_recordings.clear();
     m_analysis = MarketAnalysis();
-    m_position = 0;
     DataFolder folder;
     if (!folder.open(m_options.folder, error))
         return false;

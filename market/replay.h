@@ -70,7 +70,7 @@ public:
 
     /// The records of one kind, in all runs. Any thread.
     ReplayCount count(RecordingKind kind) const;
-    /// The date and time of the latest published record; invalid before the first of a run. Any thread.
+    /// The date and time of the latest published record; invalid before the first. Any thread.
     QDateTime position() const;
     /// The sum over all kinds. Any thread.
     ReplayCount totalCount() const;

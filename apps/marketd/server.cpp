@@ -114,8 +114,9 @@ ServiceAnnouncement Server::announcement() const
     if (!m_replay)
         return result;
     result.day = Dates::parseDate(m_settings.replay.date).value_or(QDate());
-    result.time = m_replay->position().time();
     result.round = m_round;
+    if (m_replay->totalCount().read > m_readBeforeRound) // otherwise the position is that of the round before
+        result.time = m_replay->position().time();
     result.hasEnded = m_hasEnded;
     result.recordsPublished = static_cast<qint64>(m_replay->totalCount().published);
     return result;
@@ -173,6 +174,7 @@ bool Server::replayRound(QString *error)
                qUtf8Printable(m_settings.replay.date), qUtf8Printable(others));
     }
     m_currentDay.clear();
+    m_readBeforeRound = readBefore;
     ++m_round;
     LxBus::current()->openPublisher()->beginDay();
     m_replay->run(error);

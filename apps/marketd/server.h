@@ -75,6 +75,7 @@ private:
     BrokenRowLog m_brokenRows; // used on the replay's thread, as is the next one
     LxLogLimit m_roundLog;
     std::atomic<qint64> m_round { 0 }; // of the replay
+    std::atomic<quint64> m_readBeforeRound { 0 }; // records, in the rounds before
     std::atomic<bool> m_hasEnded { false }; // the replay
     std::atomic<qint64> m_requestsAnswered { 0 };
     std::unique_ptr<Metrics> m_metrics;
