@@ -92,6 +92,7 @@ struct ShowsField
     {
         return showsNumber(value, static_cast<double>(number), false);
     }
+    bool shows(const QJsonValue &value, int number) const { return showsNumber(value, number, false); }
 
     template<typename Value>
     bool operator()(Value StockQuotaData::*member) const

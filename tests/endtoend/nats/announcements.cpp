@@ -31,6 +31,7 @@ struct FieldText
     void add(const QString &value) const { *text += value.toUtf8() + ';'; }
     void add(double value) const { *text += QByteArray::number(value, 'g', 17) + ';'; }
     void add(qint64 value) const { *text += QByteArray::number(value) + ';'; }
+    void add(int value) const { *text += QByteArray::number(value) + ';'; }
 
     template<typename Value>
     void operator()(Value Record::*member) const
