@@ -111,6 +111,13 @@ void Terminal::err(const QString &text)
     std::fflush(stderr);
 }
 
+void Terminal::rewriteErrLine(const QString &text)
+{
+    QMutexLocker locker(&errorMutex);
+    std::fputs(("\r\x1b[K" + printable(text).toUtf8()).constData(), stderr);
+    std::fflush(stderr);
+}
+
 void Terminal::complain(const QString &reason)
 {
     err(QStringLiteral("%1: %2\n").arg(QCoreApplication::applicationName(), reason));

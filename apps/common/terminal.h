@@ -26,6 +26,8 @@ QString printable(const QString &text);
 /// Writes to standard error in UTF-8, immediately unless errors are held; control characters other than line ends are
 /// printable(). Any thread.
 void err(const QString &text);
+/// Replaces the current line of the terminal, which must be that of standard error, by printable() text.
+void rewriteErrLine(const QString &text);
 /// Writes a line "PROGRAM: REASON" to standard error.
 void complain(const QString &reason);
 

@@ -26,7 +26,7 @@ public:
             return;
         const int done = BarWidth * percent / 100;
         const QString bar = QString(done, QLatin1Char('#')) + QString(BarWidth - done, QLatin1Char('.'));
-        Terminal::err(QStringLiteral("\r%1 [%2] %3 %").arg(file, -24).arg(bar).arg(percent, 3));
+        Terminal::rewriteErrLine(QStringLiteral("%1 [%2] %3 %").arg(file, -24).arg(bar).arg(percent, 3));
     }
 
     void brokenRow(const QString &file, qint64 line, const QString &reason) override
@@ -51,7 +51,7 @@ private:
     void clearBar()
     {
         if (m_terminal)
-            Terminal::err(QStringLiteral("\r\x1b[K"));
+            Terminal::rewriteErrLine(QString());
     }
 
     const bool m_terminal = ::isatty(STDERR_FILENO) == 1;

@@ -300,7 +300,7 @@ void tst_LxQuote::infinitiesAndNaNAreNull()
     folder.write(smallFile,
                  "MDDate,MDTime,Symbol,PreClosePx,LastPx,HighPx,LowPx,TotalVolumeTrade,TotalValueTrade\n"
                  "20230201,093000000,600519.SH,0,10,11,9,0,500\n"
-                 "20230201,093001000,600519.SH,0,10,9,11,0,0\n");
+                 "20230201,093001000,600519.SH,0,10,10,10,0,0\n");
     const Program::Result result =
         Program::run(watch(folder.path(), atOnce({ QStringLiteral("--format"), QStringLiteral("ndjson"), symbol })));
     QVERIFY2(result.exitCode == 0, result.err);

@@ -581,7 +581,7 @@ void tst_Importer::terminalShowsAProgressBar()
     QCOMPARE(terminal.exitCode(), 0);
     const QByteArray output = terminal.readAllStandardOutput();
     const QByteArray full = "[" + QByteArray(40, '#') + "] 100 %";
-    const int bar = output.indexOf("\rtrading_days.csv");
+    const int bar = output.indexOf("\r\x1b[Ktrading_days.csv  ");
     QVERIFY2(bar >= 0 && output.indexOf(full, bar) > bar, output);
     // Then its line is cleared, and the result takes its place.
     QVERIFY2(output.indexOf("\r\x1b[Ktrading_days.csv: 1 rows", bar) > bar, output);
