@@ -4,7 +4,7 @@
 #include "store.h"
 
 #include <lxbus/bus.h>
-#include <lxbus/loglimit_p.h>
+#include <lxutils/lxloglimit.h>
 
 #include <QHash>
 #include <QObject>

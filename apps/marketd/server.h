@@ -6,7 +6,7 @@
 #include "replay.h"
 #include "systemdnotifier.h"
 
-#include <lxbus/loglimit_p.h>
+#include <lxutils/lxloglimit.h>
 #include <serviceannouncement.h>
 
 #include <QElapsedTimer>

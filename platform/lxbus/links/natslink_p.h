@@ -6,7 +6,8 @@
 #include "links/natsparts_p.h"
 #include "links/natspublisher_p.h"
 #include "links/natsroutes_p.h"
-#include "loglimit_p.h"
+
+#include <lxutils/lxloglimit.h>
 
 #include <QMutex>
 #include <QWaitCondition>

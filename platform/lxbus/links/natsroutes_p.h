@@ -4,7 +4,8 @@
 #include "links/link_p.h"
 #include "links/natsconnection_p.h"
 #include "links/tickorder_p.h"
-#include "loglimit_p.h"
+
+#include <lxutils/lxloglimit.h>
 
 #include <QElapsedTimer>
 #include <QHash>
