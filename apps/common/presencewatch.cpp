@@ -30,7 +30,7 @@ PresenceWatch::PresenceWatch(QObject *parent) : QObject(parent)
     connect(&m_timer, &QTimer::timeout, this, &PresenceWatch::check);
     m_timer.start(CheckIntervalMs);
     m_endpoint = bus->openEndpoint(QStringLiteral("presence"), this);
-    m_endpoint->subscribe(ServiceAnnouncement::topic);
+    m_endpoint->subscribe(LxBusTopics::presence);
     m_endpoint->put(LxBusTopics::presenceRequest, QVariant());
 }
 

@@ -14,8 +14,6 @@ const QString timeFormat = QStringLiteral("HHmmsszzz");
 
 } // namespace
 
-const QString ServiceAnnouncement::topic = QStringLiteral("ServicePresence");
-
 QVariant ServiceAnnouncement::toBody() const
 {
     CPackMessageCommon pack;

@@ -6,12 +6,9 @@
 
 #include <optional>
 
-/// What a service says about itself on the bus once a second (docs/messages.md).
+/// What a service says about itself on the bus (LxBusTopics::presence) once a second (docs/messages.md).
 struct ServiceAnnouncement
 {
-    /// The topic of the announcements. The request for one is LxBusTopics::presenceRequest.
-    static const QString topic;
-
     QString id; ///< of this run of the service
     QString host;
     qint64 process = 0;

@@ -30,7 +30,7 @@ Announcer::Announcer(std::function<ServiceAnnouncement()> describe)
       m_port(LxBus::current()->openService(this)),
       m_endpoint(LxBus::current()->openEndpoint(QStringLiteral("announcer"), this))
 {
-    m_endpoint->subscribe(ServiceAnnouncement::topic);
+    m_endpoint->subscribe(LxBusTopics::presence);
     connect(&m_timer, &QTimer::timeout, this, [this] { announce(announcement()); });
 }
 
@@ -64,7 +64,7 @@ void Announcer::announce(const ServiceAnnouncement &announcement)
 {
     const LxBusState::Kind state = LxBus::current()->connection().state().kind;
     if (state != LxBusState::Reconnecting && state != LxBusState::Closed)
-        m_publisher->publish(ServiceAnnouncement::topic, QString(), announcement.toBody());
+        m_publisher->publish(LxBusTopics::presence, QString(), announcement.toBody());
 }
 
 QStringList Announcer::requestTypes() const
@@ -74,7 +74,7 @@ QStringList Announcer::requestTypes() const
 
 void Announcer::handle(const LxBusRequest &request)
 {
-    m_port->publishTo(request, ServiceAnnouncement::topic, announcement().toBody());
+    m_port->publishTo(request, LxBusTopics::presence, announcement().toBody());
 }
 
 void Announcer::published(const QString &, const QString &, const QVariant &body)

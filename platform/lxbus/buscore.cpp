@@ -133,7 +133,13 @@ void LxBusCore::closeMailbox(LxMailbox *mailbox)
 {
     const std::vector<LxDelivery> left = mailbox->close();
     for (const LxDelivery &delivery : left)
-        m_statistics.drop(LxBusDrop::ReceiverGone, delivery.type);
+        countWithoutReceiver(delivery.type, 1);
+}
+
+void LxBusCore::countWithoutReceiver(const QString &type, quint64 count)
+{
+    if (type != LxBusTopics::presence)
+        m_statistics.drop(LxBusDrop::ReceiverGone, type, count);
 }
 
 std::unique_ptr<LxBusEndpoint> LxBusCore::openEndpoint(const QString &name, LxBusListener *listener)
@@ -301,7 +307,7 @@ void LxBusCore::settle(const QString &type, const LxReception &reception)
 {
     m_statistics.drop(LxBusDrop::Conflated, type, reception.conflated);
     m_statistics.drop(LxBusDrop::QueueFull, type, reception.refused);
-    m_statistics.drop(LxBusDrop::ReceiverGone, type, reception.gone);
+    countWithoutReceiver(type, reception.gone);
     if (reception.full.isEmpty())
         return;
     const QDeadlineTimer deadline(m_options.publishTimeoutMs); // shared by all receivers
@@ -326,7 +332,7 @@ void LxBusCore::messageArrived(const QString &address, const QString &topic, con
     if (client)
         settle(topic, m_book.deliver(*client, topic, body));
     else
-        m_statistics.drop(LxBusDrop::ReceiverGone, topic);
+        countWithoutReceiver(topic, 1);
 }
 
 LxBusEndpoint::Result LxBusCore::requestArrived(LxArrivingRequest request)

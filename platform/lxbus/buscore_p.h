@@ -56,6 +56,7 @@ private:
 
     LxBusEndpoint::Result send(const QString &client, const QString &type, const QVariant &body, quint64 id);
     void settle(const QString &type, const LxReception &reception);
+    void countWithoutReceiver(const QString &type, quint64 count);
     void closeMailbox(LxMailbox *mailbox);
     std::shared_ptr<LxMailbox> openMailbox(int limit, LxMailbox::Receiver receiver, LxMailbox::SlowReport reportSlow);
     void noteSlow(bool slow);

@@ -23,6 +23,7 @@ const QHash<QString, LxRecordKind> routedKinds {
 namespace LxBusTopics {
 
 const QString subscribeRequest = QStringLiteral("SubscribeRequest");
+const QString presence = QStringLiteral("ServicePresence");
 const QString presenceRequest = QStringLiteral("ServicePresenceRequest");
 
 int routingKind(const QString &topic)

@@ -31,6 +31,8 @@ constexpr int TopicLimit = 128;
 
 /// The type of the message with which a client subscribes.
 LXBUS_EXPORT extern const QString subscribeRequest;
+/// The topic of the announcements of services. They are repeated, so one whose receiver has gone is no loss.
+LXBUS_EXPORT extern const QString presence;
 /// The type of the message with which a client asks a service to announce itself. If there is no service, that is an
 /// answer (LxBusConnection::nobodyServes()), not a loss.
 LXBUS_EXPORT extern const QString presenceRequest;

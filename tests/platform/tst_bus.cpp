@@ -14,6 +14,7 @@ private Q_SLOTS:
     void endpointsHearConcurrentPublishersInOneOrder();
     void publishToReachesOneClient();
     void publishToNobodyIsCounted();
+    void announcementToNobodyIsNoLoss();
     void addressesAreUnique_data();
     void addressesAreUnique();
     void flushWaitsForReceivers();
@@ -182,6 +183,24 @@ void tst_Bus::publishToNobodyIsCounted()
     QVERIFY(Publisher(bus).flush());
     QCOMPARE(bus.dropped(LxBusDrop::ReceiverGone), quint64(2));
     QCOMPARE(bus->statistics().dropped(topic), quint64(2));
+}
+
+void tst_Bus::announcementToNobodyIsNoLoss()
+{
+    Bus bus({}, url());
+    QSemaphore handled;
+    std::unique_ptr<Client> client;
+    Service service(bus, { question }, [&](LxBusServicePort *port, const LxBusRequest &request) {
+        client.reset();
+        port->publishTo(request, LxBusTopics::presence, request.body);
+        handled.release();
+    });
+    client = std::make_unique<Client>(bus, QStringLiteral("client"));
+    client->endpoint->subscribe(LxBusTopics::presence);
+    client->endpoint->put(question, numberBody(1));
+    QVERIFY(handled.tryAcquire(1, PatienceMs));
+    QVERIFY(Publisher(bus).flush());
+    QCOMPARE(bus.totalDropped(), quint64(0));
 }
 
 void tst_Bus::addressesAreUnique_data()

@@ -261,13 +261,12 @@ void tst_NatsPermissions::recordsCannotBePublished()
 
 void tst_NatsPermissions::announcementsOfServicesAreReadByAll()
 {
-    const QString presence = QStringLiteral("ServicePresence");
     BusStates states(*m_bus);
     Client other(*m_bus, QStringLiteral("other service"));
-    other.endpoint->subscribe(presence);
+    other.endpoint->subscribe(LxBusTopics::presence);
     m_victim->listen("lx.md.ServicePresence");
     QVERIFY(m_publisher->flush());
-    QCOMPARE(m_publisher->port->publish(presence, QString(), numberBody(1)), 1);
+    QCOMPARE(m_publisher->port->publish(LxBusTopics::presence, QString(), numberBody(1)), 1);
     QVERIFY(other.waitFor(1));
     RawNats::Message message;
     QVERIFY(m_victim->next(&message));
