@@ -217,7 +217,7 @@ void Watch::subscribe()
         return;
     connect(m_screen.get(), &WatchScreen::quitRequested, &m_session, &MarketSession::stop);
     if (!m_session.bus().isShared()) {
-        m_screen->setStatus(translated("%1, replayed by this program").arg(m_session.day()));
+        m_screen->setStatus(m_session.day());
         return;
     }
     const auto showStatus = [this] { m_screen->setStatus(status()); };

@@ -288,10 +288,6 @@
         <translation>有服务发布：%1</translation>
     </message>
     <message>
-        <source>%1, replayed by this program</source>
-        <translation>%1，由本程序回放</translation>
-    </message>
-    <message>
         <source>no answer in time</source>
         <translation>超时未收到应答</translation>
     </message>
