@@ -6,7 +6,7 @@ namespace {
 
 constexpr size_t KnownEpochs = 4;
 constexpr int Attempts = 21; // together about fifteen seconds
-constexpr int UnansweredAttempts = 5; // as many as one that is not answered, which takes longer, counts for
+constexpr int UnansweredAttempts = 5; // what an attempt without any answer, which takes longer, counts as
 constexpr int FirstDelayMs = 20; // a tick may arrive before the stream has it
 constexpr int LongestDelayMs = 1000;
 
